@@ -1,0 +1,28 @@
+#!/usr/bin/env bash
+# Runs a Windows program under Wine in the project's own prefix.
+#   wine-run.sh PREFIX PROGRAM.exe [ARGS...]
+# Used as CMAKE_CROSSCOMPILING_EMULATOR (so ctest runs every test .exe through
+# it) and by the scripts. Creates PREFIX on first use, needs no display and no
+# standard input, and passes the program's exit code through.
+set -euo pipefail
+
+prefix=$1
+shift
+export WINEPREFIX=$prefix
+export WINEDEBUG=-all
+export WINEDLLOVERRIDES="mscoree,mshtml="   # no Mono or Gecko install prompts
+unset DISPLAY WAYLAND_DISPLAY
+
+if [ ! -f "$prefix/system.reg" ]; then
+  mkdir -p "$(dirname "$prefix")"
+  # Two tests started at once must not both create the prefix.
+  (
+    flock 9
+    if [ ! -f "$prefix/system.reg" ]; then
+      wineboot --init >/dev/null 2>&1 || true
+      wineserver --wait
+    fi
+  ) 9>"$prefix.lock"
+fi
+
+exec wine "$@"

@@ -1,0 +1,42 @@
+// VirtualClock: installs itself in the platform seam for its lifetime, so
+// that timed pauses return at once, advance virtual time and are recorded,
+// and the unbiased interrupt time reads virtual time. Safe for calls from
+// several threads.
+#pragma once
+
+#include "platform/Api.h"
+
+#include <cstdint>
+#include <mutex>
+#include <vector>
+
+namespace fakes {
+
+class VirtualClock {
+public:
+    VirtualClock();
+    ~VirtualClock();
+    VirtualClock(const VirtualClock&) = delete;
+    VirtualClock& operator=(const VirtualClock&) = delete;
+
+    // Moves virtual time on without a pause (100-ns units, or milliseconds).
+    void AdvanceTicks(uint64_t ticks);
+    void AdvanceMilliseconds(uint64_t milliseconds) { AdvanceTicks(milliseconds * 10000); }
+
+    uint64_t NowTicks() const;
+    uint64_t NowMilliseconds() const { return NowTicks() / 10000; }
+    // Every pause taken, in milliseconds, in the order taken.
+    std::vector<DWORD> Pauses() const;
+
+private:
+    static void WINAPI Sleep(DWORD milliseconds);
+    static BOOL WINAPI QueryUnbiasedInterruptTime(PULONGLONG time);
+
+    static VirtualClock* current_;
+    os::ScopedApiOverride seam_;
+    mutable std::mutex lock_;
+    uint64_t ticks_ = 0;
+    std::vector<DWORD> pauses_;
+};
+
+} // namespace fakes

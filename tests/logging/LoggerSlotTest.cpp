@@ -1,0 +1,108 @@
+// Creating the process logger: once, on first use, again after a failure.
+#include "fakes/RecordingListener.h"
+#include "logging/LoggerSlot.h"
+
+#include <gtest/gtest.h>
+
+#include <atomic>
+#include <thread>
+#include <vector>
+
+namespace {
+
+using QX::Shared::CqxLogger;
+using QX::Shared::LoggerSlot;
+
+std::atomic<int> g_created{0};
+std::atomic<int> g_failuresLeft{0};
+
+std::unique_ptr<CqxLogger> SlowFactory()
+{
+    ++g_created;
+    Sleep(50);  // widen the window in which racing callers could create a second logger
+    return CqxLogger::Assemble({});
+}
+
+std::unique_ptr<CqxLogger> FailingFirstFactory()
+{
+    ++g_created;
+    if (g_failuresLeft.fetch_sub(1) > 0)
+        return nullptr;
+    return CqxLogger::Assemble({});
+}
+
+TEST(LoggerSlot, EightRacingFirstCallsCreateExactlyOneLogger)
+{
+    g_created = 0;
+    LoggerSlot slot(&SlowFactory);
+    std::atomic<bool> go{false};
+    std::vector<CqxLogger*> seen(8, nullptr);
+    std::vector<std::thread> threads;
+    for (size_t i = 0; i < 8; ++i)
+        threads.emplace_back([&, i] {
+            while (!go.load())
+                std::this_thread::yield();
+            seen[i] = slot.Get();
+        });
+    go = true;
+    for (auto& thread : threads)
+        thread.join();
+    EXPECT_EQ(g_created.load(), 1);
+    ASSERT_NE(seen[0], nullptr);
+    for (CqxLogger* logger : seen)
+        EXPECT_EQ(logger, seen[0]);
+}
+
+TEST(LoggerSlot, LaterCallsReuseTheLogger)
+{
+    g_created = 0;
+    LoggerSlot slot(&SlowFactory);
+    CqxLogger* first = slot.Get();
+    EXPECT_EQ(slot.Get(), first);
+    EXPECT_EQ(g_created.load(), 1);
+}
+
+TEST(LoggerSlot, CreationRetriedWhileItGivesNoLogger)
+{
+    g_created = 0;
+    g_failuresLeft = 2;
+    LoggerSlot slot(&FailingFirstFactory);
+    EXPECT_EQ(slot.Get(), nullptr);
+    EXPECT_EQ(slot.Get(), nullptr);
+    EXPECT_NE(slot.Get(), nullptr);
+    EXPECT_EQ(g_created.load(), 3);
+    slot.Get();
+    EXPECT_EQ(g_created.load(), 3);
+}
+
+TEST(LoggerSlot, ClosedSlotCreatesNothing)
+{
+    g_created = 0;
+    LoggerSlot slot(&SlowFactory);
+    slot.Get();
+    slot.Close();
+    EXPECT_EQ(slot.Get(), nullptr);
+    EXPECT_EQ(g_created.load(), 1);
+}
+
+TEST(ProcessLogger, GetLoggerGivesOneLoggerForTheProcess)
+{
+    CqxLogger* first = QX::Shared::GetLogger();
+    ASSERT_NE(first, nullptr);
+    EXPECT_EQ(QX::Shared::GetLogger(), first);
+}
+
+TEST(ProcessLogger, ScopedReplacementAndRestore)
+{
+    CqxLogger* original = QX::Shared::GetLogger();
+    {
+        fakes::RecordingListener* recorder = nullptr;
+        QX::Shared::ScopedLoggerForTesting replacement(fakes::LoggerWithRecorder(recorder));
+        EXPECT_EQ(QX::Shared::GetLogger(), replacement.get());
+        QX::Shared::Log(QX::Shared::GetLogger(), 3, "F::G", L"to the recorder");
+        EXPECT_EQ(recorder->Records().size(), 1u);
+    }
+    EXPECT_EQ(QX::Shared::GetLogger(), original);
+}
+
+} // namespace
