@@ -8,6 +8,7 @@
 #pragma once
 
 #include <windows.h>
+#include <winsvc.h>
 
 namespace os {
 
@@ -17,6 +18,12 @@ struct Api {
     decltype(&::Sleep) Sleep = ::Sleep;
     // The monotonic clock of timed scopes.
     decltype(&::QueryUnbiasedInterruptTime) QueryUnbiasedInterruptTime = ::QueryUnbiasedInterruptTime;
+
+    // Event log: Wine's ReportEventW only prints to its debug channel, so
+    // tests record the reports here.
+    decltype(&::RegisterEventSourceW) RegisterEventSourceW = ::RegisterEventSourceW;
+    decltype(&::ReportEventW) ReportEventW = ::ReportEventW;
+    decltype(&::DeregisterEventSource) DeregisterEventSource = ::DeregisterEventSource;
 };
 
 // The table in force. Valid from the first call to process exit.
