@@ -1,12 +1,96 @@
 #include "logging/LogConfiguration.h"
 
+#include "logging/LogListenerConsole.h"
+#include "logging/LogListenerDebug.h"
+#include "logging/LogListenerEvent.h"
+#include "logging/LogListenerFile.h"
+
+#include <cwchar>
+#include <cwctype>
+
 namespace QX::Shared {
+
+namespace {
+
+// Level values are REG_SZ of at most 127 characters.
+constexpr size_t kLevelNameLimit = 127;
+
+// "LoggingType" is read into 128 bytes: 63 characters and a terminator.
+constexpr DWORD kLoggingTypeBytes = 128;
+
+int32_t TypesFromLoggingType(const PolicyKeys& keys)
+{
+    wchar_t text[kLoggingTypeBytes / sizeof(wchar_t) + 1] = {};
+    if (!ReadPolicyBytes(keys, L"LoggingType", text, kLoggingTypeBytes))
+        return 0;
+    for (wchar_t* c = text; *c != L'\0'; ++c)
+        *c = static_cast<wchar_t>(towupper(*c));
+
+    int32_t types = 0;
+    if (wcsstr(text, L"EVENT") != nullptr)
+        types |= CqxLogListener::TypeEvent;
+    if (wcsstr(text, L"FILE") != nullptr)
+        types |= CqxLogListener::TypeFileDirect;
+    if (wcsstr(text, L"CONSOLE") != nullptr)
+        types |= CqxLogListener::TypeConsole;
+    if (wcsstr(text, L"DEBUG") != nullptr)
+        types |= CqxLogListener::TypeDebug;
+    return types;
+}
+
+} // namespace
+
+int32_t LevelFromName(const wchar_t* name)
+{
+    if (name == nullptr || name[0] == L'\0')
+        return LevelNever;
+    for (const int32_t level : {LevelTraceIn, LevelTraceOut, LevelVerbose, LevelInformation, LevelWarning, LevelError,
+                                LevelDiag, LevelNever}) {
+        if (_wcsicmp(name, LevelName(level)) == 0)
+            return level;
+    }
+    return LevelNever;
+}
+
+void ReadLevels(CqxLogListener& listener, const PolicyKeys& keys, const wchar_t* minLevelValueName)
+{
+    const wchar_t* minName =
+        (minLevelValueName != nullptr && minLevelValueName[0] != L'\0') ? minLevelValueName : L"MinLogLevel";
+    std::wstring text;
+    if (ReadPolicyText(keys, minName, kLevelNameLimit, text))
+        listener.SetMinLevel(LevelFromName(text.c_str()));
+    if (ReadPolicyText(keys, L"MaxLogLevel", kLevelNameLimit, text))
+        listener.SetMaxLevel(LevelFromName(text.c_str()));
+}
 
 std::unique_ptr<CqxLogger> CreateLogger(int32_t defaultMinLevel, int32_t defaultTypes)
 {
-    (void)defaultMinLevel;
-    (void)defaultTypes;
-    return CqxLogger::Assemble({});
+    try {
+        int32_t types = defaultTypes;
+        if ((types & CqxLogListener::TypeFileQueued) && (types & CqxLogListener::TypeFileDirect))
+            types &= ~CqxLogListener::TypeFileDirect;
+
+        PolicyKeys keys;
+        OpenPolicyKeys(nullptr, keys);
+        if (const int32_t configured = TypesFromLoggingType(keys))
+            types = configured;
+
+        CqxLogger::Listeners listeners;
+        if (types & CqxLogListener::TypeEvent)
+            listeners.push_back(std::make_unique<CqxLogListenerEvent>(defaultMinLevel));
+        if (types & CqxLogListener::TypeFileDirect)
+            listeners.push_back(std::make_unique<CqxLogListenerFile>(/*queued=*/false, defaultMinLevel));
+        if (types & CqxLogListener::TypeFileQueued)
+            listeners.push_back(std::make_unique<CqxLogListenerFile>(/*queued=*/true, defaultMinLevel));
+        if (types & CqxLogListener::TypeDebug)
+            listeners.push_back(std::make_unique<CqxLogListenerDebug>(defaultMinLevel));
+        if (types & CqxLogListener::TypeConsole)
+            listeners.push_back(std::make_unique<CqxLogListenerConsole>(defaultMinLevel));
+
+        return CqxLogger::Assemble(std::move(listeners));
+    } catch (...) {
+        return nullptr;  // out of memory: the next log call tries again
+    }
 }
 
 } // namespace QX::Shared

@@ -1,12 +1,26 @@
-// Builds the process logger's listeners from the logging policy.
+// The logging policy: which listeners the process logger has and their
+// level ranges, read once when the logger is created.
+//
+//   "LoggingType"   text with the keywords EVENT, FILE, CONSOLE, DEBUG
+//   "MinLogLevel"   level name (REG_SZ), default TraceIn
+//   "MaxLogLevel"   level name (REG_SZ), default Error
+// ("MaxLogSize" and "QueuedWrites" belong to the file listener.)
 #pragma once
 
 #include "logging/Logger.h"
+#include "logging/PolicyKeys.h"
 
 #include <cstdint>
 #include <memory>
 
 namespace QX::Shared {
+
+// The level of a name, ignoring letter case; null, empty or unknown: Never.
+int32_t LevelFromName(const wchar_t* name);
+
+// Sets the listener's minimum level from minLevelValueName (null or empty:
+// "MinLogLevel") and its maximum level from "MaxLogLevel", where present.
+void ReadLevels(CqxLogListener& listener, const PolicyKeys& keys, const wchar_t* minLevelValueName);
 
 // The new logger, or null. The process calls it with (TraceIn, queued file).
 std::unique_ptr<CqxLogger> CreateLogger(int32_t defaultMinLevel, int32_t defaultTypes);

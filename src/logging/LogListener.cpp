@@ -1,6 +1,8 @@
 #include "logging/LogListener.h"
 
+#include "logging/LogConfiguration.h"
 #include "logging/LogLevels.h"
+#include "logging/PolicyKeys.h"
 #include "platform/Format.h"
 
 #include <memory>
@@ -49,8 +51,10 @@ const std::wstring& CqxLogListener::LogData::GetLine() const
 CqxLogListener::CqxLogListener(int32_t defaultMinLevel, const wchar_t* productName, const wchar_t* minLevelValueName, bool fixedLevels)
     : m_minLevel(defaultMinLevel), m_maxLevel(LevelError), m_fixedLevels(fixedLevels)
 {
-    (void)productName;
-    (void)minLevelValueName;
+    PolicyKeys keys;
+    OpenPolicyKeys(productName, keys);
+    if (keys.product && !m_fixedLevels)
+        ReadLevels(*this, keys, minLevelValueName);
 }
 
 } // namespace QX::Shared

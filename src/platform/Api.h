@@ -9,6 +9,7 @@
 
 #include <windows.h>
 #include <winsvc.h>
+#include <shlobj.h>
 
 namespace os {
 
@@ -18,6 +19,13 @@ struct Api {
     decltype(&::Sleep) Sleep = ::Sleep;
     // The monotonic clock of timed scopes.
     decltype(&::QueryUnbiasedInterruptTime) QueryUnbiasedInterruptTime = ::QueryUnbiasedInterruptTime;
+    // Waits with a time-out are timed pauses too; infinite waits stay direct.
+    decltype(&::WaitForSingleObject) WaitForSingleObject = ::WaitForSingleObject;
+
+    // Log outputs that Wine does not keep: debugger output, and the folder of
+    // the log files (so tests can take it away).
+    decltype(&::OutputDebugStringW) OutputDebugStringW = ::OutputDebugStringW;
+    decltype(&::SHGetFolderPathW) SHGetFolderPathW = ::SHGetFolderPathW;
 
     // Event log: Wine's ReportEventW only prints to its debug channel, so
     // tests record the reports here.

@@ -5,12 +5,17 @@
 
 #include <windows.h>
 
+#include <cstdint>
 #include <utility>
 
 namespace os {
 
-template <typename Handle, typename CloseResult, CloseResult(WINAPI* Close)(Handle), Handle Invalid = Handle()>
+// `InvalidValue` is the handle value that means "none" (0, or -1 for the
+// handles of files and searches).
+template <typename Handle, typename CloseResult, CloseResult(WINAPI* Close)(Handle), intptr_t InvalidValue = 0>
 class UniqueAny {
+    static Handle Invalid() { return reinterpret_cast<Handle>(InvalidValue); }
+
 public:
     UniqueAny() = default;
     explicit UniqueAny(Handle handle) : handle_(handle) {}
@@ -26,14 +31,14 @@ public:
     UniqueAny& operator=(const UniqueAny&) = delete;
 
     Handle get() const { return handle_; }
-    explicit operator bool() const { return handle_ != Invalid; }
+    explicit operator bool() const { return handle_ != Invalid(); }
 
-    Handle release() { return std::exchange(handle_, Invalid); }
+    Handle release() { return std::exchange(handle_, Invalid()); }
 
-    void reset(Handle handle = Invalid)
+    void reset(Handle handle = Invalid())
     {
         const Handle old = std::exchange(handle_, handle);
-        if (old != Invalid) {
+        if (old != Invalid()) {
             const DWORD error = GetLastError();
             Close(old);
             SetLastError(error);
@@ -48,13 +53,13 @@ public:
     }
 
 private:
-    Handle handle_ = Invalid;
+    Handle handle_ = Invalid();
 };
 
 using UniqueHandle = UniqueAny<HANDLE, BOOL, ::CloseHandle>;  // events, mutexes, threads
-using UniqueFileHandle = UniqueAny<HANDLE, BOOL, ::CloseHandle, INVALID_HANDLE_VALUE>;
+using UniqueFileHandle = UniqueAny<HANDLE, BOOL, ::CloseHandle, -1>;
 using UniqueRegKey = UniqueAny<HKEY, LSTATUS, ::RegCloseKey>;
-using UniqueFindHandle = UniqueAny<HANDLE, BOOL, ::FindClose, INVALID_HANDLE_VALUE>;
+using UniqueFindHandle = UniqueAny<HANDLE, BOOL, ::FindClose, -1>;
 using UniqueLocalMemory = UniqueAny<HLOCAL, HLOCAL, ::LocalFree>;
 
 } // namespace os

@@ -1,0 +1,24 @@
+// CqxLogListenerEvent: reports each record of level 0 to 5 to the Windows
+// event log (chosen by "EVENT"), under the source named after the
+// executable. The event id is the level; the one insertion string is the
+// record's formatted line. ReportEventW is safe for concurrent callers.
+#pragma once
+
+#include "logging/LogListener.h"
+
+namespace QX::Shared {
+
+class CqxLogListenerEvent : public CqxLogListener {
+public:
+    explicit CqxLogListenerEvent(int32_t defaultMinLevel);
+    ~CqxLogListenerEvent() override;
+
+    void Write(const LogData& record) override;
+    int32_t GetType() const override { return TypeEvent; }
+
+private:
+    // Null when registration failed: every report then fails silently.
+    HANDLE m_eventSource;
+};
+
+} // namespace QX::Shared

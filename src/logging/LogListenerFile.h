@@ -1,0 +1,78 @@
+// CqxLogListenerFile: writes each record's line to a UTF-8 log file in
+// %APPDATA%\zvrLog, named after the executable, and rotates it by size,
+// keeping up to nine older files (<name>_0001.log newest).
+//
+// A machine-wide named mutex, derived from the file's full path, guards the
+// file: it is opened, written, flushed and closed while the mutex is held, so
+// several processes and listeners can share one file. Records are written on
+// the logging thread (direct) or handed to a CqxLogQueue whose writer thread
+// writes them (queued, the default listener of the process).
+#pragma once
+
+#include "logging/LogListener.h"
+#include "logging/PolicyKeys.h"
+#include "platform/UniqueHandle.h"
+
+#include <cstdio>
+#include <memory>
+#include <string>
+
+namespace QX::Shared {
+
+class CqxLogQueue;
+
+class CqxLogListenerFile : public CqxLogListener {
+public:
+    // Log file named after this executable.
+    CqxLogListenerFile(bool queuedDefault, int32_t defaultMinLevel);
+    // Log file `fileName` in the same folder, so tests can keep their files apart.
+    static std::unique_ptr<CqxLogListenerFile> CreateForTesting(bool queuedDefault, int32_t defaultMinLevel,
+                                                                const std::wstring& fileName);
+    // Gives a queued writer its bounded time, then closes the mutex.
+    ~CqxLogListenerFile() override;
+
+    void Write(const LogData& record) override;
+    // The mode in force after the policy was read.
+    int32_t GetType() const override { return m_queued ? TypeFileQueued : TypeFileDirect; }
+
+    // The size limit in kilobytes: read once ("MaxLogSize" by default; absent
+    // or 0 in both keys: 2048), then kept.
+    int32_t GetMaxLogSize(const PolicyKeys& keys, const wchar_t* valueName);
+
+    // Moves the current file to <name>_0001.log after shifting the older
+    // files up, when it exceeds the size limit or when `force` is set.
+    // Always returns false.
+    bool Rotate(bool force);
+
+    // Takes the named mutex and opens the file; false when either fails.
+    bool AcquireFile();
+    // Flushes and closes the file and releases the mutex, if the file is open.
+    void ReleaseFile();
+    // Writes one record to the acquired file, with the size check cadence.
+    size_t WriteRecord(const LogData& record);
+
+    const std::wstring& Path() const { return m_path; }
+    // Every record handed to a queued listener is in the file (always true
+    // for a direct one).
+    bool QueueDrained() const;
+
+    // The mutex name for a log file path: "Global\" and the path without its
+    // drive part, with backslashes turned into dots.
+    static std::wstring MutexNameForPath(const std::wstring& path);
+
+private:
+    CqxLogListenerFile(bool queuedDefault, int32_t defaultMinLevel, const std::wstring& fileName);
+    void Initialize(const std::wstring& fileName, const PolicyKeys& keys, const wchar_t* valueName);
+    bool OpenStream();
+
+    std::wstring m_path;        // empty when no usable folder exists
+    int32_t m_maxSize = -1;     // kilobytes; -1 until read
+    int32_t m_writeCounter = 0; // records written since the last size check
+    bool m_queued;
+    FILE* m_file = nullptr;     // open only between AcquireFile and ReleaseFile
+    os::UniqueHandle m_mutex;
+    bool m_fullPath = false;    // always false in this product: names are file names
+    std::unique_ptr<CqxLogQueue> m_queue;
+};
+
+} // namespace QX::Shared

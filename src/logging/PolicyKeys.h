@@ -1,0 +1,46 @@
+// The logging policy keys of this executable and the reads of their values.
+//
+//   HKLM\Software\Policies\QX\<ProductName>            the product key
+//   HKLM\Software\Policies\QX\<ProductName>\<module>   the module key
+//
+// ProductName comes from the executable's version resource, <module> is the
+// executable's file name without extension. Every value is looked up in the
+// module key first, then in the product key. Nothing here reports a failure:
+// a missing key or value, or one of the wrong type or size, counts as absent.
+#pragma once
+
+#include "platform/UniqueHandle.h"
+
+#include <windows.h>
+
+#include <string>
+
+namespace QX::Shared {
+
+struct PolicyKeys {
+    os::UniqueRegKey product;
+    os::UniqueRegKey module;
+};
+
+// Closes both keys, then opens them for `productName`, or for the product of
+// this executable's version resource when it is null or empty. The module key
+// is opened only when the product key opened. A key that does not open stays
+// closed.
+void OpenPolicyKeys(const wchar_t* productName, PolicyKeys& keys);
+
+// The executable's file name without its extension ("Tessarine" for
+// C:\...\Tessarine.exe); empty when the path has no dot or no backslash.
+std::wstring ExecutableBaseName();
+
+// A REG_SZ value of at most maxCharacters characters, non-empty.
+bool ReadPolicyText(const PolicyKeys& keys, const wchar_t* name, size_t maxCharacters, std::wstring& text);
+
+// Up to `size` bytes of a value of any registry type into `buffer`; fails
+// when the value is missing or longer than the buffer at both keys.
+bool ReadPolicyBytes(const PolicyKeys& keys, const wchar_t* name, void* buffer, DWORD size);
+
+// A 4-byte value of any registry type. With zeroIsAbsent a 0 in the module
+// key falls through to the product key, and a 0 there counts as absent.
+bool ReadPolicyNumber(const PolicyKeys& keys, const wchar_t* name, bool zeroIsAbsent, DWORD& number);
+
+} // namespace QX::Shared
