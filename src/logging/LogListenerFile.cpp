@@ -151,7 +151,7 @@ std::wstring CqxLogListenerFile::MutexNameForPath(const std::wstring& path)
 
 bool CqxLogListenerFile::OpenStream()
 {
-    m_file = _wfopen(m_path.c_str(), kOpenMode);
+    m_file = os::api()._wfopen(m_path.c_str(), kOpenMode);
     return m_file != nullptr;
 }
 

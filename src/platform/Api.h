@@ -11,6 +11,8 @@
 #include <winsvc.h>
 #include <shlobj.h>
 
+#include <cstdio>
+
 namespace os {
 
 struct Api {
@@ -26,6 +28,9 @@ struct Api {
     // the log files (so tests can take it away).
     decltype(&::OutputDebugStringW) OutputDebugStringW = ::OutputDebugStringW;
     decltype(&::SHGetFolderPathW) SHGetFolderPathW = ::SHGetFolderPathW;
+    // Opening the log file. Wine running as root opens read-only files for
+    // writing, so tests stand in for Windows' access check here.
+    decltype(&::_wfopen) _wfopen = ::_wfopen;
 
     // Event log: Wine's ReportEventW only prints to its debug channel, so
     // tests record the reports here.

@@ -1,0 +1,453 @@
+// The file listener against the real file system, mutexes and threads of the
+// Wine prefix. Each test uses a log file name of its own.
+#include "fakes/LogFiles.h"
+#include "fakes/LoggingPolicy.h"
+#include "fakes/VirtualClock.h"
+#include "logging/LogListenerFile.h"
+#include "platform/Api.h"
+#include "platform/Format.h"
+
+#include <gtest/gtest.h>
+
+#include <cerrno>
+#include <thread>
+#include <vector>
+
+namespace {
+
+using fakes::LoggingPolicy;
+using fakes::LogPath;
+using fakes::ReadLines;
+using QX::Shared::CqxLogListener;
+using QX::Shared::CqxLogListenerFile;
+using Key = LoggingPolicy::Key;
+
+constexpr char kSeedLine[] = "2026/11/22 10:00:00.000|00000001|Information|Test::Seed|seed\r\n";
+
+CqxLogListener::LogData Record(int number, const wchar_t* function = L"")
+{
+    (void)function;
+    SYSTEMTIME time{};
+    time.wYear = 2026;
+    time.wMonth = 11;
+    time.wDay = 22;
+    time.wHour = 12;
+    return CqxLogListener::LogData("FileTest::Write", os::FormatString(L"record %05d", number), 3, time, 0x2A);
+}
+
+std::wstring Line(int number) { return Record(number).GetLine(); }
+
+class LogListenerFileTest : public ::testing::Test {
+protected:
+    explicit LogListenerFileTest(std::wstring stem = L"filetest")
+        : stem_(std::move(stem)), name_(stem_ + L".log"), path_(LogPath(name_))
+    {
+        fakes::DeleteLogFiles(stem_);
+    }
+    ~LogListenerFileTest() override { fakes::DeleteLogFiles(stem_); }
+
+    std::unique_ptr<CqxLogListenerFile> Listener(bool queued = false)
+    {
+        return CqxLogListenerFile::CreateForTesting(queued, 0, name_);
+    }
+    std::wstring Older(int number) const { return LogPath(os::FormatString(L"%s_%04d.log", stem_.c_str(), number)); }
+    // A file that begins with a line of this system, `size` bytes long.
+    void SeedCurrentFile(size_t size) const
+    {
+        std::string bytes = kSeedLine;
+        bytes.resize(size, 'x');
+        fakes::WriteBytes(path_, bytes);
+    }
+    void MakeOlderFiles(int count) const
+    {
+        for (int number = 1; number <= count; ++number) {
+            fakes::WriteBytes(Older(number), "older " + std::to_string(number) + "\r\n");
+            fakes::SetWriteTime(Older(number), number);  // a higher number is older
+        }
+    }
+
+    LoggingPolicy policy;
+    std::wstring stem_;
+    std::wstring name_;
+    std::wstring path_;
+};
+
+TEST(FileListenerMutexName, DrivePartRemovedAndBackslashesTurnedIntoDots)
+{
+    EXPECT_EQ(CqxLogListenerFile::MutexNameForPath(L"C:\\A\\zvrLog\\N.log"), L"Global\\.A.zvrLog.N.log");
+}
+
+TEST(FileListenerMutexName, ColonAsFirstCharacterIsKept)
+{
+    EXPECT_EQ(CqxLogListenerFile::MutexNameForPath(L":\\A\\N.log"), L"Global\\:.A.N.log");
+}
+
+TEST(FileListenerMutexName, PathWithoutColon)
+{
+    EXPECT_EQ(CqxLogListenerFile::MutexNameForPath(L"N.log"), L"Global\\N.log");
+}
+
+TEST_F(LogListenerFileTest, PathIsInTheLogFolderOfAppData)
+{
+    auto listener = Listener();
+    EXPECT_EQ(listener->Path(), path_);
+    EXPECT_NE(path_.find(L"\\zvrLog\\filetest.log"), std::wstring::npos);
+}
+
+TEST_F(LogListenerFileTest, DirectWritesLinesInUtf8WithCrLf)
+{
+    auto listener = Listener();
+    EXPECT_EQ(listener->GetType(), 8);
+    listener->Write(Record(1));
+    listener->Write(CqxLogListener::LogData("F::G", L"caf\u00e9", 5, SYSTEMTIME{2026, 1, 0, 2, 3, 4, 5, 6}, 7));
+    const std::string bytes = fakes::ReadBytes(path_);
+    EXPECT_EQ(bytes.substr(0, 3), "\xEF\xBB\xBF");
+    EXPECT_EQ(bytes.substr(3), "2026/11/22 12:00:00.000|0000002A|Information|FileTest::Write|record 00001\r\n"
+                               "2026/01/02 03:04:05.006|00000007|Error      |F::G|caf\xC3\xA9\r\n");
+}
+
+TEST_F(LogListenerFileTest, FileIsClosedAndMutexFreeBetweenRecords)
+{
+    auto listener = Listener();
+    listener->Write(Record(1));
+    // Another writer could now rename the file: nothing holds it open.
+    ASSERT_TRUE(MoveFileW(path_.c_str(), Older(1).c_str()));
+    HANDLE mutex = CreateMutexW(nullptr, FALSE, CqxLogListenerFile::MutexNameForPath(path_).c_str());
+    std::thread other([&] {
+        EXPECT_EQ(WaitForSingleObject(mutex, 0), WAIT_OBJECT_0);
+        ReleaseMutex(mutex);
+    });
+    other.join();
+    CloseHandle(mutex);
+}
+
+TEST_F(LogListenerFileTest, ForeignFormatFileIsMovedAsideAtStart)
+{
+    fakes::WriteBytes(path_, "this is not a log line of ours\r\nsecond line\r\n");
+    auto listener = Listener();
+    EXPECT_EQ(fakes::ReadBytes(Older(1)), "this is not a log line of ours\r\nsecond line\r\n");
+    listener->Write(Record(1));
+    EXPECT_EQ(ReadLines(path_), (std::vector<std::wstring>{Line(1)}));
+}
+
+TEST_F(LogListenerFileTest, FileShorterThanAHeadIsMovedAside)
+{
+    fakes::WriteBytes(path_, "2026/11/22 10:00\r\n");
+    auto listener = Listener();
+    EXPECT_TRUE(fakes::FileExists(Older(1)));
+}
+
+TEST_F(LogListenerFileTest, EmptyExistingFileIsKept)
+{
+    fakes::WriteBytes(path_, "");
+    auto listener = Listener();
+    EXPECT_FALSE(fakes::FileExists(Older(1)));
+    listener->Write(Record(1));
+    EXPECT_EQ(ReadLines(path_), (std::vector<std::wstring>{Line(1)}));
+}
+
+TEST_F(LogListenerFileTest, FileOfOurFormatIsKeptAndAppendedTo)
+{
+    fakes::WriteBytes(path_, std::string("\xEF\xBB\xBF") + kSeedLine);
+    auto listener = Listener();
+    listener->Write(Record(2));
+    EXPECT_FALSE(fakes::FileExists(Older(1)));
+    const auto lines = ReadLines(path_);
+    ASSERT_EQ(lines.size(), 2u);
+    EXPECT_EQ(lines[1], Line(2));
+}
+
+TEST_F(LogListenerFileTest, FileOfExactlyTheLimitIsKept)
+{
+    SeedCurrentFile(2097152);
+    auto listener = Listener();
+    listener->Write(Record(1));
+    EXPECT_FALSE(fakes::FileExists(Older(1)));
+}
+
+TEST_F(LogListenerFileTest, FirstRecordAfterStartRotatesAFileAboveTheLimit)
+{
+    SeedCurrentFile(2097153);
+    auto listener = Listener();
+    listener->Write(Record(1));
+    ASSERT_TRUE(fakes::FileExists(Older(1)));
+    EXPECT_EQ(fakes::ReadBytes(Older(1)).size(), 2097153u);
+    EXPECT_EQ(ReadLines(path_), (std::vector<std::wstring>{Line(1)}));
+}
+
+TEST_F(LogListenerFileTest, SizeLimitComesFromThePolicy)
+{
+    policy.SetNumber(Key::Module, L"MaxLogSize", 1);
+    SeedCurrentFile(1025);
+    auto listener = Listener();
+    listener->Write(Record(1));
+    EXPECT_TRUE(fakes::FileExists(Older(1)));
+}
+
+TEST_F(LogListenerFileTest, NegativeLimitDisablesRotationBySize)
+{
+    policy.SetNumber(Key::Module, L"MaxLogSize", 0xFFFFFFFFu);
+    SeedCurrentFile(3000000);
+    auto listener = Listener();
+    listener->Write(Record(1));
+    EXPECT_FALSE(fakes::FileExists(Older(1)));
+}
+
+TEST_F(LogListenerFileTest, SizeIsCheckedAtRecord1ThenEverySixthWithALimitOf1Kilobyte)
+{
+    // The counter starts at 11 (limit x 10 + 1); a check happens when it is
+    // above 10 and halves it, so checks fall on records 1, 7, 13, 19, ...
+    policy.SetNumber(Key::Module, L"MaxLogSize", 1);
+    auto listener = Listener();
+    const size_t lineBytes = Line(1).size() + 2;
+    size_t size = 3;  // the byte-order mark
+    int record = 1;
+    for (;; ++record) {
+        const bool check = record % 6 == 1;
+        if (check && size > 1024)
+            break;
+        listener->Write(Record(record));
+        size += lineBytes;
+        ASSERT_FALSE(fakes::FileExists(Older(1))) << record;
+    }
+    listener->Write(Record(record));
+    ASSERT_TRUE(fakes::FileExists(Older(1)));
+    EXPECT_EQ(ReadLines(Older(1)).size(), static_cast<size_t>(record - 1));
+    EXPECT_EQ(ReadLines(path_), (std::vector<std::wstring>{Line(record)}));
+}
+
+TEST_F(LogListenerFileTest, RotationShiftsOlderFilesUp)
+{
+    MakeOlderFiles(3);
+    SeedCurrentFile(2097153);
+    auto listener = Listener();
+    listener->Write(Record(1));
+    EXPECT_EQ(fakes::ReadBytes(Older(2)), "older 1\r\n");
+    EXPECT_EQ(fakes::ReadBytes(Older(3)), "older 2\r\n");
+    EXPECT_EQ(fakes::ReadBytes(Older(4)), "older 3\r\n");
+    EXPECT_EQ(fakes::ReadBytes(Older(1)).size(), 2097153u);
+    EXPECT_FALSE(fakes::FileExists(Older(5)));
+    EXPECT_EQ(fakes::LogFileNames(L"_log_"), std::vector<std::wstring>{});
+}
+
+TEST_F(LogListenerFileTest, NineOlderFilesLoseTheOldestAndStayNine)
+{
+    MakeOlderFiles(9);
+    fakes::WriteBytes(path_, "foreign\r\n");
+    auto listener = Listener();
+    EXPECT_EQ(fakes::ReadBytes(Older(1)), "foreign\r\n");
+    for (int number = 2; number <= 9; ++number)
+        EXPECT_EQ(fakes::ReadBytes(Older(number)), "older " + std::to_string(number - 1) + "\r\n");
+    EXPECT_FALSE(fakes::FileExists(Older(10)));
+    EXPECT_EQ(fakes::LogFileNames(stem_ + L"_").size(), 9u);
+}
+
+TEST_F(LogListenerFileTest, TenOlderFilesAreAllKeptAndNumberingGoesAboveNine)
+{
+    MakeOlderFiles(10);
+    fakes::WriteBytes(path_, "foreign\r\n");
+    auto listener = Listener();
+    EXPECT_EQ(fakes::ReadBytes(Older(1)), "foreign\r\n");
+    for (int number = 2; number <= 11; ++number)
+        EXPECT_EQ(fakes::ReadBytes(Older(number)), "older " + std::to_string(number - 1) + "\r\n");
+    EXPECT_EQ(fakes::LogFileNames(stem_ + L"_").size(), 11u);
+}
+
+TEST_F(LogListenerFileTest, RotateAlwaysReturnsFalse)
+{
+    auto listener = Listener();
+    listener->Write(Record(1));
+    EXPECT_FALSE(listener->Rotate(true));
+    EXPECT_TRUE(fakes::FileExists(Older(1)));
+    EXPECT_FALSE(listener->Rotate(true));  // no current file now: nothing happens
+    EXPECT_FALSE(fakes::FileExists(Older(2)));
+}
+
+TEST_F(LogListenerFileTest, QueuedWritesArriveInOrder)
+{
+    auto listener = Listener(/*queued=*/true);
+    EXPECT_EQ(listener->GetType(), 4);
+    for (int i = 0; i < 500; ++i)
+        listener->Write(Record(i));
+    while (!listener->QueueDrained())
+        Sleep(5);
+    const auto lines = ReadLines(path_);
+    ASSERT_EQ(lines.size(), 500u);
+    for (int i = 0; i < 500; ++i)
+        ASSERT_EQ(lines[static_cast<size_t>(i)], Line(i));
+}
+
+TEST_F(LogListenerFileTest, QueuedWritesPolicyTurnsAQueuedDefaultDirect)
+{
+    policy.SetNumber(Key::Module, L"QueuedWrites", 0);
+    EXPECT_EQ(Listener(/*queued=*/true)->GetType(), 8);
+}
+
+TEST_F(LogListenerFileTest, QueuedWritesPolicyTurnsADirectDefaultQueued)
+{
+    policy.SetNumber(Key::Product, L"QueuedWrites", 7);
+    EXPECT_EQ(Listener(/*queued=*/false)->GetType(), 4);
+}
+
+TEST_F(LogListenerFileTest, RecordsAreDroppedWhileAnotherHolderKeepsTheFileOpen)
+{
+    auto listener = Listener();
+    listener->Write(Record(1));
+    HANDLE exclusive = CreateFileW(path_.c_str(), GENERIC_READ, 0, nullptr, OPEN_EXISTING, 0, nullptr);
+    ASSERT_NE(exclusive, INVALID_HANDLE_VALUE);
+    listener->Write(Record(2));
+    CloseHandle(exclusive);
+    listener->Write(Record(3));
+    EXPECT_EQ(ReadLines(path_), (std::vector<std::wstring>{Line(1), Line(3)}));
+}
+
+// Windows refuses to open a read-only file for writing; Wine running as root
+// does not, so the open applies that check itself here.
+FILE* __cdecl OpenUnlessReadOnly(const wchar_t* path, const wchar_t* mode)
+{
+    const DWORD attributes = GetFileAttributesW(path);
+    if (attributes != INVALID_FILE_ATTRIBUTES && (attributes & FILE_ATTRIBUTE_READONLY)) {
+        errno = EACCES;
+        return nullptr;
+    }
+    return _wfopen(path, mode);
+}
+
+TEST_F(LogListenerFileTest, ReadOnlyFileDropsDirectRecords)
+{
+    os::ScopedApiOverride seam;
+    seam->_wfopen = &OpenUnlessReadOnly;
+    auto listener = Listener();
+    listener->Write(Record(1));
+    SetFileAttributesW(path_.c_str(), FILE_ATTRIBUTE_READONLY);
+    listener->Write(Record(2));
+    SetFileAttributesW(path_.c_str(), FILE_ATTRIBUTE_NORMAL);
+    listener->Write(Record(3));
+    EXPECT_EQ(ReadLines(path_), (std::vector<std::wstring>{Line(1), Line(3)}));
+}
+
+TEST_F(LogListenerFileTest, ReadOnlyFileKeepsQueuedRecordsForTheNextWriter)
+{
+    os::ScopedApiOverride seam;
+    seam->_wfopen = &OpenUnlessReadOnly;
+    auto listener = Listener(/*queued=*/true);
+    listener->Write(Record(1));
+    while (!listener->QueueDrained())
+        Sleep(5);
+    SetFileAttributesW(path_.c_str(), FILE_ATTRIBUTE_READONLY);
+    listener->Write(Record(2));
+    for (int i = 0; i < 50 && fakes::ReadLines(path_).size() < 2; ++i)
+        Sleep(5);
+    EXPECT_FALSE(listener->QueueDrained());
+    SetFileAttributesW(path_.c_str(), FILE_ATTRIBUTE_NORMAL);
+    listener->Write(Record(3));
+    while (!listener->QueueDrained())
+        Sleep(5);
+    EXPECT_EQ(ReadLines(path_), (std::vector<std::wstring>{Line(1), Line(2), Line(3)}));
+}
+
+HRESULT WINAPI NoAppData(HWND, int, HANDLE, DWORD, LPWSTR) { return E_FAIL; }
+
+TEST_F(LogListenerFileTest, WithoutAnAppDataFolderNothingIsWrittenAndLoggingGoesOn)
+{
+    os::ScopedApiOverride seam;
+    seam->SHGetFolderPathW = &NoAppData;
+    auto listener = Listener();
+    EXPECT_EQ(listener->Path(), L"");
+    listener->Write(Record(1));
+    EXPECT_FALSE(listener->AcquireFile() && (listener->ReleaseFile(), false));
+    EXPECT_FALSE(fakes::FileExists(path_));
+    auto queued = Listener(/*queued=*/true);
+    queued->Write(Record(2));
+    EXPECT_TRUE(queued->QueueDrained());
+}
+
+TEST_F(LogListenerFileTest, AbandonedMutexIsWaitedForAgainAndStaysWithTheWriter)
+{
+    const std::wstring mutexName = CqxLogListenerFile::MutexNameForPath(path_);
+    auto listener = Listener();
+    std::thread([&] {
+        HANDLE mutex = OpenMutexW(SYNCHRONIZE, FALSE, mutexName.c_str());
+        WaitForSingleObject(mutex, INFINITE);
+        CloseHandle(mutex);  // the thread ends owning it: the mutex is abandoned
+    }).join();
+    listener->Write(Record(1));
+    EXPECT_EQ(ReadLines(path_), (std::vector<std::wstring>{Line(1)}));
+    DWORD fromAnotherThread = 0;
+    std::thread([&] {
+        HANDLE mutex = OpenMutexW(SYNCHRONIZE, FALSE, mutexName.c_str());
+        fromAnotherThread = WaitForSingleObject(mutex, 0);
+        CloseHandle(mutex);
+    }).join();
+    EXPECT_EQ(fromAnotherThread, static_cast<DWORD>(WAIT_TIMEOUT));
+    // This thread owns it once more than it released; give it back.
+    HANDLE mutex = OpenMutexW(MUTEX_ALL_ACCESS, FALSE, mutexName.c_str());
+    ReleaseMutex(mutex);
+    CloseHandle(mutex);
+}
+
+std::vector<DWORD>* g_timedWaits = nullptr;
+DWORD WINAPI TimedWaitTimesOut(HANDLE handle, DWORD milliseconds)
+{
+    if (milliseconds == INFINITE)
+        return WaitForSingleObject(handle, INFINITE);
+    g_timedWaits->push_back(milliseconds);
+    return WAIT_TIMEOUT;
+}
+
+// A writer blocked for good on the file's mutex while its listener is
+// destroyed: the listener gives it two rounds of a 100 ms pause and a 500 ms
+// wait. The writer then outlives its queue, as it does in a process that is
+// ending, so the scenario runs in a child process that ends right after it.
+void StopWithAStuckWriter()
+{
+    const std::wstring name = L"stuckwriter.log";
+    auto listener = CqxLogListenerFile::CreateForTesting(/*queued=*/true, 0, name);
+    const std::wstring mutexName = CqxLogListenerFile::MutexNameForPath(listener->Path());
+    HANDLE held = CreateEventW(nullptr, TRUE, FALSE, nullptr);
+    std::thread([mutexName, held] {
+        HANDLE mutex = OpenMutexW(SYNCHRONIZE, FALSE, mutexName.c_str());
+        WaitForSingleObject(mutex, INFINITE);
+        SetEvent(held);
+        Sleep(INFINITE);
+    }).detach();
+    WaitForSingleObject(held, INFINITE);
+
+    fakes::VirtualClock clock;
+    std::vector<DWORD> timedWaits;
+    g_timedWaits = &timedWaits;
+    os::ScopedApiOverride seam;
+    seam->WaitForSingleObject = &TimedWaitTimesOut;
+    listener->Write(Record(1));
+    listener.reset();
+
+    std::string pauses;
+    for (DWORD pause : clock.Pauses())
+        pauses += std::to_string(pause) + " ";
+    for (DWORD wait : timedWaits)
+        pauses += "wait " + std::to_string(wait) + " ";
+    fprintf(stderr, "[%s]\n", pauses.c_str());
+    fflush(stderr);
+    fakes::DeleteLogFiles(L"stuckwriter");
+    ExitProcess(0);
+}
+
+TEST(StuckWriterDeathTest, StoppingWaitsTwoRoundsOf100MsPauseAnd500MsWait)
+{
+    GTEST_FLAG_SET(death_test_style, "threadsafe");
+    EXPECT_EXIT(StopWithAStuckWriter(), ::testing::ExitedWithCode(0), "\\[100 100 wait 500 wait 500 \\]");
+}
+
+TEST_F(LogListenerFileTest, StoppingAfterTheWriterEndedDoesNotWait)
+{
+    auto listener = Listener(/*queued=*/true);
+    listener->Write(Record(1));
+    while (!listener->QueueDrained())
+        Sleep(5);
+    fakes::VirtualClock clock;
+    listener.reset();
+    EXPECT_TRUE(clock.Pauses().empty());
+    EXPECT_EQ(ReadLines(path_), (std::vector<std::wstring>{Line(1)}));
+}
+
+} // namespace
