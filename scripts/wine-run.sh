@@ -1,6 +1,7 @@
 #!/usr/bin/env bash
 # Runs a Windows program under Wine in the project's own prefix.
 #   wine-run.sh PREFIX PROGRAM.exe [ARGS...]
+#   wine-run.sh PREFIX                  only create the prefix if it is missing
 # Used as CMAKE_CROSSCOMPILING_EMULATOR (so ctest runs every test .exe through
 # it) and by the scripts. Creates PREFIX on first use, needs no display and no
 # standard input, and passes the program's exit code through.
@@ -25,4 +26,5 @@ if [ ! -f "$prefix/system.reg" ]; then
   ) 9>"$prefix.lock"
 fi
 
+[ $# -gt 0 ] || exit 0
 exec wine "$@"

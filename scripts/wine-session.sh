@@ -11,9 +11,18 @@ export WINEPREFIX=$prefix WINEDEBUG=-all
 
 case "$action" in
   up)
-    # Any harmless program creates the prefix through the runner.
-    "$here/wine-run.sh" "$prefix" cmd /c exit 0 >/dev/null 2>&1 || true
-    wineserver --persistent
+    "$here/wine-run.sh" "$prefix"
+    # A server left from an earlier run would end 3 s after its last program;
+    # replace it with one that stays until "down".
+    if ! wineserver --persistent 2>/dev/null; then
+      wineserver --kill 2>/dev/null || true
+      wineserver --wait 2>/dev/null || true
+      wineserver --persistent
+    fi
+    # Start the prefix's background programs (services, device manager) now,
+    # detached from our output: a test's pipe they inherited would stay open
+    # and keep ctest waiting.
+    "$here/wine-run.sh" "$prefix" cmd /c exit 0 >/dev/null 2>&1 </dev/null || true
     ;;
   down)
     wineserver --kill 2>/dev/null || true
