@@ -73,7 +73,7 @@ uint64_t CqxLogger::LongestFunctionName() const
     return m_longestFunctionName;
 }
 
-void Log(CqxLogger* logger, int32_t level, const char* function, const wchar_t* format, ...)
+void LogV(CqxLogger* logger, int32_t level, const char* function, const wchar_t* format, va_list args)
 {
     if (logger == nullptr || !logger->Accepts(level))
         return;
@@ -82,12 +82,8 @@ void Log(CqxLogger* logger, int32_t level, const char* function, const wchar_t* 
     try {
         std::wstring message(logger->MessageCapacity(), L'\0');
         size_t length = 0;
-        if (format != nullptr && format[0] != L'\0') {
-            va_list args;
-            va_start(args, format);
+        if (format != nullptr && format[0] != L'\0')
             length = os::FormatV(&message[0], message.size(), format, args);
-            va_end(args);
-        }
         message.resize(length);
 
         const CqxLogListener::LogData record(function, std::move(message), level);
@@ -97,6 +93,17 @@ void Log(CqxLogger* logger, int32_t level, const char* function, const wchar_t* 
         // built or written is dropped.
     }
     SetLastError(savedError);
+}
+
+void Log(CqxLogger* logger, int32_t level, const char* function, const wchar_t* format, ...)
+{
+    // The filter comes first, before any argument is touched.
+    if (logger == nullptr || !logger->Accepts(level))
+        return;
+    va_list args;
+    va_start(args, format);
+    LogV(logger, level, function, format, args);
+    va_end(args);
 }
 
 } // namespace QX::Shared

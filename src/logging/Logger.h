@@ -17,6 +17,7 @@
 #include "platform/CriticalSection.h"
 
 #include <array>
+#include <cstdarg>
 #include <cstdint>
 #include <map>
 #include <memory>
@@ -86,6 +87,7 @@ private:
 // GetLastError as it was. A null logger, no listener or a level outside the
 // range returns at once.
 void Log(CqxLogger* logger, int32_t level, const char* function, const wchar_t* format, ...);
+void LogV(CqxLogger* logger, int32_t level, const char* function, const wchar_t* format, va_list args);
 
 // The process-wide logger: created by the first call from any thread, with
 // the logging policy of this executable; callers fetch it anew for every

@@ -37,6 +37,9 @@ std::unique_ptr<CqxLogger> LoggerSlot::ExchangeForTesting(std::unique_ptr<CqxLog
 
 namespace {
 
+// The process slot once it exists, for GetLogger's fast path.
+std::atomic<LoggerSlot*> g_processSlot{nullptr};
+
 std::unique_ptr<CqxLogger> CreateProcessLogger()
 {
     return CreateLogger(LevelTraceIn, CqxLogListener::TypeFileQueued);
@@ -49,6 +52,7 @@ LoggerSlot& ProcessSlot()
     static LoggerSlot* slot = [] {
         auto* created = new LoggerSlot(&CreateProcessLogger);
         std::atexit([] { ProcessSlot().Close(); });
+        g_processSlot.store(created, std::memory_order_release);
         return created;
     }();
     return *slot;
@@ -58,7 +62,17 @@ LoggerSlot& ProcessSlot()
 
 CqxLogger* GetLogger()
 {
-    return ProcessSlot().Get();
+    if (LoggerSlot* slot = g_processSlot.load(std::memory_order_acquire)) {
+        if (CqxLogger* logger = slot->Peek())
+            return logger;
+    }
+    // Callers often read GetLastError() in the same statement that fetches
+    // the logger; creating the slot and the logger (static guard, registry,
+    // files, mutex) must not change it.
+    const DWORD savedError = GetLastError();
+    CqxLogger* logger = ProcessSlot().Get();
+    SetLastError(savedError);
+    return logger;
 }
 
 ScopedLoggerForTesting::ScopedLoggerForTesting(std::unique_ptr<CqxLogger> logger)

@@ -28,6 +28,9 @@ public:
         return logger != nullptr ? logger : Create();
     }
 
+    // The logger, or null; never creates one.
+    CqxLogger* Peek() const { return current_.load(std::memory_order_acquire); }
+
     // Destroys the logger; from then on Get returns null and creates nothing,
     // so that records logged during process exit are dropped, not re-created.
     void Close();

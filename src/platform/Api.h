@@ -10,6 +10,8 @@
 #include <windows.h>
 #include <winsvc.h>
 #include <shlobj.h>
+#include <objbase.h>
+#include <wlanapi.h>
 
 #include <cstdio>
 
@@ -37,6 +39,43 @@ struct Api {
     decltype(&::RegisterEventSourceW) RegisterEventSourceW = ::RegisterEventSourceW;
     decltype(&::ReportEventW) ReportEventW = ::ReportEventW;
     decltype(&::DeregisterEventSource) DeregisterEventSource = ::DeregisterEventSource;
+
+    // The executable's own path, so tests can point it at another file.
+    decltype(&::GetModuleFileNameW) GetModuleFileNameW = ::GetModuleFileNameW;
+
+    // Console output of the command-line modes, so tests can read it.
+    decltype(&::fputws) fputws = ::fputws;
+
+    // Service Control Manager: real in the end-to-end tests, scripted in the
+    // unit tests (service states, failures, status reports).
+    decltype(&::OpenSCManagerW) OpenSCManagerW = ::OpenSCManagerW;
+    decltype(&::OpenServiceW) OpenServiceW = ::OpenServiceW;
+    decltype(&::CreateServiceW) CreateServiceW = ::CreateServiceW;
+    decltype(&::ChangeServiceConfig2W) ChangeServiceConfig2W = ::ChangeServiceConfig2W;
+    decltype(&::ControlService) ControlService = ::ControlService;
+    decltype(&::QueryServiceStatus) QueryServiceStatus = ::QueryServiceStatus;
+    decltype(&::QueryServiceStatusEx) QueryServiceStatusEx = ::QueryServiceStatusEx;
+    decltype(&::QueryServiceConfigW) QueryServiceConfigW = ::QueryServiceConfigW;
+    decltype(&::DeleteService) DeleteService = ::DeleteService;
+    decltype(&::CloseServiceHandle) CloseServiceHandle = ::CloseServiceHandle;
+    decltype(&::StartServiceCtrlDispatcherW) StartServiceCtrlDispatcherW = ::StartServiceCtrlDispatcherW;
+    decltype(&::RegisterServiceCtrlHandlerExW) RegisterServiceCtrlHandlerExW = ::RegisterServiceCtrlHandlerExW;
+    decltype(&::SetServiceStatus) SetServiceStatus = ::SetServiceStatus;
+
+    // Thread pool and events, so tests can make them fail.
+    decltype(&::QueueUserWorkItem) QueueUserWorkItem = ::QueueUserWorkItem;
+    decltype(&::CreateEventW) CreateEventW = ::CreateEventW;
+    decltype(&::SetEvent) SetEvent = ::SetEvent;
+
+    // COM initialisation and process security.
+    decltype(&::CoInitializeEx) CoInitializeEx = ::CoInitializeEx;
+    decltype(&::CoInitializeSecurity) CoInitializeSecurity = ::CoInitializeSecurity;
+    decltype(&::CoUninitialize) CoUninitialize = ::CoUninitialize;
+
+    // Native Wi-Fi: Wine has no Wi-Fi adapter.
+    decltype(&::WlanOpenHandle) WlanOpenHandle = ::WlanOpenHandle;
+    decltype(&::WlanCloseHandle) WlanCloseHandle = ::WlanCloseHandle;
+    decltype(&::WlanRegisterNotification) WlanRegisterNotification = ::WlanRegisterNotification;
 };
 
 // The table in force. Valid from the first call to process exit.

@@ -1,7 +1,6 @@
-#include "logging/Logger.h"
+#include "service/CommandLine.h"
 
-int wmain(int, wchar_t**)
+int wmain(int argc, wchar_t* argv[])
 {
-    QX::Shared::Log(QX::Shared::GetLogger(), QX::Shared::LevelTraceIn, "wmain", L"");
-    return 0;
+    return RunCommandLine(argc, argv);
 }

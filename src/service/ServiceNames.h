@@ -1,0 +1,8 @@
+// The names under which this service is registered.
+#pragma once
+
+constexpr wchar_t kServiceName[] = L"Tessarine";
+constexpr wchar_t kServiceDisplayName[] = L"QX Tessarine Service";
+// The operating system's Wi-Fi and mobile-broadband services, as a
+// double-null-terminated list.
+constexpr wchar_t kServiceDependencies[] = L"WlanSvc\0WwanSvc\0";

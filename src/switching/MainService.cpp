@@ -1,0 +1,141 @@
+#include "switching/MainService.h"
+
+#include "logging/OperationLog.h"
+#include "platform/Api.h"
+#include "service/ServiceNames.h"
+#include "service/Utils.h"
+
+#include <memory>
+#include <utility>
+
+using namespace QX::Shared;
+
+namespace {
+
+// The function and object of one queued work item.
+using WorkItemCall = std::pair<CMainService::WorkItem, CMainService*>;
+
+// Releases the object, if any, and nulls the pointer.
+template <typename Interface>
+void ReleaseAndClear(Interface*& pointer)
+{
+    if (pointer) {
+        pointer->Release();
+        pointer = nullptr;
+    }
+}
+
+} // namespace
+
+CMainService::CMainService(const wchar_t* serviceName, bool canStop, bool canShutdown, bool canPauseContinue)
+    : CServiceBase(serviceName, canStop, canShutdown, canPauseContinue)
+{
+    constexpr char kFunction[] = "CMainService::CMainService";
+    OperationLog op(kFunction);
+    // Manual reset: once set at stop, every later wait of the watcher ends at once.
+    m_hAirplaneWatcherEvent = os::api().CreateEventW(nullptr, TRUE, FALSE, kAirplaneWatcherEventName);
+    if (m_hAirplaneWatcherEvent == nullptr)
+        Log(GetLogger(), LevelError, kFunction, L"CreateEvent (AirPlaneWatcherEvent) failed with error %d",
+            GetLastError());
+    op.Exit();
+}
+
+CMainService::~CMainService()
+{
+    OperationLog op("CMainService::~CMainService");
+    if (m_hAirplaneWatcherEvent != nullptr && CloseHandle(m_hAirplaneWatcherEvent))
+        m_hAirplaneWatcherEvent = nullptr;
+    m_pMbnInterfaceManager.Reset();
+    m_pNetworkListManager.Reset();
+    m_pRadioEventsConnectionPoint.Reset();
+    m_pNlmEventsConnectionPoint.Reset();
+    m_pConnectionEventsConnectionPoint.Reset();
+    m_pNetworkEventsConnectionPoint.Reset();
+    op.Exit();
+}
+
+void CMainService::OnStart(DWORD, LPWSTR*)
+{
+    constexpr char kFunction[] = "CMainService::OnStart";
+    OperationLog op(kFunction);
+    const std::wstring version = Utils::GetBinaryVersion();
+    WriteEventLogEntry(L"LAN/WLAN | LAN/WWAN Switching Service in OnStart", EVENTLOG_INFORMATION_TYPE);
+    Log(GetLogger(), LevelInformation, kFunction, L"LAN/WLAN | LAN/WWAN Switching Service (%s) in OnStart",
+        version.c_str());
+    // Only logged: the service runs without the restart policy too.
+    const int32_t recovery = Utils::SetServiceRestartRecoveryOnFailure(kServiceName);
+    Log(GetLogger(), LevelInformation, kFunction,
+        L"LAN/WLAN | LAN/WWAN Switching Service Restart Recovery On Failure set status : %d", recovery);
+    m_fServiceRunning = true;
+    QueueWorkItem(&CMainService::ServiceWorkerThread, this, WT_EXECUTEINPERSISTENTTHREAD);
+    op.Exit();
+}
+
+void CMainService::QueueWorkItem(WorkItem function, CMainService* object, ULONG flags)
+{
+    auto call = std::make_unique<WorkItemCall>(function, object);
+    if (!os::api().QueueUserWorkItem(&CMainService::WorkItemTrampoline, call.get(), flags))
+        throw static_cast<DWORD>(GetLastError());
+    call.release();  // the trampoline frees it
+}
+
+DWORD WINAPI CMainService::WorkItemTrampoline(LPVOID context)
+{
+    std::unique_ptr<WorkItemCall> call(static_cast<WorkItemCall*>(context));
+    (call->second->*call->first)();
+    return 0;
+}
+
+void CMainService::OnStop()
+{
+    constexpr char kFunction[] = "CMainService::OnStop";
+    OperationLog op(kFunction);
+    Log(GetLogger(), LevelInformation, kFunction, L"LAN/WLAN - LAN/WWAN Switching Service in OnStop");
+    m_fServiceRunning = false;
+
+    if (m_hAirplaneWatcherEvent != nullptr && !os::api().SetEvent(m_hAirplaneWatcherEvent))
+        Log(GetLogger(), LevelError, kFunction, L"Airplane Watcher Event Set failed with error %d", GetLastError());
+
+    bool unregister = false;
+    if (RegisterWlanNotification(unregister) != 0)
+        Log(GetLogger(), LevelError, kFunction, L"RegisterWlanNotification (Unregister) failed");
+
+    const std::pair<os::ComPtr<IConnectionPoint>*, DWORD> networkPoints[] = {
+        {&m_pNlmEventsConnectionPoint, m_nlmEventsCookie},
+        {&m_pConnectionEventsConnectionPoint, m_connectionEventsCookie},
+        {&m_pNetworkEventsConnectionPoint, m_networkEventsCookie},
+    };
+    for (const auto& [point, cookie] : networkPoints) {
+        if (*point) {
+            (*point)->Unadvise(cookie);
+            point->Reset();
+        }
+    }
+    ReleaseAndClear(m_pNetworkEventSink);
+    m_pNetworkListManager.Reset();
+
+    if (m_pRadioEventsConnectionPoint) {
+        m_pRadioEventsConnectionPoint->Unadvise(m_radioEventsCookie);
+        m_pRadioEventsConnectionPoint.Reset();
+    }
+    ReleaseAndClear(m_pRadioEventSink);
+    m_pMbnInterfaceManager.Reset();
+
+    if (m_hWlanClient != nullptr) {
+        const DWORD error = os::api().WlanCloseHandle(m_hWlanClient, nullptr);
+        if (error != ERROR_SUCCESS)
+            Log(GetLogger(), LevelError, kFunction, L"WlanCloseHandle failed with error %d", error);  // kept: tried again next time
+        else
+            m_hWlanClient = nullptr;
+    }
+
+    os::api().CoUninitialize();
+    op.Exit();
+}
+
+void CMainService::OnShutdown()
+{
+    OperationLog op("CMainService::OnShutdown");
+    OnStop();
+    op.Exit();
+}

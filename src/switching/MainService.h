@@ -1,0 +1,75 @@
+// CMainService: the service. It owns the operating-system objects of the
+// switching engine (network list manager, mobile-broadband interface
+// manager, their event connections and sinks, the Wi-Fi client handle, the
+// airplane-watcher event) and starts the work at service start.
+//
+// Threads: constructed and destroyed on the main thread; OnStart on the
+// dispatcher's service thread; OnStop, OnShutdown and OnContinue on the main
+// (control-handler) thread, possibly while the worker still runs; the worker
+// and the airplane watcher on thread-pool threads. Nothing waits for the
+// worker; OnStop tolerates members it has not set yet.
+#pragma once
+
+#include "platform/ComPtr.h"
+#include "radio/MbnApi.h"
+#include "service/ServiceBase.h"
+
+#include <netlistmgr.h>
+#include <ocidl.h>
+#include <windows.h>
+#include <wlanapi.h>
+
+#include <set>
+#include <string>
+
+class CMainService : public CServiceBase {
+public:
+    static constexpr wchar_t kAirplaneWatcherEventName[] = L"AIRPLANE_WATCHER_EVENT";
+
+    CMainService(const wchar_t* serviceName, bool canStop = true, bool canShutdown = true,
+                 bool canPauseContinue = false);
+    ~CMainService() override;
+
+    using WorkItem = void (CMainService::*)();
+    // Runs `function` on `object` on a thread-pool thread; throws the
+    // GetLastError() value as a DWORD when it cannot be queued.
+    void QueueWorkItem(WorkItem function, CMainService* object, ULONG flags);
+
+    // The one-shot start-up sequence (thread pool, persistent thread).
+    void ServiceWorkerThread();
+    // The loop that follows airplane mode until the service stops.
+    void AirplaneModeWatcher();
+
+    // Opens the Wi-Fi client handle when needed and registers (true) or
+    // unregisters (false) the Wi-Fi notifications; a Win32 code.
+    DWORD RegisterWlanNotification(bool& registration);
+    static void WINAPI WlanNotificationCallback(PWLAN_NOTIFICATION_DATA data, PVOID context);
+
+protected:
+    void OnStart(DWORD argc, LPWSTR* argv) override;
+    void OnStop() override;
+    void OnShutdown() override;
+
+    std::set<std::wstring> m_ethernetConnections;
+    os::ComPtr<IConnectionPoint> m_pNlmEventsConnectionPoint;
+    os::ComPtr<IConnectionPoint> m_pConnectionEventsConnectionPoint;
+    os::ComPtr<IConnectionPoint> m_pNetworkEventsConnectionPoint;
+    os::ComPtr<IConnectionPoint> m_pRadioEventsConnectionPoint;
+    os::ComPtr<INetworkListManager> m_pNetworkListManager;
+    os::ComPtr<IMbnInterfaceManager> m_pMbnInterfaceManager;
+    DWORD m_nlmEventsCookie = 0;
+    DWORD m_connectionEventsCookie = 0;
+    DWORD m_networkEventsCookie = 0;
+    DWORD m_radioEventsCookie = 0;
+    // The sinks are stored without a reference of their own (the advise
+    // holds theirs) and released once, in OnStop; the destructor leaves them.
+    IUnknown* m_pNetworkEventSink = nullptr;
+    IUnknown* m_pRadioEventSink = nullptr;
+    // The airplane watcher loops while this is set.
+    volatile bool m_fServiceRunning = false;
+    HANDLE m_hAirplaneWatcherEvent = nullptr;
+    HANDLE m_hWlanClient = nullptr;
+
+private:
+    static DWORD WINAPI WorkItemTrampoline(LPVOID context);
+};
