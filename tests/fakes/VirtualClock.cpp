@@ -11,6 +11,7 @@ VirtualClock::VirtualClock()
     current_ = this;
     seam_->Sleep = &VirtualClock::Sleep;
     seam_->QueryUnbiasedInterruptTime = &VirtualClock::QueryUnbiasedInterruptTime;
+    seam_->WaitForSingleObject = &VirtualClock::WaitForSingleObject;
 }
 
 VirtualClock::~VirtualClock() { current_ = nullptr; }
@@ -38,6 +39,17 @@ void WINAPI VirtualClock::Sleep(DWORD milliseconds)
     std::lock_guard<std::mutex> lock(current_->lock_);
     current_->pauses_.push_back(milliseconds);
     current_->ticks_ += static_cast<uint64_t>(milliseconds) * 10000;
+}
+
+DWORD WINAPI VirtualClock::WaitForSingleObject(HANDLE handle, DWORD milliseconds)
+{
+    if (milliseconds == INFINITE)
+        return ::WaitForSingleObject(handle, INFINITE);
+    const DWORD now = ::WaitForSingleObject(handle, 0);
+    if (now != WAIT_TIMEOUT)
+        return now;
+    Sleep(milliseconds);
+    return WAIT_TIMEOUT;
 }
 
 BOOL WINAPI VirtualClock::QueryUnbiasedInterruptTime(PULONGLONG time)

@@ -1,5 +1,5 @@
 // VirtualClock: installs itself in the platform seam for its lifetime, so
-// that timed pauses return at once, advance virtual time and are recorded,
+// that timed pauses (sleeps and timed waits) return at once, advance virtual time and are recorded,
 // and the unbiased interrupt time reads virtual time. Safe for calls from
 // several threads.
 #pragma once
@@ -30,6 +30,10 @@ public:
 
 private:
     static void WINAPI Sleep(DWORD milliseconds);
+    // A timed wait on an object that is not signalled is a pause that ends
+    // at once with WAIT_TIMEOUT; a signalled object or an infinite wait is
+    // left to the real call.
+    static DWORD WINAPI WaitForSingleObject(HANDLE handle, DWORD milliseconds);
     static BOOL WINAPI QueryUnbiasedInterruptTime(PULONGLONG time);
 
     static VirtualClock* current_;
