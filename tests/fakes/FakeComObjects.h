@@ -1,0 +1,92 @@
+// Minimal COM objects for tests of the objects that hold and release them:
+// each counts its references and writes "<name> Release" (and its other
+// calls) into a shared journal, so a test can assert the order of releases
+// across objects. Heap objects; they delete themselves at the last Release.
+#pragma once
+
+#include "radio/MbnApi.h"
+
+#include <netlistmgr.h>
+#include <ocidl.h>
+
+#include <string>
+#include <vector>
+
+namespace fakes {
+
+using ComJournal = std::vector<std::string>;
+
+template <typename Interface>
+class FakeUnknown : public Interface {
+public:
+    FakeUnknown(std::string name, ComJournal& journal) : name_(std::move(name)), journal_(journal) {}
+    virtual ~FakeUnknown() = default;
+
+    HRESULT STDMETHODCALLTYPE QueryInterface(REFIID, void** object) override
+    {
+        *object = nullptr;
+        return E_NOINTERFACE;
+    }
+    ULONG STDMETHODCALLTYPE AddRef() override { return ++references_; }
+    ULONG STDMETHODCALLTYPE Release() override
+    {
+        journal_.push_back(name_ + " Release");
+        const ULONG left = --references_;
+        if (left == 0)
+            delete this;
+        return left;
+    }
+
+protected:
+    void Note(const std::string& call) { journal_.push_back(name_ + " " + call); }
+
+private:
+    std::string name_;
+    ComJournal& journal_;
+    ULONG references_ = 1;
+};
+
+class FakeConnectionPoint : public FakeUnknown<IConnectionPoint> {
+public:
+    using FakeUnknown::FakeUnknown;
+    HRESULT STDMETHODCALLTYPE GetConnectionInterface(IID*) override { return E_NOTIMPL; }
+    HRESULT STDMETHODCALLTYPE GetConnectionPointContainer(IConnectionPointContainer**) override { return E_NOTIMPL; }
+    HRESULT STDMETHODCALLTYPE Advise(IUnknown*, DWORD*) override { return E_NOTIMPL; }
+    HRESULT STDMETHODCALLTYPE Unadvise(DWORD cookie) override
+    {
+        Note("Unadvise " + std::to_string(cookie));
+        return S_OK;
+    }
+    HRESULT STDMETHODCALLTYPE EnumConnections(IEnumConnections**) override { return E_NOTIMPL; }
+};
+
+class FakeNetworkListManager : public FakeUnknown<INetworkListManager> {
+public:
+    using FakeUnknown::FakeUnknown;
+    HRESULT STDMETHODCALLTYPE GetTypeInfoCount(UINT*) override { return E_NOTIMPL; }
+    HRESULT STDMETHODCALLTYPE GetTypeInfo(UINT, LCID, ITypeInfo**) override { return E_NOTIMPL; }
+    HRESULT STDMETHODCALLTYPE GetIDsOfNames(REFIID, LPOLESTR*, UINT, LCID, DISPID*) override { return E_NOTIMPL; }
+    HRESULT STDMETHODCALLTYPE Invoke(DISPID, REFIID, LCID, WORD, DISPPARAMS*, VARIANT*, EXCEPINFO*, UINT*) override
+    {
+        return E_NOTIMPL;
+    }
+    HRESULT STDMETHODCALLTYPE GetNetworks(NLM_ENUM_NETWORK, IEnumNetworks**) override { return E_NOTIMPL; }
+    HRESULT STDMETHODCALLTYPE GetNetwork(GUID, INetwork**) override { return E_NOTIMPL; }
+    HRESULT STDMETHODCALLTYPE GetNetworkConnections(IEnumNetworkConnections**) override { return E_NOTIMPL; }
+    HRESULT STDMETHODCALLTYPE GetNetworkConnection(GUID, INetworkConnection**) override { return E_NOTIMPL; }
+    HRESULT STDMETHODCALLTYPE IsConnectedToInternet(VARIANT_BOOL*) override { return E_NOTIMPL; }
+    HRESULT STDMETHODCALLTYPE IsConnected(VARIANT_BOOL*) override { return E_NOTIMPL; }
+    HRESULT STDMETHODCALLTYPE GetConnectivity(NLM_CONNECTIVITY*) override { return E_NOTIMPL; }
+};
+
+class FakeMbnInterfaceManager : public FakeUnknown<IMbnInterfaceManager> {
+public:
+    using FakeUnknown::FakeUnknown;
+    HRESULT STDMETHODCALLTYPE GetInterface(LPCWSTR, IMbnInterface**) override { return E_NOTIMPL; }
+    HRESULT STDMETHODCALLTYPE GetInterfaces(SAFEARRAY**) override { return E_NOTIMPL; }
+};
+
+// A sink as the service keeps it: only its IUnknown matters.
+using FakeSink = FakeUnknown<IUnknown>;
+
+} // namespace fakes
