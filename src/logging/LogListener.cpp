@@ -3,7 +3,6 @@
 #include "logging/LogConfiguration.h"
 #include "logging/LogLevels.h"
 #include "logging/PolicyKeys.h"
-#include "platform/Format.h"
 
 #include <memory>
 #include <new>
@@ -21,6 +20,52 @@ CqxLogListener::LogData::LogData(std::string function, std::wstring message, int
 {
 }
 
+namespace {
+
+// Appends `value` in decimal, zero-padded to `width` digits (more when it
+// needs more), as "%0<width>d" prints a non-negative number.
+void AppendDecimal(std::wstring& text, unsigned value, size_t width)
+{
+    wchar_t digits[10];
+    size_t count = 0;
+    do {
+        digits[count++] = static_cast<wchar_t>(L'0' + value % 10);
+        value /= 10;
+    } while (value != 0);
+    for (size_t i = count; i < width; ++i)
+        text.push_back(L'0');
+    while (count > 0)
+        text.push_back(digits[--count]);
+}
+
+} // namespace
+
+void CqxLogListener::LogData::AppendHead(std::wstring& text) const
+{
+    AppendDecimal(text, m_time.wYear, 4);
+    text.push_back(L'/');
+    AppendDecimal(text, m_time.wMonth, 2);
+    text.push_back(L'/');
+    AppendDecimal(text, m_time.wDay, 2);
+    text.push_back(L' ');
+    AppendDecimal(text, m_time.wHour, 2);
+    text.push_back(L':');
+    AppendDecimal(text, m_time.wMinute, 2);
+    text.push_back(L':');
+    AppendDecimal(text, m_time.wSecond, 2);
+    text.push_back(L'.');
+    AppendDecimal(text, m_time.wMilliseconds, 3);
+    text.push_back(L'|');
+    static const wchar_t kHex[] = L"0123456789ABCDEF";
+    for (int shift = 28; shift >= 0; shift -= 4)
+        text.push_back(kHex[(m_threadId >> shift) & 0xF]);
+    text.push_back(L'|');
+    text += m_levelName;
+    for (size_t i = m_levelName.size(); i < 11; ++i)
+        text.push_back(L' ');
+    text.push_back(L'|');
+}
+
 const std::wstring& CqxLogListener::LogData::GetLine() const
 {
     if (!m_line.empty())
@@ -31,20 +76,17 @@ const std::wstring& CqxLogListener::LogData::GetLine() const
         m_levelName = name != nullptr ? name : L"Undefined";
     }
 
-    // 45 characters with an 11-column level name; 63 and a terminator at most.
-    wchar_t head[64];
-    os::Format(head, 64, L"%04d/%02d/%02d %02d:%02d:%02d.%03d|%08X|%-11s|",
-               m_time.wYear, m_time.wMonth, m_time.wDay, m_time.wHour, m_time.wMinute, m_time.wSecond,
-               m_time.wMilliseconds, m_threadId, m_levelName.c_str());
-    m_line = head;
-
-    // Without memory for the tail the line keeps its head only.
-    const size_t tailSize = m_function.size() + m_message.size() + 10;
-    std::unique_ptr<wchar_t[]> tail(new (std::nothrow) wchar_t[tailSize]());
-    if (tail) {
-        os::Format(tail.get(), tailSize, L"%S|%s", m_function.c_str(), m_message.c_str());
-        m_line += tail.get();
-    }
+    // The head "yyyy/mm/dd hh:mm:ss.mmm|TTTTTTTT|Level      |" is built by
+    // hand: it is the same text as "%04d/%02d/%02d %02d:%02d:%02d.%03d|%08X|%-11s|"
+    // for every value a SYSTEMTIME holds, at a fraction of the cost, and a
+    // queued file writer formats every line it writes.
+    m_line.clear();
+    m_line.reserve(45 + m_function.size() + 1 + m_message.size());
+    AppendHead(m_line);
+    for (char c : m_function)
+        m_line.push_back(static_cast<wchar_t>(static_cast<unsigned char>(c)));
+    m_line.push_back(L'|');
+    m_line += m_message;
     return m_line;
 }
 

@@ -41,6 +41,8 @@ public:
         int32_t m_level;
         SYSTEMTIME m_time;
         DWORD m_threadId;
+        void AppendHead(std::wstring& text) const;
+
         // Filled by the first GetLine; several listeners may ask for the line.
         mutable std::wstring m_levelName;
         mutable std::wstring m_line;

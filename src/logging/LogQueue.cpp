@@ -57,12 +57,16 @@ unsigned __stdcall CqxLogQueue::DrainQueue(void* context)
         queue->m_busy = false;
         return 0;
     }
+    // Takes everything queued so far in one step and writes it outside the
+    // lock, so callers only ever wait for a swap.
+    decltype(queue->m_records) batch;
     queue->m_lock.Enter();
     while (!queue->m_records.empty()) {
-        const CqxLogListener::LogData record = queue->m_records.front();
-        queue->m_records.pop_front();
+        batch.swap(queue->m_records);
         queue->m_lock.Leave();
-        queue->m_listener->WriteRecord(record);
+        for (const CqxLogListener::LogData& record : batch)
+            queue->m_listener->WriteRecord(record);
+        batch.clear();
         queue->m_lock.Enter();
     }
     queue->m_busy = false;

@@ -1,6 +1,9 @@
 // The formatted line of a record.
 #include "logging/LogListener.h"
 
+#include "logging/LogLevels.h"
+#include "platform/Format.h"
+
 #include <gtest/gtest.h>
 
 namespace {
@@ -97,6 +100,36 @@ TEST(LogLine, LongMessageKeptWhole)
     const std::wstring message(511, L'm');
     const auto record = Record(3, message);
     EXPECT_EQ(record.GetLine().size(), 45u + 30u + 1u + 511u);
+}
+
+TEST(LogLine, HeadIsThePrintfHeadForEveryKindOfValue)
+{
+    // The head is built without printf; it must equal what the format gives.
+    const WORD years[] = {0, 7, 2026, 9999, 65535};
+    const WORD smalls[] = {0, 1, 9, 10, 59, 99, 100, 65535};
+    const WORD milliseconds[] = {0, 5, 42, 999, 1000, 65535};
+    const DWORD threads[] = {0, 0x10, 0xABCDEF, 0xFFFFFFFF};
+    const int32_t levels[] = {0, 1, 2, 3, 4, 5, 6, 7, -1};
+    for (WORD year : years)
+        for (WORD small : smalls)
+            for (WORD ms : milliseconds)
+                for (DWORD thread : threads)
+                    for (int32_t level : levels) {
+                        SYSTEMTIME time{};
+                        time.wYear = year;
+                        time.wMonth = small;
+                        time.wDay = small;
+                        time.wHour = small;
+                        time.wMinute = small;
+                        time.wSecond = small;
+                        time.wMilliseconds = ms;
+                        const CqxLogListener::LogData record("A::B", L"m", level, time, thread);
+                        const wchar_t* name = QX::Shared::LevelName(level);
+                        const std::wstring expected = os::FormatString(
+                            L"%04d/%02d/%02d %02d:%02d:%02d.%03d|%08X|%-11s|A::B|m", year, small, small, small,
+                            small, small, ms, thread, name ? name : L"Undefined");
+                        ASSERT_EQ(record.GetLine(), expected);
+                    }
 }
 
 } // namespace
