@@ -4,6 +4,7 @@
 #include "ProcessRunner.h"
 
 #include "fakes/LogFiles.h"
+#include "fakes/RegistryKeys.h"
 #include "radio/PowerStatus.h"
 #include "service/Registry.h"
 
@@ -81,14 +82,7 @@ protected:
         RegGetValueW(HKEY_LOCAL_MACHINE, kServiceKey, name, RRF_RT_REG_DWORD, nullptr, &value, &size);
         return value;
     }
-    static bool KeyExists(const wchar_t* path)
-    {
-        HKEY key = nullptr;
-        if (RegOpenKeyExW(HKEY_LOCAL_MACHINE, path, 0, KEY_READ, &key) != ERROR_SUCCESS)
-            return false;
-        RegCloseKey(key);
-        return true;
-    }
+    static bool KeyExists(const wchar_t* path) { return fakes::MachineKeyExists(path); }
     static std::vector<std::wstring> LogLines() { return fakes::ReadLines(fakes::LogPath(L"Tessarine.log")); }
     static bool LogContains(const std::wstring& text)
     {

@@ -28,6 +28,15 @@ std::vector<std::wstring> RecordingListener::Tails() const
     return tails;
 }
 
+std::vector<std::wstring> RecordingListener::MessagesOf(const std::string& function) const
+{
+    std::vector<std::wstring> messages;
+    for (const LogData& record : Records())
+        if (record.Function() == function)
+            messages.push_back(record.Message());
+    return messages;
+}
+
 void RecordingListener::Clear()
 {
     std::lock_guard<std::mutex> lock(lock_);

@@ -23,6 +23,8 @@ public:
     std::vector<LogData> Records() const;
     // Each record as "Class::Method|message", the line without its head.
     std::vector<std::wstring> Tails() const;
+    // The messages of the records logged under `function`, in order.
+    std::vector<std::wstring> MessagesOf(const std::string& function) const;
     void Clear();
 
 private:

@@ -5,6 +5,7 @@
 #include "fakes/ConsoleCapture.h"
 #include "fakes/FakeScm.h"
 #include "fakes/RecordingListener.h"
+#include "fakes/RegistryKeys.h"
 #include "fakes/VirtualClock.h"
 #include "logging/LoggerSlot.h"
 #include "radio/PowerStatus.h"
@@ -130,14 +131,7 @@ protected:
         RegDeleteKeyW(HKEY_LOCAL_MACHINE, L"SOFTWARE\\QX");  // only if nothing else is left in it
     }
 
-    static bool KeyExists(const wchar_t* path)
-    {
-        HKEY key = nullptr;
-        if (RegOpenKeyExW(HKEY_LOCAL_MACHINE, path, 0, KEY_READ, &key) != ERROR_SUCCESS)
-            return false;
-        RegCloseKey(key);
-        return true;
-    }
+    static bool KeyExists(const wchar_t* path) { return fakes::MachineKeyExists(path); }
 };
 
 TEST_F(ServiceUninstallerTest, RemovingARunningServiceStopsItWithOneFullStopPerSecondOfStopPending)

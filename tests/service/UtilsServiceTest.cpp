@@ -22,14 +22,7 @@ class UtilsServiceTest : public testing::Test {
 protected:
     UtilsServiceTest() : logger_(fakes::LoggerWithRecorder(recorder_)) {}
 
-    std::vector<std::wstring> TailsOf(const std::string& function) const
-    {
-        std::vector<std::wstring> tails;
-        for (const auto& record : recorder_->Records())
-            if (record.Function() == function)
-                tails.push_back(record.Message());
-        return tails;
-    }
+    std::vector<std::wstring> TailsOf(const std::string& function) const { return recorder_->MessagesOf(function); }
     std::vector<std::wstring> Tails() const { return recorder_->Tails(); }
 
     fakes::RecordingListener* recorder_ = nullptr;

@@ -141,14 +141,7 @@ class MainServiceTest : public testing::Test {
 protected:
     MainServiceTest() : logger_(fakes::LoggerWithRecorder(recorder_)) {}
 
-    std::vector<std::wstring> TailsOf(const std::string& function) const
-    {
-        std::vector<std::wstring> tails;
-        for (const auto& record : recorder_->Records())
-            if (record.Function() == function)
-                tails.push_back(record.Message());
-        return tails;
-    }
+    std::vector<std::wstring> TailsOf(const std::string& function) const { return recorder_->MessagesOf(function); }
 
     fakes::RecordingListener* recorder_ = nullptr;
     QX::Shared::ScopedLoggerForTesting logger_;
