@@ -1,11 +1,31 @@
 #include "ProcessRunner.h"
 
 #include <string>
-#include <vector>
 
 namespace e2e {
+namespace {
 
-ProcessResult RunProcess(const std::wstring& commandLine)
+constexpr DWORD kPollMilliseconds = 10;
+
+// Appends whatever the pipe holds now, without waiting for more.
+void ReadAvailable(HANDLE pipe, std::string& bytes)
+{
+    for (;;) {
+        DWORD available = 0;
+        if (!PeekNamedPipe(pipe, nullptr, 0, nullptr, &available, nullptr) || available == 0)
+            return;
+        char buffer[4096];
+        DWORD read = 0;
+        if (!ReadFile(pipe, buffer, available < sizeof(buffer) ? available : sizeof(buffer), &read, nullptr) ||
+            read == 0)
+            return;
+        bytes.append(buffer, read);
+    }
+}
+
+} // namespace
+
+ProcessResult RunProcess(const std::wstring& commandLine, DWORD timeoutMilliseconds)
 {
     ProcessResult result;
     SECURITY_ATTRIBUTES inheritable = {sizeof(inheritable), nullptr, TRUE};
@@ -23,23 +43,35 @@ ProcessResult RunProcess(const std::wstring& commandLine)
     startup.hStdInput = nullptr;
     PROCESS_INFORMATION process = {};
     std::wstring mutableLine = commandLine;
-    const BOOL started = CreateProcessW(nullptr, &mutableLine[0], nullptr, nullptr, TRUE, 0, nullptr, nullptr,
-                                        &startup, &process);
+    result.started = CreateProcessW(nullptr, &mutableLine[0], nullptr, nullptr, TRUE, 0, nullptr, nullptr, &startup,
+                                    &process) != FALSE;
     CloseHandle(writeEnd);
-    if (started) {
+    if (result.started) {
+        // Reading until the pipe breaks is not enough: a program that makes
+        // Wine start its desktop process (explorer.exe) hands it the pipe,
+        // and that process outlives the run. So read while the program runs
+        // and stop when it has ended and the pipe holds nothing more.
         std::string bytes;
-        char buffer[4096];
-        DWORD read = 0;
-        while (ReadFile(readEnd, buffer, sizeof(buffer), &read, nullptr) && read > 0)
-            bytes.append(buffer, read);
-        WaitForSingleObject(process.hProcess, INFINITE);
+        const ULONGLONG deadline = GetTickCount64() + timeoutMilliseconds;
+        for (;;) {
+            ReadAvailable(readEnd, bytes);
+            if (WaitForSingleObject(process.hProcess, kPollMilliseconds) == WAIT_OBJECT_0)
+                break;
+            if (GetTickCount64() > deadline) {
+                TerminateProcess(process.hProcess, ~0u);
+                WaitForSingleObject(process.hProcess, INFINITE);
+                result.timedOut = true;
+                break;
+            }
+        }
+        ReadAvailable(readEnd, bytes);
         GetExitCodeProcess(process.hProcess, &result.exitCode);
         CloseHandle(process.hProcess);
         CloseHandle(process.hThread);
         // Console text is in the ANSI code page; the product prints ASCII only.
-        for (char c : bytes)
-            if (c != '\r')
-                result.output.push_back(static_cast<wchar_t>(static_cast<unsigned char>(c)));
+        for (size_t i = 0; i < bytes.size(); ++i)
+            if (!(bytes[i] == '\r' && i + 1 < bytes.size() && bytes[i + 1] == '\n'))
+                result.output.push_back(static_cast<wchar_t>(static_cast<unsigned char>(bytes[i])));
     }
     CloseHandle(readEnd);
     return result;

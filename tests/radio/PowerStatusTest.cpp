@@ -1,5 +1,7 @@
 // The persisted power status and the airplane-mode reading, against the
-// real Wine registry.
+// real Wine registry. The power-status tests start and end without
+// HKLM\SOFTWARE\QX\QX Brisa UWP; the airplane-mode tests keep the prefix's
+// SystemRadioState key and put it back after each test.
 #include "radio/PowerStatus.h"
 
 #include "fakes/RecordingListener.h"
@@ -10,12 +12,38 @@
 #include <gtest/gtest.h>
 
 #include <cstring>
+#include <string>
+#include <vector>
 
 namespace {
 
 using testing::ElementsAre;
+using QX::Shared::LevelError;
+using QX::Shared::LevelInformation;
+using QX::Shared::LevelTraceIn;
+using QX::Shared::LevelTraceOut;
 
 constexpr wchar_t kProductKey[] = L"SOFTWARE\\QX\\QX Brisa UWP";
+constexpr wchar_t kWlanKeyText[] = L"SOFTWARE\\QX\\QX Brisa UWP\\WlanPowerStatus";
+constexpr wchar_t kWwanKeyText[] = L"SOFTWARE\\QX\\QX Brisa UWP\\WwanPowerStatus";
+
+// A bool whose byte is neither 0 nor 1, as a caller's uninitialised or
+// foreign flag may be.
+bool BoolWithByte(unsigned char byte)
+{
+    bool value;
+    std::memcpy(&value, &byte, 1);
+    return value;
+}
+
+bool MachineKeyExists(const wchar_t* path)
+{
+    HKEY key = nullptr;
+    if (RegOpenKeyExW(HKEY_LOCAL_MACHINE, path, 0, KEY_READ, &key) != ERROR_SUCCESS)
+        return false;
+    RegCloseKey(key);
+    return true;
+}
 
 class PowerStatusTest : public testing::Test {
 protected:
@@ -23,17 +51,23 @@ protected:
     ~PowerStatusTest() override { Clean(); }
     static void Clean()
     {
-        Registry::DeleteKey(HKEY_LOCAL_MACHINE, kProductKey, 0);
+        Registry::DeleteKey(HKEY_LOCAL_MACHINE, kProductKey, Registry::kDefaultView);
         RegDeleteKeyW(HKEY_LOCAL_MACHINE, L"SOFTWARE\\QX");  // only when nothing else is in it
     }
-    // The stored data of PowerOnOff, with its type and byte size.
+    // PowerOnOff as stored, with its type and byte size; "<missing>" when
+    // it cannot be read.
     static std::wstring Stored(const wchar_t* key, DWORD* type = nullptr, DWORD* size = nullptr)
     {
+        HKEY handle = nullptr;
+        if (RegOpenKeyExW(HKEY_LOCAL_MACHINE, key, 0, KEY_READ, &handle) != ERROR_SUCCESS)
+            return L"<missing>";
         wchar_t data[32] = {};
-        DWORD storedType = 0;
+        DWORD storedType = REG_NONE;
         DWORD storedSize = sizeof(data);
-        if (RegGetValueW(HKEY_LOCAL_MACHINE, key, L"PowerOnOff", RRF_RT_ANY | RRF_NOEXPAND, &storedType, data,
-                         &storedSize) != ERROR_SUCCESS)
+        const LSTATUS status = RegQueryValueExW(handle, L"PowerOnOff", nullptr, &storedType,
+                                                reinterpret_cast<BYTE*>(data), &storedSize);
+        RegCloseKey(handle);
+        if (status != ERROR_SUCCESS)
             return L"<missing>";
         if (type)
             *type = storedType;
@@ -41,22 +75,29 @@ protected:
             *size = storedSize;
         return data;
     }
+    std::vector<int32_t> Levels() const
+    {
+        std::vector<int32_t> levels;
+        for (const auto& record : recorder_->Records())
+            levels.push_back(record.Level());
+        return levels;
+    }
 
     fakes::RecordingListener* recorder_ = nullptr;
     QX::Shared::ScopedLoggerForTesting logger_;
 };
 
-TEST_F(PowerStatusTest, TrueWritesTrueWithItsNulAndCreatesTheKey)
+TEST_F(PowerStatusTest, WlanTrueWritesTrueAsRegSzWithItsNul)
 {
-    EXPECT_EQ(ServiceUtils::SetWlanPowerStatusInRegistry(true), 0);
-    DWORD type = 0;
+    EXPECT_EQ(ServiceUtils::SetWlanPowerStatusInRegistry(true), ERROR_SUCCESS);
+    DWORD type = REG_NONE;
     DWORD size = 0;
-    EXPECT_EQ(Stored(ServiceUtils::kWlanPowerStatusKey, &type, &size), L"True");
+    EXPECT_EQ(Stored(kWlanKeyText, &type, &size), L"True");
     EXPECT_EQ(type, static_cast<DWORD>(REG_SZ));
-    EXPECT_EQ(size, 10u);
+    EXPECT_EQ(size, (4u + 1u) * 2u);
 }
 
-TEST_F(PowerStatusTest, WlanLogLinesInOrder)
+TEST_F(PowerStatusTest, WlanTrueLogsItsLinesInOrder)
 {
     ServiceUtils::SetWlanPowerStatusInRegistry(true);
     EXPECT_THAT(recorder_->Tails(),
@@ -69,125 +110,257 @@ TEST_F(PowerStatusTest, WlanLogLinesInOrder)
                             L"ServiceUtils::SetWlanPowerStatusInRegistry|Return Status = 0"));
 }
 
-TEST_F(PowerStatusTest, FalseWritesFalse)
+TEST_F(PowerStatusTest, WlanLinesHaveTheirLevels)
 {
-    EXPECT_EQ(ServiceUtils::SetWlanPowerStatusInRegistry(false), 0);
+    ServiceUtils::SetWlanPowerStatusInRegistry(true);
+    EXPECT_THAT(Levels(), ElementsAre(LevelTraceIn, LevelInformation, LevelTraceIn, LevelInformation, LevelTraceOut,
+                                      LevelTraceOut));
+}
+
+TEST_F(PowerStatusTest, WlanFalseWritesFalseWithItsNul)
+{
+    EXPECT_EQ(ServiceUtils::SetWlanPowerStatusInRegistry(false), ERROR_SUCCESS);
+    DWORD type = REG_NONE;
     DWORD size = 0;
-    EXPECT_EQ(Stored(ServiceUtils::kWlanPowerStatusKey, nullptr, &size), L"False");
-    EXPECT_EQ(size, 12u);
+    EXPECT_EQ(Stored(kWlanKeyText, &type, &size), L"False");
+    EXPECT_EQ(type, static_cast<DWORD>(REG_SZ));
+    EXPECT_EQ(size, (5u + 1u) * 2u);
 }
 
-TEST_F(PowerStatusTest, AnyOtherStatusByteWritesFalse)
+TEST_F(PowerStatusTest, WlanFalseLogsItsLinesInOrder)
 {
-    bool odd;
-    const unsigned char two = 2;
-    std::memcpy(&odd, &two, 1);
-    EXPECT_EQ(ServiceUtils::SetPowerStatusInRegistry(ServiceUtils::kWwanPowerStatusKey, odd), 0);
-    EXPECT_EQ(Stored(ServiceUtils::kWwanPowerStatusKey), L"False");
-    EXPECT_THAT(recorder_->Tails()[1],
-                L"ServiceUtils::SetPowerStatusInRegistry|Writing Power Status in registry. Value = False");
+    ServiceUtils::SetWlanPowerStatusInRegistry(false);
+    EXPECT_THAT(recorder_->Tails(),
+                ElementsAre(L"ServiceUtils::SetWlanPowerStatusInRegistry|WLAN status to write = 0",
+                            L"ServiceUtils::SetWlanPowerStatusInRegistry|SetWlanPowerStatusInRegistry. Value = False",
+                            L"ServiceUtils::SetPowerStatusInRegistry|Setting = SOFTWARE\\QX\\QX Brisa "
+                            L"UWP\\WlanPowerStatus,  Status = 0",
+                            L"ServiceUtils::SetPowerStatusInRegistry|Writing Power Status in registry. Value = False",
+                            L"ServiceUtils::SetPowerStatusInRegistry|Return Status = 0",
+                            L"ServiceUtils::SetWlanPowerStatusInRegistry|Return Status = 0"));
 }
 
-TEST_F(PowerStatusTest, WwanWritesItsOwnKey)
+TEST_F(PowerStatusTest, WlanStatusByteOfTwoWritesFalse)
 {
-    EXPECT_EQ(ServiceUtils::SetWwanPowerStatusInRegistry(false), 0);
-    EXPECT_EQ(Stored(ServiceUtils::kWwanPowerStatusKey), L"False");
-    EXPECT_EQ(Stored(ServiceUtils::kWlanPowerStatusKey), L"<missing>");
-    EXPECT_EQ(recorder_->Tails().front(), L"ServiceUtils::SetWwanPowerStatusInRegistry|WWAN status to write = 0");
-    EXPECT_EQ(recorder_->Tails()[1],
-              L"ServiceUtils::SetWwanPowerStatusInRegistry|SetWwanPowerStatusInRegistry. Value = False");
+    EXPECT_EQ(ServiceUtils::SetWlanPowerStatusInRegistry(BoolWithByte(2)), ERROR_SUCCESS);
+    EXPECT_EQ(Stored(kWlanKeyText), L"False");
 }
 
-TEST_F(PowerStatusTest, AFailedWriteLogsTheThreadsLastErrorAndReturnsTheCode)
+TEST_F(PowerStatusTest, WlanStatusByteOfTwoIsLoggedAsTwoAndFalse)
 {
-    // A key name longer than 255 characters cannot be created.
-    const std::wstring tooLong = L"SOFTWARE\\QX\\" + std::wstring(300, L'k');
-    SetLastError(1234);
-    const LSTATUS result = ServiceUtils::SetPowerStatusInRegistry(tooLong.c_str(), true);
-    EXPECT_NE(result, 0);
-    const std::vector<std::wstring> tails = recorder_->Tails();
-    ASSERT_EQ(tails.size(), 4u);
-    EXPECT_EQ(tails[2], L"ServiceUtils::SetPowerStatusInRegistry|Registry::SetValue failed with error " +
-                            std::to_wstring(GetLastError()));
-    EXPECT_EQ(tails[3], L"ServiceUtils::SetPowerStatusInRegistry|Return Status = " + std::to_wstring(result));
+    ServiceUtils::SetWlanPowerStatusInRegistry(BoolWithByte(2));
+    EXPECT_THAT(recorder_->Tails(),
+                ElementsAre(L"ServiceUtils::SetWlanPowerStatusInRegistry|WLAN status to write = 2",
+                            L"ServiceUtils::SetWlanPowerStatusInRegistry|SetWlanPowerStatusInRegistry. Value = False",
+                            L"ServiceUtils::SetPowerStatusInRegistry|Setting = SOFTWARE\\QX\\QX Brisa "
+                            L"UWP\\WlanPowerStatus,  Status = 2",
+                            L"ServiceUtils::SetPowerStatusInRegistry|Writing Power Status in registry. Value = False",
+                            L"ServiceUtils::SetPowerStatusInRegistry|Return Status = 0",
+                            L"ServiceUtils::SetWlanPowerStatusInRegistry|Return Status = 0"));
 }
 
+TEST_F(PowerStatusTest, AMissingKeyIsCreated)
+{
+    ASSERT_FALSE(MachineKeyExists(kProductKey));
+    ServiceUtils::SetWlanPowerStatusInRegistry(true);
+    EXPECT_TRUE(MachineKeyExists(kWlanKeyText));
+}
+
+TEST_F(PowerStatusTest, AStoredValueIsOverwritten)
+{
+    ServiceUtils::SetWlanPowerStatusInRegistry(false);
+    ServiceUtils::SetWlanPowerStatusInRegistry(true);
+    EXPECT_EQ(Stored(kWlanKeyText), L"True");
+}
+
+TEST_F(PowerStatusTest, WlanWritesOnlyItsOwnKey)
+{
+    ServiceUtils::SetWlanPowerStatusInRegistry(true);
+    EXPECT_FALSE(MachineKeyExists(kWwanKeyText));
+}
+
+TEST_F(PowerStatusTest, WwanTrueWritesTrueAsRegSzWithItsNul)
+{
+    EXPECT_EQ(ServiceUtils::SetWwanPowerStatusInRegistry(true), ERROR_SUCCESS);
+    DWORD type = REG_NONE;
+    DWORD size = 0;
+    EXPECT_EQ(Stored(kWwanKeyText, &type, &size), L"True");
+    EXPECT_EQ(type, static_cast<DWORD>(REG_SZ));
+    EXPECT_EQ(size, (4u + 1u) * 2u);
+}
+
+TEST_F(PowerStatusTest, WwanFalseWritesFalse)
+{
+    EXPECT_EQ(ServiceUtils::SetWwanPowerStatusInRegistry(false), ERROR_SUCCESS);
+    EXPECT_EQ(Stored(kWwanKeyText), L"False");
+}
+
+TEST_F(PowerStatusTest, WwanStatusByteOfTwoWritesFalse)
+{
+    EXPECT_EQ(ServiceUtils::SetWwanPowerStatusInRegistry(BoolWithByte(2)), ERROR_SUCCESS);
+    EXPECT_EQ(Stored(kWwanKeyText), L"False");
+}
+
+TEST_F(PowerStatusTest, WwanLogsItsLinesInOrder)
+{
+    ServiceUtils::SetWwanPowerStatusInRegistry(true);
+    EXPECT_THAT(recorder_->Tails(),
+                ElementsAre(L"ServiceUtils::SetWwanPowerStatusInRegistry|WWAN status to write = 1",
+                            L"ServiceUtils::SetWwanPowerStatusInRegistry|SetWwanPowerStatusInRegistry. Value = True",
+                            L"ServiceUtils::SetPowerStatusInRegistry|Setting = SOFTWARE\\QX\\QX Brisa "
+                            L"UWP\\WwanPowerStatus,  Status = 1",
+                            L"ServiceUtils::SetPowerStatusInRegistry|Writing Power Status in registry. Value = True",
+                            L"ServiceUtils::SetPowerStatusInRegistry|Return Status = 0",
+                            L"ServiceUtils::SetWwanPowerStatusInRegistry|Return Status = 0"));
+}
+
+TEST_F(PowerStatusTest, WwanWritesOnlyItsOwnKey)
+{
+    ServiceUtils::SetWwanPowerStatusInRegistry(true);
+    EXPECT_FALSE(MachineKeyExists(kWlanKeyText));
+}
+
+// A key name longer than 255 characters cannot be created: Wine's
+// RegCreateKeyExW returns ERROR_INVALID_PARAMETER and leaves the thread's
+// last error alone.
+const std::wstring kUncreatableKey = L"SOFTWARE\\QX\\" + std::wstring(300, L'k');
+
+TEST_F(PowerStatusTest, AFailedWriteReturnsTheRegistryCode)
+{
+    EXPECT_EQ(ServiceUtils::SetPowerStatusInRegistry(kUncreatableKey.c_str(), true), ERROR_INVALID_PARAMETER);
+}
+
+TEST_F(PowerStatusTest, AFailedWriteLogsTheThreadsLastErrorNotTheCode)
+{
+    SetLastError(ERROR_ACCESS_DENIED);
+    ServiceUtils::SetPowerStatusInRegistry(kUncreatableKey.c_str(), true);
+    EXPECT_THAT(recorder_->Tails(),
+                ElementsAre(L"ServiceUtils::SetPowerStatusInRegistry|Setting = " + kUncreatableKey + L",  Status = 1",
+                            L"ServiceUtils::SetPowerStatusInRegistry|Writing Power Status in registry. Value = True",
+                            L"ServiceUtils::SetPowerStatusInRegistry|Registry::SetValue failed with error 5",
+                            L"ServiceUtils::SetPowerStatusInRegistry|Return Status = 87"));
+    EXPECT_EQ(recorder_->Records()[2].Level(), LevelError);
+}
+
+// Keeps the values of the prefix's SystemRadioState key (it has no
+// subkeys) and puts them back, or removes the key, and its parent
+// RadioManagement, if they were not there.
 class AirplaneModeTest : public PowerStatusTest {
 protected:
+    struct SavedValue {
+        std::wstring name;
+        DWORD type;
+        std::vector<BYTE> data;
+    };
+
     AirplaneModeTest()
     {
-        // Keep whatever the prefix has, and restore it afterwards.
-        savedExists_ = RegOpenKeyExW(HKEY_LOCAL_MACHINE, ServiceUtils::kAirplaneModeKey, 0, KEY_READ, &saved_) ==
-                       ERROR_SUCCESS;
-        if (savedExists_) {
-            savedSize_ = sizeof(savedData_);
-            savedValue_ = RegQueryValueExW(saved_, nullptr, nullptr, &savedType_, savedData_, &savedSize_) ==
-                          ERROR_SUCCESS;
-            RegCloseKey(saved_);
+        parentExisted_ = MachineKeyExists(kRadioManagementKey);
+        HKEY key = nullptr;
+        existed_ = RegOpenKeyExW(HKEY_LOCAL_MACHINE, ServiceUtils::kAirplaneModeKey, 0, KEY_READ, &key) ==
+                   ERROR_SUCCESS;
+        if (existed_) {
+            for (DWORD index = 0;; ++index) {
+                wchar_t name[256] = {};
+                DWORD nameLength = 256;
+                BYTE data[1024];
+                DWORD size = sizeof(data);
+                DWORD type = REG_NONE;
+                if (RegEnumValueW(key, index, name, &nameLength, nullptr, &type, data, &size) != ERROR_SUCCESS)
+                    break;
+                saved_.push_back({std::wstring(name, nameLength), type, std::vector<BYTE>(data, data + size)});
+            }
+            DWORD subkeys = 0;
+            RegQueryInfoKeyW(key, nullptr, nullptr, nullptr, &subkeys, nullptr, nullptr, nullptr, nullptr, nullptr,
+                             nullptr, nullptr);
+            EXPECT_EQ(subkeys, 0u) << "SystemRadioState has subkeys that the test would lose";
+            RegCloseKey(key);
         }
-        RegDeleteTreeW(HKEY_LOCAL_MACHINE, ServiceUtils::kAirplaneModeKey);
-        RegDeleteKeyW(HKEY_LOCAL_MACHINE, ServiceUtils::kAirplaneModeKey);
+        RemoveKey();
     }
     ~AirplaneModeTest() override
     {
-        RegDeleteKeyW(HKEY_LOCAL_MACHINE, ServiceUtils::kAirplaneModeKey);
-        if (savedExists_) {
+        RemoveKey();
+        if (existed_) {
             HKEY key = nullptr;
             RegCreateKeyExW(HKEY_LOCAL_MACHINE, ServiceUtils::kAirplaneModeKey, 0, nullptr, 0, KEY_ALL_ACCESS,
                             nullptr, &key, nullptr);
-            if (savedValue_)
-                RegSetValueExW(key, nullptr, 0, savedType_, savedData_, savedSize_);
+            for (const SavedValue& value : saved_)
+                RegSetValueExW(key, value.name.c_str(), 0, value.type, value.data.data(),
+                               static_cast<DWORD>(value.data.size()));
             RegCloseKey(key);
+        } else if (!parentExisted_) {
+            RegDeleteKeyW(HKEY_LOCAL_MACHINE, kRadioManagementKey);
         }
     }
+    static void RemoveKey() { Registry::DeleteKey(HKEY_LOCAL_MACHINE, ServiceUtils::kAirplaneModeKey, 0); }
+
+    // Creates the key; with data, sets its default value.
     void SetState(DWORD type, const void* data, DWORD size)
     {
         HKEY key = nullptr;
         ASSERT_EQ(RegCreateKeyExW(HKEY_LOCAL_MACHINE, ServiceUtils::kAirplaneModeKey, 0, nullptr, 0, KEY_ALL_ACCESS,
                                   nullptr, &key, nullptr),
                   ERROR_SUCCESS);
-        if (data)
-            RegSetValueExW(key, nullptr, 0, type, static_cast<const BYTE*>(data), size);
+        if (data) {
+            EXPECT_EQ(RegSetValueExW(key, nullptr, 0, type, static_cast<const BYTE*>(data), size), ERROR_SUCCESS);
+        }
         RegCloseKey(key);
     }
     void SetNumber(DWORD value) { SetState(REG_DWORD, &value, sizeof(value)); }
 
-    HKEY saved_ = nullptr;
-    bool savedExists_ = false;
-    bool savedValue_ = false;
-    DWORD savedType_ = 0;
-    BYTE savedData_[64] = {};
-    DWORD savedSize_ = 0;
+    static constexpr wchar_t kRadioManagementKey[] = L"SYSTEM\\CurrentControlSet\\Control\\RadioManagement";
+
+    bool parentExisted_ = false;
+    bool existed_ = false;
+    std::vector<SavedValue> saved_;
 };
 
 TEST_F(AirplaneModeTest, OneIsOn)
 {
     SetNumber(1);
     EXPECT_TRUE(ServiceUtils::CheckAirplaneMode());
+}
+
+TEST_F(AirplaneModeTest, OnLogsEntryAndStatusWithItsTrailingBlank)
+{
+    SetNumber(1);
+    ServiceUtils::CheckAirplaneMode();
     EXPECT_THAT(recorder_->Tails(), ElementsAre(L"ServiceUtils::CheckAirplaneMode|",
                                                 L"ServiceUtils::CheckAirplaneMode|Airplane Mode Status: 1 "));
+    EXPECT_THAT(Levels(), ElementsAre(LevelTraceIn, LevelTraceOut));
 }
 
 TEST_F(AirplaneModeTest, ZeroIsOff)
 {
     SetNumber(0);
     EXPECT_FALSE(ServiceUtils::CheckAirplaneMode());
-    EXPECT_EQ(recorder_->Tails().back(), L"ServiceUtils::CheckAirplaneMode|Airplane Mode Status: 0 ");
+    EXPECT_THAT(recorder_->Tails(), ElementsAre(L"ServiceUtils::CheckAirplaneMode|",
+                                                L"ServiceUtils::CheckAirplaneMode|Airplane Mode Status: 0 "));
 }
 
 TEST_F(AirplaneModeTest, TwoIsOff)
 {
     SetNumber(2);
     EXPECT_FALSE(ServiceUtils::CheckAirplaneMode());
+    EXPECT_EQ(recorder_->Tails().back(), L"ServiceUtils::CheckAirplaneMode|Airplane Mode Status: 0 ");
+}
+
+TEST_F(AirplaneModeTest, OnlyExactlyOneIsOn)
+{
+    SetNumber(0x101);
+    EXPECT_FALSE(ServiceUtils::CheckAirplaneMode());
 }
 
 TEST_F(AirplaneModeTest, AnAbsentKeyIsOffWithTheOpenError)
 {
     EXPECT_FALSE(ServiceUtils::CheckAirplaneMode());
+    // The open failure returns at once: no status line.
     EXPECT_THAT(recorder_->Tails(),
                 ElementsAre(L"ServiceUtils::CheckAirplaneMode|",
                             L"ServiceUtils::CheckAirplaneMode|RegOpenKeyEx (BrisaAirplaneModeRegistry) failed with "
                             L"error: 2"));
+    EXPECT_THAT(Levels(), ElementsAre(LevelTraceIn, LevelError));
 }
 
 TEST_F(AirplaneModeTest, AnAbsentValueIsOffWithTheQueryError)
@@ -199,13 +372,30 @@ TEST_F(AirplaneModeTest, AnAbsentValueIsOffWithTheQueryError)
                             L"ServiceUtils::CheckAirplaneMode|RegQueryValueEx (BrisaAirplaneModeRegistry) failed with "
                             L"error: 2",
                             L"ServiceUtils::CheckAirplaneMode|Airplane Mode Status: 0 "));
+    EXPECT_THAT(Levels(), ElementsAre(LevelTraceIn, LevelError, LevelTraceOut));
 }
 
-TEST_F(AirplaneModeTest, TheTypeIsNotCheckedOnlyTheFirstFourBytes)
+TEST_F(AirplaneModeTest, TheTypeIsNotCheckedABinaryOneIsOn)
 {
     const BYTE on[4] = {1, 0, 0, 0};
     SetState(REG_BINARY, on, sizeof(on));
     EXPECT_TRUE(ServiceUtils::CheckAirplaneMode());
+    EXPECT_EQ(recorder_->Tails().back(), L"ServiceUtils::CheckAirplaneMode|Airplane Mode Status: 1 ");
+}
+
+TEST_F(AirplaneModeTest, TheTypeIsNotCheckedAStringOfTheBytesOfOneIsOn)
+{
+    // REG_SZ data 01 00 00 00: the text "\x0001" with its NUL.
+    const wchar_t text[] = {1, 0};
+    SetState(REG_SZ, text, sizeof(text));
+    EXPECT_TRUE(ServiceUtils::CheckAirplaneMode());
+}
+
+TEST_F(AirplaneModeTest, TheTextOneIsReadAsItsBytesAndIsOff)
+{
+    SetState(REG_SZ, L"1", 4);  // bytes 31 00 00 00: the number 0x31
+    EXPECT_FALSE(ServiceUtils::CheckAirplaneMode());
+    EXPECT_EQ(recorder_->Tails().back(), L"ServiceUtils::CheckAirplaneMode|Airplane Mode Status: 0 ");
 }
 
 TEST_F(AirplaneModeTest, AValueLongerThanFourBytesIsOffWithTheQueryError)
@@ -213,15 +403,19 @@ TEST_F(AirplaneModeTest, AValueLongerThanFourBytesIsOffWithTheQueryError)
     const BYTE longer[8] = {1, 0, 0, 0, 0, 0, 0, 0};
     SetState(REG_BINARY, longer, sizeof(longer));
     EXPECT_FALSE(ServiceUtils::CheckAirplaneMode());
-    EXPECT_EQ(recorder_->Tails()[1],
-              L"ServiceUtils::CheckAirplaneMode|RegQueryValueEx (BrisaAirplaneModeRegistry) failed with error: 234");
+    // ERROR_MORE_DATA.
+    EXPECT_THAT(recorder_->Tails(),
+                ElementsAre(L"ServiceUtils::CheckAirplaneMode|",
+                            L"ServiceUtils::CheckAirplaneMode|RegQueryValueEx (BrisaAirplaneModeRegistry) failed with "
+                            L"error: 234",
+                            L"ServiceUtils::CheckAirplaneMode|Airplane Mode Status: 0 "));
 }
 
-TEST_F(AirplaneModeTest, AStringValueIsReadAsItsBytes)
+TEST_F(AirplaneModeTest, AQwordOfOneIsTooLongAndOff)
 {
-    SetState(REG_SZ, L"1", 4);  // bytes 31 00 00 00: the number 0x31
+    const ULONGLONG one = 1;
+    SetState(REG_QWORD, &one, sizeof(one));
     EXPECT_FALSE(ServiceUtils::CheckAirplaneMode());
-    EXPECT_EQ(recorder_->Tails().back(), L"ServiceUtils::CheckAirplaneMode|Airplane Mode Status: 0 ");
 }
 
 } // namespace

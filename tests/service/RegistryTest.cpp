@@ -1,5 +1,6 @@
-// Registry against the real Wine registry, in the 64-bit, 32-bit and default
-// views. Each test works under its own key and removes it.
+// Registry against the real Wine registry, in the 64-bit (1), 32-bit (2) and
+// default (0) views. Every test works below HKLM\SOFTWARE\TessarineTests and
+// removes it from both views afterwards.
 #include "service/Registry.h"
 
 #include <gtest/gtest.h>
@@ -8,30 +9,45 @@
 
 namespace {
 
+constexpr wchar_t kRoot[] = L"SOFTWARE\\TessarineTests";
 constexpr wchar_t kTestKey[] = L"SOFTWARE\\TessarineTests\\Registry";
+constexpr wchar_t kValue[] = L"PowerOnOff";
 
 REGSAM ViewFlag(uint32_t view)
 {
     return view == Registry::k64BitView ? KEY_WOW64_64KEY : view == Registry::k32BitView ? KEY_WOW64_32KEY : 0;
 }
 
-class RegistryTest : public testing::TestWithParam<uint32_t> {
-protected:
-    ~RegistryTest() override
-    {
-        RegDeleteTreeW(HKEY_LOCAL_MACHINE, L"SOFTWARE\\TessarineTests");
-        HKEY key = nullptr;
-        for (REGSAM flag : {KEY_WOW64_64KEY, KEY_WOW64_32KEY}) {
-            if (RegOpenKeyExW(HKEY_LOCAL_MACHINE, L"SOFTWARE", 0, KEY_ALL_ACCESS | flag, &key) == ERROR_SUCCESS) {
-                RegDeleteTreeW(key, L"TessarineTests");
-                RegDeleteKeyExW(key, L"TessarineTests", flag, 0);
-                RegCloseKey(key);
-            }
+// Removes the test root from both views.
+void RemoveTestRoot()
+{
+    for (REGSAM flag : {KEY_WOW64_64KEY, KEY_WOW64_32KEY}) {
+        HKEY software = nullptr;
+        if (RegOpenKeyExW(HKEY_LOCAL_MACHINE, L"SOFTWARE", 0, KEY_ALL_ACCESS | flag, &software) == ERROR_SUCCESS) {
+            RegDeleteTreeW(software, L"TessarineTests");
+            RegDeleteKeyExW(software, L"TessarineTests", flag, 0);
+            RegCloseKey(software);
         }
     }
+}
+
+bool KeyExists(const std::wstring& path, REGSAM viewFlag)
+{
+    HKEY key = nullptr;
+    if (RegOpenKeyExW(HKEY_LOCAL_MACHINE, path.c_str(), 0, KEY_READ | viewFlag, &key) != ERROR_SUCCESS)
+        return false;
+    RegCloseKey(key);
+    return true;
+}
+
+class RegistryTest : public testing::TestWithParam<uint32_t> {
+protected:
+    RegistryTest() { RemoveTestRoot(); }
+    ~RegistryTest() override { RemoveTestRoot(); }
+
     uint32_t View() const { return GetParam(); }
 
-    // Writes raw value data in the view under test.
+    // Writes raw value data under the test key, in the view under test.
     void WriteRaw(const wchar_t* name, DWORD type, const void* data, DWORD size)
     {
         HKEY key = nullptr;
@@ -41,108 +57,165 @@ protected:
         ASSERT_EQ(RegSetValueExW(key, name, 0, type, static_cast<const BYTE*>(data), size), ERROR_SUCCESS);
         RegCloseKey(key);
     }
-    bool Exists(const std::wstring& path) const
+    // The stored type and byte size of a value of the test key; false when
+    // it cannot be read.
+    bool Stored(const wchar_t* name, DWORD& type, DWORD& size, std::wstring* text = nullptr) const
     {
         HKEY key = nullptr;
-        if (RegOpenKeyExW(HKEY_LOCAL_MACHINE, path.c_str(), 0, KEY_READ | ViewFlag(View()), &key) != ERROR_SUCCESS)
+        if (RegOpenKeyExW(HKEY_LOCAL_MACHINE, kTestKey, 0, KEY_READ | ViewFlag(View()), &key) != ERROR_SUCCESS)
             return false;
+        wchar_t data[64] = {};
+        size = sizeof(data);
+        const LSTATUS status = RegQueryValueExW(key, name, nullptr, &type, reinterpret_cast<BYTE*>(data), &size);
         RegCloseKey(key);
-        return true;
+        if (text)
+            *text = data;
+        return status == ERROR_SUCCESS;
+    }
+    bool Exists(const std::wstring& path) const { return KeyExists(path, ViewFlag(View())); }
+    std::wstring Get(const wchar_t* name = kValue) const
+    {
+        return Registry::GetValue(HKEY_LOCAL_MACHINE, kTestKey, name, View());
     }
 };
 
 TEST_P(RegistryTest, GetValueOfAMissingKeyIsEmpty)
 {
-    EXPECT_EQ(Registry::GetValue(HKEY_LOCAL_MACHINE, kTestKey, L"PowerOnOff", View()), L"");
+    EXPECT_EQ(Get(), L"");
 }
 
 TEST_P(RegistryTest, GetValueOfAMissingValueIsEmpty)
 {
     WriteRaw(L"Other", REG_SZ, L"True", 10);
-    EXPECT_EQ(Registry::GetValue(HKEY_LOCAL_MACHINE, kTestKey, L"PowerOnOff", View()), L"");
+    EXPECT_EQ(Get(), L"");
 }
 
 TEST_P(RegistryTest, GetValueOfADwordIsEmpty)
 {
     const DWORD one = 1;
-    WriteRaw(L"PowerOnOff", REG_DWORD, &one, sizeof(one));
-    EXPECT_EQ(Registry::GetValue(HKEY_LOCAL_MACHINE, kTestKey, L"PowerOnOff", View()), L"");
+    WriteRaw(kValue, REG_DWORD, &one, sizeof(one));
+    EXPECT_EQ(Get(), L"");
 }
 
-TEST_P(RegistryTest, GetValueOfAStringWithoutItsTerminatingNulIsEmpty)
+TEST_P(RegistryTest, GetValueOfAMultiStringIsEmpty)
 {
-    // Wine's query appends the missing NUL while the buffer has room for it,
-    // so the unterminated string here fills the whole 1024-character buffer.
+    WriteRaw(kValue, REG_MULTI_SZ, L"True\0", 12);
+    EXPECT_EQ(Get(), L"");
+}
+
+TEST_P(RegistryTest, GetValueOfAStringWithoutItsNulThatFillsTheBufferIsEmpty)
+{
+    // 1024 characters, 2048 bytes: the whole read buffer, and its last
+    // character is not a NUL.
     const std::wstring text(1024, L'T');
-    WriteRaw(L"PowerOnOff", REG_SZ, text.c_str(), static_cast<DWORD>(text.size() * 2));
-    EXPECT_EQ(Registry::GetValue(HKEY_LOCAL_MACHINE, kTestKey, L"PowerOnOff", View()), L"");
+    WriteRaw(kValue, REG_SZ, text.c_str(), static_cast<DWORD>(text.size() * 2));
+    EXPECT_EQ(Get(), L"");
+}
+
+TEST_P(RegistryTest, GetValueOfAShortStringWithoutItsNulReadsItWholeUnderWine)
+{
+    // "True" stored as 8 bytes, without its NUL. Wine's RegQueryValueExW
+    // appends the missing NUL when the buffer has room and counts it in the
+    // size it reports (10 bytes), so the text passes the terminator check.
+    // Under Wine the check rejects only an unterminated text that fills the
+    // whole buffer (above).
+    WriteRaw(kValue, REG_SZ, L"True", 8);
+    EXPECT_EQ(Get(), L"True");
 }
 
 TEST_P(RegistryTest, GetValueOfAnOddByteSizeIsEmpty)
 {
-    WriteRaw(L"PowerOnOff", REG_SZ, "True\0\0\0", 9);
-    EXPECT_EQ(Registry::GetValue(HKEY_LOCAL_MACHINE, kTestKey, L"PowerOnOff", View()), L"");
+    // "True", its NUL and one byte more: 11 bytes, a NUL as the last whole
+    // character, rejected for the odd size alone.
+    const wchar_t data[] = L"True\0\0";
+    WriteRaw(kValue, REG_SZ, data, 11);
+    EXPECT_EQ(Get(), L"");
 }
 
-TEST_P(RegistryTest, GetValueOfAnEmptyStringIsEmpty)
+TEST_P(RegistryTest, GetValueOfAZeroSizeStringIsEmpty)
 {
-    WriteRaw(L"PowerOnOff", REG_SZ, L"", 0);
-    EXPECT_EQ(Registry::GetValue(HKEY_LOCAL_MACHINE, kTestKey, L"PowerOnOff", View()), L"");
+    WriteRaw(kValue, REG_SZ, L"", 0);
+    EXPECT_EQ(Get(), L"");
 }
 
 TEST_P(RegistryTest, GetValueReturnsTheTextUpToItsFirstNul)
 {
-    WriteRaw(L"PowerOnOff", REG_SZ, L"True\0False", 22);
-    EXPECT_EQ(Registry::GetValue(HKEY_LOCAL_MACHINE, kTestKey, L"PowerOnOff", View()), L"True");
+    WriteRaw(kValue, REG_SZ, L"True\0False", 22);
+    EXPECT_EQ(Get(), L"True");
 }
 
 TEST_P(RegistryTest, GetValueOfAnExpandStringIsUnexpanded)
 {
     const wchar_t text[] = L"%SystemRoot%\\x";
-    WriteRaw(L"PowerOnOff", REG_EXPAND_SZ, text, sizeof(text));
-    EXPECT_EQ(Registry::GetValue(HKEY_LOCAL_MACHINE, kTestKey, L"PowerOnOff", View()), L"%SystemRoot%\\x");
+    WriteRaw(kValue, REG_EXPAND_SZ, text, sizeof(text));
+    EXPECT_EQ(Get(), L"%SystemRoot%\\x");
 }
 
 TEST_P(RegistryTest, GetValueOfATextThatDoesNotFitTheBufferIsEmpty)
 {
-    const std::wstring longText(1024, L'a');
-    WriteRaw(L"PowerOnOff", REG_SZ, longText.c_str(), static_cast<DWORD>((longText.size() + 1) * 2));
-    EXPECT_EQ(Registry::GetValue(HKEY_LOCAL_MACHINE, kTestKey, L"PowerOnOff", View()), L"");
-    const std::wstring fitting(1023, L'b');
-    WriteRaw(L"Fits", REG_SZ, fitting.c_str(), static_cast<DWORD>((fitting.size() + 1) * 2));
-    EXPECT_EQ(Registry::GetValue(HKEY_LOCAL_MACHINE, kTestKey, L"Fits", View()), fitting);
+    const std::wstring text(1024, L'a');
+    WriteRaw(kValue, REG_SZ, text.c_str(), static_cast<DWORD>((text.size() + 1) * 2));
+    EXPECT_EQ(Get(), L"");
 }
 
-TEST_P(RegistryTest, SetValueCreatesAMissingKeyAndStoresTheTextWithItsNul)
+TEST_P(RegistryTest, GetValueOfTheLongestTextThatFitsIsWhole)
 {
-    EXPECT_EQ(Registry::SetValue(HKEY_LOCAL_MACHINE, kTestKey, L"PowerOnOff", L"False", View()), 0);
-    HKEY key = nullptr;
-    ASSERT_EQ(RegOpenKeyExW(HKEY_LOCAL_MACHINE, kTestKey, 0, KEY_READ | ViewFlag(View()), &key), ERROR_SUCCESS);
-    wchar_t data[16] = {};
-    DWORD type = 0;
-    DWORD size = sizeof(data);
-    EXPECT_EQ(RegQueryValueExW(key, L"PowerOnOff", nullptr, &type, reinterpret_cast<BYTE*>(data), &size),
-              ERROR_SUCCESS);
-    RegCloseKey(key);
+    const std::wstring text(1023, L'b');
+    WriteRaw(kValue, REG_SZ, text.c_str(), static_cast<DWORD>((text.size() + 1) * 2));
+    EXPECT_EQ(Get(), text);
+}
+
+TEST_P(RegistryTest, SetValueOnAMissingKeyCreatesIt)
+{
+    ASSERT_FALSE(Exists(kRoot));
+    EXPECT_EQ(Registry::SetValue(HKEY_LOCAL_MACHINE, kTestKey, kValue, L"False", View()), 0);
+    EXPECT_TRUE(Exists(kTestKey));
+    EXPECT_EQ(Get(), L"False");
+}
+
+TEST_P(RegistryTest, SetValueStoresARegSzWithItsNul)
+{
+    ASSERT_EQ(Registry::SetValue(HKEY_LOCAL_MACHINE, kTestKey, kValue, L"False", View()), 0);
+    DWORD type = REG_NONE;
+    DWORD size = 0;
+    std::wstring text;
+    ASSERT_TRUE(Stored(kValue, type, size, &text));
     EXPECT_EQ(type, static_cast<DWORD>(REG_SZ));
-    EXPECT_EQ(size, 12u);
-    EXPECT_STREQ(data, L"False");
-    EXPECT_EQ(Registry::GetValue(HKEY_LOCAL_MACHINE, kTestKey, L"PowerOnOff", View()), L"False");
+    EXPECT_EQ(size, (5u + 1u) * 2u);
+    EXPECT_EQ(text, L"False");
+}
+
+TEST_P(RegistryTest, SetValueOfAnEmptyTextStoresOnlyTheNul)
+{
+    ASSERT_EQ(Registry::SetValue(HKEY_LOCAL_MACHINE, kTestKey, kValue, L"", View()), 0);
+    DWORD type = REG_NONE;
+    DWORD size = 0;
+    ASSERT_TRUE(Stored(kValue, type, size));
+    EXPECT_EQ(type, static_cast<DWORD>(REG_SZ));
+    EXPECT_EQ(size, 2u);
+    EXPECT_EQ(Get(), L"");
 }
 
 TEST_P(RegistryTest, SetValueOverwrites)
 {
-    Registry::SetValue(HKEY_LOCAL_MACHINE, kTestKey, L"PowerOnOff", L"False", View());
-    Registry::SetValue(HKEY_LOCAL_MACHINE, kTestKey, L"PowerOnOff", L"True", View());
-    EXPECT_EQ(Registry::GetValue(HKEY_LOCAL_MACHINE, kTestKey, L"PowerOnOff", View()), L"True");
+    ASSERT_EQ(Registry::SetValue(HKEY_LOCAL_MACHINE, kTestKey, kValue, L"False", View()), 0);
+    ASSERT_EQ(Registry::SetValue(HKEY_LOCAL_MACHINE, kTestKey, kValue, L"True", View()), 0);
+    EXPECT_EQ(Get(), L"True");
 }
 
-TEST_P(RegistryTest, SetValueWithoutATextWritesNothing)
+TEST_P(RegistryTest, SetValueWithoutATextReturnsInvalidDataAndWritesNothing)
 {
-    EXPECT_EQ(Registry::SetValue(HKEY_LOCAL_MACHINE, kTestKey, L"PowerOnOff", nullptr, View()), 13);
-    // The key is created before the text is looked at; the value is not.
+    EXPECT_EQ(Registry::SetValue(HKEY_LOCAL_MACHINE, kTestKey, kValue, nullptr, View()), ERROR_INVALID_DATA);
+    DWORD type = REG_NONE;
+    DWORD size = 0;
+    EXPECT_FALSE(Stored(kValue, type, size));
+}
+
+TEST_P(RegistryTest, SetValueWithoutATextStillCreatesTheKey)
+{
+    // The key is created before the text is looked at.
+    Registry::SetValue(HKEY_LOCAL_MACHINE, kTestKey, kValue, nullptr, View());
     EXPECT_TRUE(Exists(kTestKey));
-    EXPECT_EQ(Registry::GetValue(HKEY_LOCAL_MACHINE, kTestKey, L"PowerOnOff", View()), L"");
 }
 
 TEST_P(RegistryTest, DeleteKeyOfAMissingKeySucceeds)
@@ -150,42 +223,93 @@ TEST_P(RegistryTest, DeleteKeyOfAMissingKeySucceeds)
     EXPECT_EQ(Registry::DeleteKey(HKEY_LOCAL_MACHINE, kTestKey, View()), 0);
 }
 
+TEST_P(RegistryTest, DeleteKeyUnderAMissingParentSucceeds)
+{
+    EXPECT_EQ(Registry::DeleteKey(HKEY_LOCAL_MACHINE, std::wstring(kTestKey) + L"\\Missing\\Deeper", View()), 0);
+}
+
 TEST_P(RegistryTest, DeleteKeyRemovesTheWholeTree)
 {
     const std::wstring root = kTestKey;
-    for (const wchar_t* path : {L"\\A\\A1\\A11", L"\\A\\A2", L"\\B\\B1", L"\\B\\B2\\B21\\B211", L"\\C"})
+    // Three levels below the key, several siblings on each, values at each level.
+    for (const wchar_t* path : {L"\\A\\A1\\A11", L"\\A\\A1\\A12", L"\\A\\A2", L"\\B\\B1\\B11", L"\\B\\B2", L"\\C"})
         ASSERT_EQ(Registry::SetValue(HKEY_LOCAL_MACHINE, root + path, L"v", L"x", View()), 0);
-    Registry::SetValue(HKEY_LOCAL_MACHINE, root, L"PowerOnOff", L"True", View());
+    ASSERT_EQ(Registry::SetValue(HKEY_LOCAL_MACHINE, root + L"\\A", L"v", L"x", View()), 0);
+    ASSERT_EQ(Registry::SetValue(HKEY_LOCAL_MACHINE, root, kValue, L"True", View()), 0);
     EXPECT_EQ(Registry::DeleteKey(HKEY_LOCAL_MACHINE, kTestKey, View()), 0);
     EXPECT_FALSE(Exists(root));
-    EXPECT_TRUE(Exists(L"SOFTWARE\\TessarineTests"));  // only the key itself goes
+}
+
+TEST_P(RegistryTest, DeleteKeyLeavesTheParentAndTheSiblings)
+{
+    ASSERT_EQ(Registry::SetValue(HKEY_LOCAL_MACHINE, std::wstring(kTestKey) + L"\\Child", L"v", L"x", View()), 0);
+    ASSERT_EQ(Registry::SetValue(HKEY_LOCAL_MACHINE, std::wstring(kRoot) + L"\\Sibling", L"v", L"x", View()), 0);
+    EXPECT_EQ(Registry::DeleteKey(HKEY_LOCAL_MACHINE, kTestKey, View()), 0);
+    EXPECT_TRUE(Exists(kRoot));
+    EXPECT_TRUE(Exists(std::wstring(kRoot) + L"\\Sibling"));
 }
 
 INSTANTIATE_TEST_SUITE_P(Views, RegistryTest,
-                         testing::Values(Registry::kDefaultView, Registry::k64BitView, Registry::k32BitView),
+                         testing::Values(Registry::k64BitView, Registry::k32BitView, Registry::kDefaultView),
                          [](const testing::TestParamInfo<uint32_t>& info) {
-                             return info.param == 1 ? "View64" : info.param == 2 ? "View32" : "Default";
+                             return info.param == Registry::k64BitView   ? "View64"
+                                    : info.param == Registry::k32BitView ? "View32"
+                                                                         : "Default";
                          });
 
-TEST(RegistryViews, TheThirtyTwoBitViewIsSeparateFromTheSixtyFourBitOne)
+// Wine's 64-bit prefix redirects HKLM\SOFTWARE for the 32-bit view (to
+// SOFTWARE\Wow6432Node), as Windows does.
+class RegistryViewTest : public testing::Test {
+protected:
+    RegistryViewTest() { RemoveTestRoot(); }
+    ~RegistryViewTest() override { RemoveTestRoot(); }
+};
+
+TEST_F(RegistryViewTest, AValueInTheThirtyTwoBitViewIsNotInTheSixtyFourBitView)
 {
-    Registry::SetValue(HKEY_LOCAL_MACHINE, kTestKey, L"PowerOnOff", L"False", Registry::k32BitView);
-    EXPECT_EQ(Registry::GetValue(HKEY_LOCAL_MACHINE, kTestKey, L"PowerOnOff", Registry::k32BitView), L"False");
-    EXPECT_EQ(Registry::GetValue(HKEY_LOCAL_MACHINE, kTestKey, L"PowerOnOff", Registry::k64BitView), L"");
-    // A 64-bit process's default view is the 64-bit one.
-    EXPECT_EQ(Registry::GetValue(HKEY_LOCAL_MACHINE, kTestKey, L"PowerOnOff", Registry::kDefaultView), L"");
-    EXPECT_EQ(Registry::DeleteKey(HKEY_LOCAL_MACHINE, kTestKey, Registry::k32BitView), 0);
-    EXPECT_EQ(Registry::GetValue(HKEY_LOCAL_MACHINE, kTestKey, L"PowerOnOff", Registry::k32BitView), L"");
-    RegDeleteKeyExW(HKEY_LOCAL_MACHINE, L"SOFTWARE\\TessarineTests", KEY_WOW64_32KEY, 0);
+    ASSERT_EQ(Registry::SetValue(HKEY_LOCAL_MACHINE, kTestKey, kValue, L"False", Registry::k32BitView), 0);
+    EXPECT_EQ(Registry::GetValue(HKEY_LOCAL_MACHINE, kTestKey, kValue, Registry::k32BitView), L"False");
+    EXPECT_EQ(Registry::GetValue(HKEY_LOCAL_MACHINE, kTestKey, kValue, Registry::k64BitView), L"");
+    EXPECT_FALSE(KeyExists(kRoot, KEY_WOW64_64KEY));
 }
 
-TEST(RegistryViews, AnyOtherSelectorIsTheDefaultView)
+TEST_F(RegistryViewTest, TheThirtyTwoBitViewLiesUnderWow6432Node)
 {
-    Registry::SetValue(HKEY_LOCAL_MACHINE, kTestKey, L"PowerOnOff", L"True", 7);
-    EXPECT_EQ(Registry::GetValue(HKEY_LOCAL_MACHINE, kTestKey, L"PowerOnOff", Registry::kDefaultView), L"True");
-    EXPECT_EQ(Registry::DeleteKey(HKEY_LOCAL_MACHINE, kTestKey, 3), 0);
-    EXPECT_EQ(Registry::GetValue(HKEY_LOCAL_MACHINE, kTestKey, L"PowerOnOff", Registry::kDefaultView), L"");
-    RegDeleteTreeW(HKEY_LOCAL_MACHINE, L"SOFTWARE\\TessarineTests");
+    ASSERT_EQ(Registry::SetValue(HKEY_LOCAL_MACHINE, kTestKey, kValue, L"False", Registry::k32BitView), 0);
+    EXPECT_EQ(Registry::GetValue(HKEY_LOCAL_MACHINE, L"SOFTWARE\\Wow6432Node\\TessarineTests\\Registry", kValue,
+                                 Registry::k64BitView),
+              L"False");
+}
+
+TEST_F(RegistryViewTest, AValueInTheSixtyFourBitViewIsNotInTheThirtyTwoBitView)
+{
+    ASSERT_EQ(Registry::SetValue(HKEY_LOCAL_MACHINE, kTestKey, kValue, L"True", Registry::k64BitView), 0);
+    EXPECT_EQ(Registry::GetValue(HKEY_LOCAL_MACHINE, kTestKey, kValue, Registry::k32BitView), L"");
+}
+
+TEST_F(RegistryViewTest, TheDefaultViewOfThisProcessIsTheSixtyFourBitView)
+{
+    ASSERT_EQ(Registry::SetValue(HKEY_LOCAL_MACHINE, kTestKey, kValue, L"False", Registry::k32BitView), 0);
+    ASSERT_EQ(Registry::SetValue(HKEY_LOCAL_MACHINE, kTestKey, kValue, L"True", Registry::k64BitView), 0);
+    EXPECT_EQ(Registry::GetValue(HKEY_LOCAL_MACHINE, kTestKey, kValue, Registry::kDefaultView), L"True");
+}
+
+TEST_F(RegistryViewTest, AnyOtherSelectorIsTheDefaultView)
+{
+    ASSERT_EQ(Registry::SetValue(HKEY_LOCAL_MACHINE, kTestKey, kValue, L"True", 7), 0);
+    EXPECT_EQ(Registry::GetValue(HKEY_LOCAL_MACHINE, kTestKey, kValue, Registry::kDefaultView), L"True");
+    EXPECT_EQ(Registry::GetValue(HKEY_LOCAL_MACHINE, kTestKey, kValue, 3), L"True");
+    EXPECT_EQ(Registry::DeleteKey(HKEY_LOCAL_MACHINE, kTestKey, 0xFFFFFFFFu), 0);
+    EXPECT_FALSE(KeyExists(kTestKey, 0));
+}
+
+TEST_F(RegistryViewTest, DeleteKeyInOneViewLeavesTheOther)
+{
+    ASSERT_EQ(Registry::SetValue(HKEY_LOCAL_MACHINE, kTestKey, kValue, L"False", Registry::k32BitView), 0);
+    ASSERT_EQ(Registry::SetValue(HKEY_LOCAL_MACHINE, kTestKey, kValue, L"True", Registry::k64BitView), 0);
+    EXPECT_EQ(Registry::DeleteKey(HKEY_LOCAL_MACHINE, kTestKey, Registry::k32BitView), 0);
+    EXPECT_EQ(Registry::GetValue(HKEY_LOCAL_MACHINE, kTestKey, kValue, Registry::k32BitView), L"");
+    EXPECT_EQ(Registry::GetValue(HKEY_LOCAL_MACHINE, kTestKey, kValue, Registry::k64BitView), L"True");
 }
 
 } // namespace
