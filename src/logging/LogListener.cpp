@@ -77,9 +77,10 @@ const std::wstring& CqxLogListener::LogData::GetLine() const
     }
 
     // The head "yyyy/mm/dd hh:mm:ss.mmm|TTTTTTTT|Level      |" is built by
-    // hand: it is the same text as "%04d/%02d/%02d %02d:%02d:%02d.%03d|%08X|%-11s|"
-    // for every value a SYSTEMTIME holds, at a fraction of the cost, and a
-    // queued file writer formats every line it writes.
+    // hand rather than through the formatter, as every line written to a file
+    // is made here. It is the same text that
+    // "%04d/%02d/%02d %02d:%02d:%02d.%03d|%08X|%-11s|" gives for every value a
+    // SYSTEMTIME holds.
     m_line.clear();
     m_line.reserve(45 + m_function.size() + 1 + m_message.size());
     AppendHead(m_line);

@@ -1,5 +1,6 @@
 #include "logging/LogListenerConsole.h"
 
+#include "platform/Api.h"
 #include "platform/Format.h"
 
 #include <cstdio>
@@ -15,7 +16,7 @@ void CqxLogListenerConsole::Write(const LogData& record)
 {
     // No time, thread or level: the console shows the function and message.
     const std::wstring text = os::FormatString(L"%S : %s\r\n", record.Function().c_str(), record.Message().c_str());
-    fputws(text.c_str(), stdout);
+    os::api().fputws(text.c_str(), stdout);
 }
 
 } // namespace QX::Shared

@@ -1,5 +1,6 @@
-// CqxLogListenerConsole: prints "Class::Method : message" on standard output
-// (chosen by "CONSOLE"). The runtime serialises the stream between threads.
+// CqxLogListenerConsole: prints "Class::Method : message" and "\r\n" on
+// standard output (chosen by "CONSOLE") through the seam's fputws, as
+// os::Print does. The runtime serialises the stream between threads.
 #pragma once
 
 #include "logging/LogListener.h"

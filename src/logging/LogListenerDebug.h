@@ -1,5 +1,6 @@
-// CqxLogListenerDebug: sends "Class::Method : message" to an attached
-// debugger through OutputDebugStringW (chosen by "DEBUG").
+// CqxLogListenerDebug: sends "Class::Method : message" and "\r\n" to an
+// attached debugger through the seam's OutputDebugStringW (chosen by
+// "DEBUG").
 #pragma once
 
 #include "logging/LogListener.h"

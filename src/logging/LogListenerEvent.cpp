@@ -12,11 +12,6 @@ CqxLogListenerEvent::CqxLogListenerEvent(int32_t defaultMinLevel)
 {
 }
 
-CqxLogListenerEvent::~CqxLogListenerEvent()
-{
-    os::api().DeregisterEventSource(m_eventSource);
-}
-
 void CqxLogListenerEvent::Write(const LogData& record)
 {
     // Elapsed-time records never reach the event log, whatever the range.
@@ -30,7 +25,7 @@ void CqxLogListenerEvent::Write(const LogData& record)
     else if (record.Level() == LevelError)
         type = EVENTLOG_ERROR_TYPE;
     // The executable has no message table: the line is the whole event.
-    os::api().ReportEventW(m_eventSource, type, 0, static_cast<DWORD>(record.Level()), nullptr, 1, 0, strings,
+    os::api().ReportEventW(m_eventSource.get(), type, 0, static_cast<DWORD>(record.Level()), nullptr, 1, 0, strings,
                            nullptr);
 }
 

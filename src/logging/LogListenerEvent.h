@@ -5,20 +5,21 @@
 #pragma once
 
 #include "logging/LogListener.h"
+#include "platform/UniqueHandle.h"
 
 namespace QX::Shared {
 
 class CqxLogListenerEvent : public CqxLogListener {
 public:
     explicit CqxLogListenerEvent(int32_t defaultMinLevel);
-    ~CqxLogListenerEvent() override;
 
     void Write(const LogData& record) override;
     int32_t GetType() const override { return TypeEvent; }
 
 private:
-    // Null when registration failed: every report then fails silently.
-    HANDLE m_eventSource;
+    // Null when registration failed: every report is then still attempted
+    // and fails, silently, and nothing is deregistered.
+    os::UniqueEventSource m_eventSource;
 };
 
 } // namespace QX::Shared

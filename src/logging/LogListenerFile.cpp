@@ -75,6 +75,7 @@ CqxLogListenerFile::~CqxLogListenerFile()
 {
     m_queue.reset();
     m_path.clear();
+    m_file.reset();
     m_mutex.reset();
 }
 
@@ -106,13 +107,13 @@ void CqxLogListenerFile::Initialize(const std::wstring& fileName, const PolicyKe
     // A file that does not begin like a line of this system is moved aside.
     std::wstring head;
     wint_t c = 0;
-    while (head.size() < 24 && (c = fgetwc(m_file)) != WEOF) {
+    while (head.size() < 24 && (c = fgetwc(m_file.get())) != WEOF) {
         if (head.empty() && c == 0xFEFF)
             continue;  // a byte-order mark the runtime did not skip
         head.push_back(static_cast<wchar_t>(c));
     }
     if (head.empty()) {
-        if (ferror(m_file))
+        if (ferror(m_file.get()))
             Rotate(true);
     } else if (!LooksLikeOurHead(head)) {
         Rotate(true);
@@ -151,8 +152,8 @@ std::wstring CqxLogListenerFile::MutexNameForPath(const std::wstring& path)
 
 bool CqxLogListenerFile::OpenStream()
 {
-    m_file = os::api()._wfopen(m_path.c_str(), kOpenMode);
-    return m_file != nullptr;
+    m_file.reset(os::api()._wfopen(m_path.c_str(), kOpenMode));
+    return static_cast<bool>(m_file);
 }
 
 bool CqxLogListenerFile::AcquireFile()
@@ -161,16 +162,13 @@ bool CqxLogListenerFile::AcquireFile()
         return false;
     DWORD waited = WaitForSingleObject(m_mutex.get(), INFINITE);
     if (waited == WAIT_ABANDONED) {
-        // Kept as it always was: the mutex is now owned twice, released once
+        // Waited for once more: the mutex is then owned twice, released once
         // by ReleaseFile, and so stays with this thread.
         waited = WaitForSingleObject(m_mutex.get(), INFINITE);
     }
     if (waited != WAIT_OBJECT_0)
         return false;
-    if (m_file != nullptr) {
-        fclose(m_file);
-        m_file = nullptr;
-    }
+    m_file.reset();
     if (!OpenStream()) {
         ReleaseMutex(m_mutex.get());
         return false;
@@ -180,11 +178,10 @@ bool CqxLogListenerFile::AcquireFile()
 
 void CqxLogListenerFile::ReleaseFile()
 {
-    if (m_file == nullptr || !m_mutex)
+    if (!m_file || !m_mutex)
         return;
-    fflush(m_file);
-    fclose(m_file);
-    m_file = nullptr;
+    fflush(m_file.get());
+    m_file.reset();  // closed before the mutex is released
     ReleaseMutex(m_mutex.get());
 }
 
@@ -204,7 +201,7 @@ void CqxLogListenerFile::Write(const LogData& record)
 
 size_t CqxLogListenerFile::WriteRecord(const LogData& record)
 {
-    if (m_file == nullptr)
+    if (!m_file)
         return 0;
     const int32_t written = m_writeCounter;
     m_writeCounter = Times(written, 1) + 1;
@@ -214,9 +211,9 @@ size_t CqxLogListenerFile::WriteRecord(const LogData& record)
     }
     const std::wstring& line = record.GetLine();
     size_t items = 0;
-    if (fputws(line.c_str(), m_file) >= 0)
+    if (fputws(line.c_str(), m_file.get()) >= 0)
         items += line.size();
-    if (fputwc(L'\n', m_file) != WEOF)  // the text mode writes CR LF
+    if (fputwc(L'\n', m_file.get()) != WEOF)  // the text mode writes CR LF
         items += 1;
     return items;
 }
@@ -276,11 +273,9 @@ bool CqxLogListenerFile::Rotate(bool force)
     for (const auto& move : moves)
         MoveFileW(move.first.c_str(), move.second.c_str());
 
-    const bool wasOpen = m_file != nullptr;
-    if (wasOpen) {
-        fclose(m_file);
-        m_file = nullptr;
-    }
+    // The current file is moved closed, and opened again under its name.
+    const bool wasOpen = static_cast<bool>(m_file);
+    m_file.reset();
     MoveFileW(m_path.c_str(), os::FormatString(L"%s_0001.log", base.c_str()).c_str());
     if (wasOpen)
         OpenStream();

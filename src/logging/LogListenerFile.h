@@ -1,6 +1,7 @@
 // CqxLogListenerFile: writes each record's line to a UTF-8 log file in
-// %APPDATA%\zvrLog, named after the executable, and rotates it by size,
-// keeping up to nine older files (<name>_0001.log newest).
+// %APPDATA%\zvrLog, named after the executable, and rotates it by size into
+// numbered older files (<name>_0001.log newest); a rotation that finds
+// exactly nine older files deletes the oldest.
 //
 // A machine-wide named mutex, derived from the file's full path, guards the
 // file: it is opened, written, flushed and closed while the mutex is held, so
@@ -28,7 +29,8 @@ public:
     // Log file `fileName` in the same folder, so tests can keep their files apart.
     static std::unique_ptr<CqxLogListenerFile> CreateForTesting(bool queuedDefault, int32_t defaultMinLevel,
                                                                 const std::wstring& fileName);
-    // Gives a queued writer its bounded time, then closes the mutex.
+    // Gives a queued writer its bounded time, then closes the file if it is
+    // still open, then the mutex.
     ~CqxLogListenerFile() override;
 
     void Write(const LogData& record) override;
@@ -65,13 +67,14 @@ private:
     void Initialize(const std::wstring& fileName, const PolicyKeys& keys, const wchar_t* valueName);
     bool OpenStream();
 
-    std::wstring m_path;        // empty when no usable folder exists
-    int32_t m_maxSize = -1;     // kilobytes; -1 until read
-    int32_t m_writeCounter = 0; // records written since the last size check
+    std::wstring m_path;         // empty when no usable folder exists
+    int32_t m_maxSize = -1;      // kilobytes; -1 until read
+    int32_t m_writeCounter = 0;  // records written since the last size check
     bool m_queued;
-    FILE* m_file = nullptr;     // open only between AcquireFile and ReleaseFile
+    // Declared before the file, so that a file still open when the listener
+    // goes away is closed before the mutex.
     os::UniqueHandle m_mutex;
-    bool m_fullPath = false;    // always false in this product: names are file names
+    os::UniqueStdioFile m_file;  // open only between AcquireFile and ReleaseFile
     std::unique_ptr<CqxLogQueue> m_queue;
 };
 

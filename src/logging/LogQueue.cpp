@@ -13,10 +13,10 @@ CqxLogQueue::~CqxLogQueue()
 {
     m_lock.Enter();
     if (m_busy) {
-        for (int round = 0; round < 2 && m_listener != nullptr && m_thread != nullptr; ++round) {
+        for (int round = 0; round < 2 && m_listener != nullptr && m_thread; ++round) {
             os::api().Sleep(100);
             m_lock.Leave();
-            const DWORD waited = os::api().WaitForSingleObject(m_thread, 500);
+            const DWORD waited = os::api().WaitForSingleObject(m_thread.get(), 500);
             m_lock.Enter();
             if (waited != WAIT_TIMEOUT || !m_busy)
                 break;
@@ -25,8 +25,7 @@ CqxLogQueue::~CqxLogQueue()
     // A writer still running now belongs to a process that is ending.
     m_records.clear();
     m_lock.Leave();
-    if (m_thread != nullptr)
-        CloseHandle(m_thread);
+    m_thread.reset();
 }
 
 void CqxLogQueue::Push(const CqxLogListener::LogData& record)
@@ -34,10 +33,10 @@ void CqxLogQueue::Push(const CqxLogListener::LogData& record)
     os::CriticalSectionLock lock(m_lock);
     m_records.push_back(record);
     if (!m_busy) {
-        if (m_thread != nullptr)
-            CloseHandle(m_thread);
-        m_thread = reinterpret_cast<HANDLE>(_beginthreadex(nullptr, 0, &CqxLogQueue::DrainQueue, this, 0, nullptr));
-        m_busy = m_thread != nullptr;
+        // The handle of the previous writer, which takes no more records, is closed.
+        m_thread.reset(
+            reinterpret_cast<HANDLE>(_beginthreadex(nullptr, 0, &CqxLogQueue::DrainQueue, this, 0, nullptr)));
+        m_busy = static_cast<bool>(m_thread);
     }
 }
 
@@ -45,7 +44,7 @@ bool CqxLogQueue::Drained() const
 {
     os::CriticalSectionLock lock(m_lock);
     // The writer flushes and closes the file after it has cleared busy.
-    return m_records.empty() && !m_busy && (m_thread == nullptr || WaitForSingleObject(m_thread, 0) == WAIT_OBJECT_0);
+    return m_records.empty() && !m_busy && (!m_thread || WaitForSingleObject(m_thread.get(), 0) == WAIT_OBJECT_0);
 }
 
 unsigned __stdcall CqxLogQueue::DrainQueue(void* context)

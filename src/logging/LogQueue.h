@@ -1,11 +1,13 @@
-// CqxLogQueue: the queue of a queued file listener. Write appends a copy of
-// the record and, when no writer runs, starts a writer thread that drains the
-// queue into the file and ends. Its critical section guards the list, the
-// busy flag and the thread handle, and is never held while writing.
+// CqxLogQueue: the queue of a queued file listener. Push appends a copy of
+// the record and, when no writer is taking records, starts a writer thread
+// that drains the queue into the file and ends. Its critical section guards
+// the list, the busy flag and the thread handle, and is never held while
+// writing.
 #pragma once
 
 #include "logging/LogListener.h"
 #include "platform/CriticalSection.h"
+#include "platform/UniqueHandle.h"
 
 #include <windows.h>
 
@@ -33,8 +35,8 @@ private:
 
     std::list<CqxLogListener::LogData> m_records;
     CqxLogListenerFile* m_listener;
-    bool m_busy = false;        // a writer thread is running
-    HANDLE m_thread = nullptr;  // the last writer started
+    bool m_busy = false;        // a writer is taking records
+    os::UniqueHandle m_thread;  // the last writer started
     mutable os::CriticalSection m_lock;
 };
 

@@ -4,12 +4,8 @@
 // Log reads it from any thread without a lock. The only shared mutable state
 // is the timing statistics, guarded by their own critical section.
 //
-// Every operation logs in the same shape:
-//   Log(GetLogger(), LevelTraceIn, "Class::Method", L"inputs %d", x);
-//   auto scope = CqxLogScope::StartIfTiming(GetLogger(), "Class::Method");
-//   ... records at levels 2 to 5 ...
-//   Log(GetLogger(), LevelTraceOut, "Class::Method", L"Return Value = %d", result);
-// (the scope, if any, ends when it goes out of scope, after the last record).
+// Operations log through OperationLog and FunctionLog (OperationLog.h),
+// which call Log with the logger fetched anew for every record.
 #pragma once
 
 #include "logging/LogLevels.h"

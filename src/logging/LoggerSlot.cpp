@@ -8,36 +8,37 @@ namespace QX::Shared {
 
 CqxLogger* LoggerSlot::Create()
 {
-    std::lock_guard<std::mutex> lock(creation_);
-    if (CqxLogger* logger = current_.load(std::memory_order_acquire))
+    std::lock_guard<std::mutex> lock(m_creation);
+    if (CqxLogger* logger = m_current.load(std::memory_order_acquire))
         return logger;
-    if (closed_)
+    if (m_closed)
         return nullptr;
-    owned_ = factory_();
-    current_.store(owned_.get(), std::memory_order_release);
-    return owned_.get();
+    m_owned = m_factory();
+    m_current.store(m_owned.get(), std::memory_order_release);
+    return m_owned.get();
 }
 
 void LoggerSlot::Close()
 {
-    std::lock_guard<std::mutex> lock(creation_);
-    closed_ = true;
-    current_.store(nullptr, std::memory_order_release);
-    owned_.reset();
+    std::lock_guard<std::mutex> lock(m_creation);
+    m_closed = true;
+    m_current.store(nullptr, std::memory_order_release);
+    m_owned.reset();
 }
 
 std::unique_ptr<CqxLogger> LoggerSlot::ExchangeForTesting(std::unique_ptr<CqxLogger> logger)
 {
-    std::lock_guard<std::mutex> lock(creation_);
-    std::unique_ptr<CqxLogger> previous = std::move(owned_);
-    owned_ = std::move(logger);
-    current_.store(owned_.get(), std::memory_order_release);
+    std::lock_guard<std::mutex> lock(m_creation);
+    std::unique_ptr<CqxLogger> previous = std::move(m_owned);
+    m_owned = std::move(logger);
+    m_current.store(m_owned.get(), std::memory_order_release);
     return previous;
 }
 
 namespace {
 
-// The process slot once it exists, for GetLogger's fast path.
+// The process slot once it exists, so that GetLogger reads the logger without
+// going through the guard of ProcessSlot's function-local static.
 std::atomic<LoggerSlot*> g_processSlot{nullptr};
 
 std::unique_ptr<CqxLogger> CreateProcessLogger()
@@ -48,7 +49,8 @@ std::unique_ptr<CqxLogger> CreateProcessLogger()
 LoggerSlot& ProcessSlot()
 {
     // Never freed: records may still arrive from other threads while the
-    // process ends. The logger inside is destroyed at exit by the handler registered here.
+    // process ends. The logger inside is destroyed at exit by the handler
+    // registered here.
     static LoggerSlot* slot = [] {
         auto* created = new LoggerSlot(&CreateProcessLogger);
         std::atexit([] { ProcessSlot().Close(); });
@@ -76,13 +78,13 @@ CqxLogger* GetLogger()
 }
 
 ScopedLoggerForTesting::ScopedLoggerForTesting(std::unique_ptr<CqxLogger> logger)
-    : logger_(logger.get()), previous_(ProcessSlot().ExchangeForTesting(std::move(logger)))
+    : m_logger(logger.get()), m_previous(ProcessSlot().ExchangeForTesting(std::move(logger)))
 {
 }
 
 ScopedLoggerForTesting::~ScopedLoggerForTesting()
 {
-    ProcessSlot().ExchangeForTesting(std::move(previous_));
+    ProcessSlot().ExchangeForTesting(std::move(m_previous));
 }
 
 } // namespace QX::Shared

@@ -15,7 +15,7 @@ class LoggerSlot {
 public:
     using Factory = std::unique_ptr<CqxLogger> (*)();
 
-    explicit LoggerSlot(Factory factory) : factory_(factory) {}
+    explicit LoggerSlot(Factory factory) : m_factory(factory) {}
     ~LoggerSlot() { Close(); }
     LoggerSlot(const LoggerSlot&) = delete;
     LoggerSlot& operator=(const LoggerSlot&) = delete;
@@ -24,12 +24,12 @@ public:
     // none or after Close.
     CqxLogger* Get()
     {
-        CqxLogger* logger = current_.load(std::memory_order_acquire);
+        CqxLogger* logger = m_current.load(std::memory_order_acquire);
         return logger != nullptr ? logger : Create();
     }
 
     // The logger, or null; never creates one.
-    CqxLogger* Peek() const { return current_.load(std::memory_order_acquire); }
+    CqxLogger* Peek() const { return m_current.load(std::memory_order_acquire); }
 
     // Destroys the logger; from then on Get returns null and creates nothing,
     // so that records logged during process exit are dropped, not re-created.
@@ -42,11 +42,11 @@ public:
 private:
     CqxLogger* Create();
 
-    Factory factory_;
-    std::mutex creation_;
-    std::unique_ptr<CqxLogger> owned_;     // guarded by creation_
-    bool closed_ = false;                  // guarded by creation_
-    std::atomic<CqxLogger*> current_{nullptr};
+    Factory m_factory;
+    std::mutex m_creation;
+    std::unique_ptr<CqxLogger> m_owned;  // guarded by m_creation
+    bool m_closed = false;               // guarded by m_creation
+    std::atomic<CqxLogger*> m_current{nullptr};
 };
 
 // Replaces the process logger for the life of the object (tests only, with
@@ -58,11 +58,11 @@ public:
     ScopedLoggerForTesting(const ScopedLoggerForTesting&) = delete;
     ScopedLoggerForTesting& operator=(const ScopedLoggerForTesting&) = delete;
 
-    CqxLogger* get() const { return logger_; }
+    CqxLogger* get() const { return m_logger; }
 
 private:
-    CqxLogger* logger_;
-    std::unique_ptr<CqxLogger> previous_;
+    CqxLogger* m_logger;
+    std::unique_ptr<CqxLogger> m_previous;
 };
 
 } // namespace QX::Shared

@@ -10,8 +10,8 @@ Api& api()
     return table;
 }
 
-ScopedApiOverride::ScopedApiOverride() : saved_(api()) {}
+ScopedApiOverride::ScopedApiOverride() : m_saved(api()) {}
 
-ScopedApiOverride::~ScopedApiOverride() { api() = saved_; }
+ScopedApiOverride::~ScopedApiOverride() { api() = m_saved; }
 
 } // namespace os

@@ -12,6 +12,8 @@
 #include <shlobj.h>
 #include <objbase.h>
 #include <wlanapi.h>
+#include <winsock2.h>
+#include <iphlpapi.h>
 
 #include <cstdio>
 
@@ -67,6 +69,30 @@ struct Api {
     decltype(&::CreateEventW) CreateEventW = ::CreateEventW;
     decltype(&::SetEvent) SetEvent = ::SetEvent;
 
+    // Opening and creating registry keys, so tests can make them fail or
+    // throw; the registry itself stays real.
+    decltype(&::RegOpenKeyExW) RegOpenKeyExW = ::RegOpenKeyExW;
+    decltype(&::RegCreateKeyExW) RegCreateKeyExW = ::RegCreateKeyExW;
+
+    // The process security descriptor's SID buffer and accounts, so tests
+    // can make them fail.
+    decltype(&::LocalAlloc) LocalAlloc = ::LocalAlloc;
+    decltype(&::CreateWellKnownSid) CreateWellKnownSid = ::CreateWellKnownSid;
+
+    // IP Helper's adapter lists and the process-heap blocks they are read
+    // into, so tests hand out adapters and make allocations fail.
+    decltype(&::GetAdaptersInfo) GetAdaptersInfo = ::GetAdaptersInfo;
+    decltype(&::GetAdaptersAddresses) GetAdaptersAddresses = ::GetAdaptersAddresses;
+    decltype(&::HeapAlloc) HeapAlloc = ::HeapAlloc;
+    decltype(&::HeapFree) HeapFree = ::HeapFree;
+
+    // GUID texts and the texts COM hands out, so tests can make the
+    // conversions fail and count what is freed.
+    decltype(&::StringFromCLSID) StringFromCLSID = ::StringFromCLSID;
+    decltype(&::IIDFromString) IIDFromString = ::IIDFromString;
+    decltype(&::CoTaskMemFree) CoTaskMemFree = ::CoTaskMemFree;
+    decltype(&::SysFreeString) SysFreeString = ::SysFreeString;
+
     // COM initialisation and process security.
     decltype(&::CoInitializeEx) CoInitializeEx = ::CoInitializeEx;
     decltype(&::CoInitializeSecurity) CoInitializeSecurity = ::CoInitializeSecurity;
@@ -93,7 +119,7 @@ public:
     Api* operator->() { return &api(); }
 
 private:
-    Api saved_;
+    Api m_saved;
 };
 
 } // namespace os

@@ -13,35 +13,35 @@ class ComPtr {
 public:
     ComPtr() = default;
     // Takes over a reference the caller already owns.
-    explicit ComPtr(Interface* pointer) : pointer_(pointer) {}
+    explicit ComPtr(Interface* pointer) : m_pointer(pointer) {}
     ~ComPtr() { Reset(); }
-    ComPtr(const ComPtr& other) : pointer_(other.pointer_)
+    ComPtr(const ComPtr& other) : m_pointer(other.m_pointer)
     {
-        if (pointer_)
-            pointer_->AddRef();
+        if (m_pointer)
+            m_pointer->AddRef();
     }
     ComPtr& operator=(const ComPtr& other)
     {
         ComPtr copy(other);
-        std::swap(pointer_, copy.pointer_);
+        std::swap(m_pointer, copy.m_pointer);
         return *this;
     }
-    ComPtr(ComPtr&& other) noexcept : pointer_(std::exchange(other.pointer_, nullptr)) {}
+    ComPtr(ComPtr&& other) noexcept : m_pointer(std::exchange(other.m_pointer, nullptr)) {}
     ComPtr& operator=(ComPtr&& other) noexcept
     {
         if (this != &other)
-            Reset(std::exchange(other.pointer_, nullptr));
+            Reset(std::exchange(other.m_pointer, nullptr));
         return *this;
     }
 
-    Interface* Get() const { return pointer_; }
-    Interface* operator->() const { return pointer_; }
-    explicit operator bool() const { return pointer_ != nullptr; }
+    Interface* Get() const { return m_pointer; }
+    Interface* operator->() const { return m_pointer; }
+    explicit operator bool() const { return m_pointer != nullptr; }
 
     // Releases the reference held (if any) and takes over `pointer`.
     void Reset(Interface* pointer = nullptr)
     {
-        Interface* old = std::exchange(pointer_, pointer);
+        Interface* old = std::exchange(m_pointer, pointer);
         if (old)
             old->Release();
     }
@@ -50,11 +50,11 @@ public:
     Interface** Put()
     {
         Reset();
-        return &pointer_;
+        return &m_pointer;
     }
 
 private:
-    Interface* pointer_ = nullptr;
+    Interface* m_pointer = nullptr;
 };
 
 } // namespace os

@@ -1,6 +1,5 @@
-// A Win32 critical section with scoped locking. Used where a lock guards a
-// short update and is taken from many threads (the log statistics, the log
-// queue): cheaper than the winpthreads-based std::mutex of this toolchain.
+// A Win32 critical section with scoped locking, for the short updates that
+// many threads make (the log statistics, the log queue).
 #pragma once
 
 #include <windows.h>
@@ -9,27 +8,27 @@ namespace os {
 
 class CriticalSection {
 public:
-    CriticalSection() { InitializeCriticalSection(&section_); }
-    ~CriticalSection() { DeleteCriticalSection(&section_); }
+    CriticalSection() { InitializeCriticalSection(&m_section); }
+    ~CriticalSection() { DeleteCriticalSection(&m_section); }
     CriticalSection(const CriticalSection&) = delete;
     CriticalSection& operator=(const CriticalSection&) = delete;
 
-    void Enter() { EnterCriticalSection(&section_); }
-    void Leave() { LeaveCriticalSection(&section_); }
+    void Enter() { EnterCriticalSection(&m_section); }
+    void Leave() { LeaveCriticalSection(&m_section); }
 
 private:
-    CRITICAL_SECTION section_;
+    CRITICAL_SECTION m_section;
 };
 
 class CriticalSectionLock {
 public:
-    explicit CriticalSectionLock(CriticalSection& section) : section_(section) { section_.Enter(); }
-    ~CriticalSectionLock() { section_.Leave(); }
+    explicit CriticalSectionLock(CriticalSection& section) : m_section(section) { m_section.Enter(); }
+    ~CriticalSectionLock() { m_section.Leave(); }
     CriticalSectionLock(const CriticalSectionLock&) = delete;
     CriticalSectionLock& operator=(const CriticalSectionLock&) = delete;
 
 private:
-    CriticalSection& section_;
+    CriticalSection& m_section;
 };
 
 } // namespace os

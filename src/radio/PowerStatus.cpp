@@ -1,7 +1,8 @@
 #include "radio/PowerStatus.h"
 
-#include "logging/Logger.h"
 #include "logging/OperationLog.h"
+#include "platform/Api.h"
+#include "platform/UniqueHandle.h"
 #include "service/Registry.h"
 
 #include <cstring>
@@ -10,33 +11,31 @@ using namespace QX::Shared;
 
 namespace ServiceUtils {
 
-const wchar_t* PowerStatusText(bool status)
+const wchar_t* PowerStatusText(unsigned char statusByte) { return statusByte == 1 ? L"True" : L"False"; }
+
+unsigned char StatusByte(bool status)
 {
-    // Compared as a byte: a status that is neither 0 nor 1 is not "True".
     unsigned char byte;
     std::memcpy(&byte, &status, 1);
-    return byte == 1 ? L"True" : L"False";
+    return byte;
 }
 
 LSTATUS SetPowerStatusInRegistry(const wchar_t* keyPath, bool status)
 {
-    constexpr char kFunction[] = "ServiceUtils::SetPowerStatusInRegistry";
+    const unsigned char byte = StatusByte(status);
+    OperationLog op("ServiceUtils::SetPowerStatusInRegistry", L"Setting = %s,  Status = %d", keyPath, byte);
     LSTATUS result = ERROR_SUCCESS;
     try {
-        unsigned char byte;
-        std::memcpy(&byte, &status, 1);
-        OperationLog op(kFunction, L"Setting = %s,  Status = %d", keyPath, byte);
-        const wchar_t* text = PowerStatusText(status);
-        Log(GetLogger(), LevelInformation, kFunction, L"Writing Power Status in registry. Value = %s", text);
+        const wchar_t* text = PowerStatusText(byte);
+        op.Log(LevelInformation, L"Writing Power Status in registry. Value = %s", text);
         result = Registry::SetValue(HKEY_LOCAL_MACHINE, keyPath, kPowerStatusValue, text, Registry::kDefaultView);
-        if (result != ERROR_SUCCESS) {
-            // The thread's last error, not the returned code: administrators'
-            // tools already parse this line as it is.
-            Log(GetLogger(), LevelError, kFunction, L"Registry::SetValue failed with error %d", GetLastError());
-        }
+        // The thread's last error, not the returned code, as this line has
+        // always carried.
+        if (result != ERROR_SUCCESS)
+            op.Log(LevelError, L"Registry::SetValue failed with error %d", GetLastError());
         op.Exit(L"Return Status = %d", result);
     } catch (...) {
-        Log(GetLogger(), LevelError, kFunction, L"Exception in SetPowerStatusInRegistry()");
+        op.Log(LevelError, L"Exception in SetPowerStatusInRegistry()");
     }
     return result;
 }
@@ -46,10 +45,9 @@ namespace {
 LSTATUS SetRadioPowerStatus(const char* function, const wchar_t* entryFormat, const wchar_t* valueFormat,
                             const wchar_t* keyPath, bool status)
 {
-    unsigned char byte;
-    std::memcpy(&byte, &status, 1);
+    const unsigned char byte = StatusByte(status);
     OperationLog op(function, entryFormat, byte);
-    Log(GetLogger(), LevelInformation, function, valueFormat, PowerStatusText(status));
+    op.Log(LevelInformation, valueFormat, PowerStatusText(byte));
     const LSTATUS result = SetPowerStatusInRegistry(keyPath, status);
     op.Exit(L"Return Status = %d", result);
     return result;
@@ -71,36 +69,32 @@ LSTATUS SetWwanPowerStatusInRegistry(bool status)
 
 bool CheckAirplaneMode()
 {
-    constexpr char kFunction[] = "ServiceUtils::CheckAirplaneMode";
-    bool airplaneMode = false;
+    OperationLog op("ServiceUtils::CheckAirplaneMode");
     try {
-        OperationLog op(kFunction);
-        HKEY key = nullptr;
-        LSTATUS status = RegOpenKeyExW(HKEY_LOCAL_MACHINE, kAirplaneModeKey, 0, KEY_READ, &key);
+        os::UniqueRegKey key;
+        LSTATUS status = os::api().RegOpenKeyExW(HKEY_LOCAL_MACHINE, kAirplaneModeKey, 0, KEY_READ, key.put());
         if (status != ERROR_SUCCESS) {
-            Log(GetLogger(), LevelError, kFunction, L"RegOpenKeyEx (BrisaAirplaneModeRegistry) failed with error: %u",
-                status);
+            op.Log(LevelError, L"RegOpenKeyEx (BrisaAirplaneModeRegistry) failed with error: %u", status);
             return false;
         }
         // The type is not checked: the first four bytes of the default value count.
+        bool airplaneMode = false;
         DWORD value = 0;
         DWORD size = sizeof(value);
-        status = RegQueryValueExW(key, nullptr, nullptr, nullptr, reinterpret_cast<BYTE*>(&value), &size);
+        status = RegQueryValueExW(key.get(), nullptr, nullptr, nullptr, reinterpret_cast<BYTE*>(&value), &size);
         if (status != ERROR_SUCCESS)
-            Log(GetLogger(), LevelError, kFunction,
-                L"RegQueryValueEx (BrisaAirplaneModeRegistry) failed with error: %u", status);
+            op.Log(LevelError, L"RegQueryValueEx (BrisaAirplaneModeRegistry) failed with error: %u", status);
         else
             airplaneMode = value == 1;
-        status = RegCloseKey(key);
+        status = RegCloseKey(key.release());
         if (status != ERROR_SUCCESS)
-            Log(GetLogger(), LevelError, kFunction, L"RegCloseKey (BrisaAirplaneModeRegistry) failed with error: %u",
-                status);
+            op.Log(LevelError, L"RegCloseKey (BrisaAirplaneModeRegistry) failed with error: %u", status);
         op.Exit(L"Airplane Mode Status: %u ", airplaneMode);
+        return airplaneMode;
     } catch (...) {
-        Log(GetLogger(), LevelError, kFunction, L"Exception in CheckAirplaneMode()");
+        op.Log(LevelError, L"Exception in CheckAirplaneMode()");
         return false;
     }
-    return airplaneMode;
 }
 
 } // namespace ServiceUtils

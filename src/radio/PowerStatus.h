@@ -6,17 +6,17 @@
 // No lock: every call opens and closes its own key; the last write wins.
 #pragma once
 
+#include "state/RegistryPaths.h"
+
 #include <windows.h>
 
 namespace ServiceUtils {
 
-constexpr wchar_t kWlanPowerStatusKey[] = L"SOFTWARE\\QX\\QX Brisa UWP\\WlanPowerStatus";
-constexpr wchar_t kWwanPowerStatusKey[] = L"SOFTWARE\\QX\\QX Brisa UWP\\WwanPowerStatus";
-constexpr wchar_t kPowerStatusValue[] = L"PowerOnOff";
-constexpr wchar_t kAirplaneModeKey[] = L"SYSTEM\\CurrentControlSet\\Control\\RadioManagement\\SystemRadioState";
-
-// "True" exactly when the status byte is 1.
-const wchar_t* PowerStatusText(bool status);
+// The stored text of a status: "True" exactly when its byte is 1. Callers
+// hand over the byte of their bool (StatusByte), which a foreign writer of
+// that memory may have left at another value.
+const wchar_t* PowerStatusText(unsigned char statusByte);
+unsigned char StatusByte(bool status);
 
 // Writes the status text under HKLM\<key>\PowerOnOff; the Win32 code.
 LSTATUS SetPowerStatusInRegistry(const wchar_t* keyPath, bool status);

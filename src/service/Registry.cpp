@@ -1,5 +1,6 @@
 #include "service/Registry.h"
 
+#include "platform/Api.h"
 #include "platform/UniqueHandle.h"
 
 #include <atomic>
@@ -48,7 +49,7 @@ LSTATUS DeleteTree(HKEY parent, const std::wstring& keyPath, REGSAM viewFlag)
 {
     {
         os::UniqueRegKey key;
-        LSTATUS status = RegOpenKeyExW(parent, keyPath.c_str(), 0, kReadWriteAccess | viewFlag, key.put());
+        LSTATUS status = os::api().RegOpenKeyExW(parent, keyPath.c_str(), 0, kReadWriteAccess | viewFlag, key.put());
         if (status != ERROR_SUCCESS)
             return status;
         for (;;) {
@@ -74,7 +75,7 @@ LSTATUS DeleteTree(HKEY parent, const std::wstring& keyPath, REGSAM viewFlag)
 std::wstring GetValue(HKEY hive, const std::wstring& keyPath, const std::wstring& valueName, uint32_t view)
 {
     os::UniqueRegKey key;
-    if (RegOpenKeyExW(hive, keyPath.c_str(), 0, kReadAccess | ViewFlag(view), key.put()) != ERROR_SUCCESS)
+    if (os::api().RegOpenKeyExW(hive, keyPath.c_str(), 0, kReadAccess | ViewFlag(view), key.put()) != ERROR_SUCCESS)
         return {};
 
     wchar_t buffer[kReadBufferCharacters] = {};
@@ -95,7 +96,7 @@ LSTATUS SetValue(HKEY hive, const std::wstring& keyPath, const std::wstring& val
                  uint32_t view)
 {
     os::UniqueRegKey key;
-    const LSTATUS status = RegCreateKeyExW(hive, keyPath.c_str(), 0, nullptr, 0, kReadWriteAccess | ViewFlag(view),
+    const LSTATUS status = os::api().RegCreateKeyExW(hive, keyPath.c_str(), 0, nullptr, 0, kReadWriteAccess | ViewFlag(view),
                                            nullptr, key.put(), nullptr);
     if (status != ERROR_SUCCESS)
         return status;
@@ -109,7 +110,7 @@ LSTATUS DeleteKey(HKEY hive, const std::wstring& keyPath, uint32_t view)
 {
     const REGSAM viewFlag = ViewFlag(view);
     os::UniqueRegKey root;
-    LSTATUS status = RegOpenKeyExW(hive, L"", 0, kReadWriteAccess | viewFlag, root.put());
+    LSTATUS status = os::api().RegOpenKeyExW(hive, L"", 0, kReadWriteAccess | viewFlag, root.put());
     if (status == ERROR_SUCCESS)
         status = DeleteTree(root.get(), keyPath, viewFlag);
     return status == ERROR_FILE_NOT_FOUND ? ERROR_SUCCESS : status;

@@ -1,15 +1,16 @@
 #include "service/ServiceBase.h"
 
 #include "logging/OperationLog.h"
-#include "network/ResumeHandler.h"
 #include "platform/Api.h"
 #include "platform/Format.h"
-#include "switching/SwitchingState.h"
+#include "platform/UniqueHandle.h"
+#include "state/SwitchingState.h"
 
 #include <cstdint>
 
 CServiceBase* CServiceBase::s_service = nullptr;
 DWORD CServiceBase::CheckPointCounter = 1;
+CServiceBase::ResumeHandler CServiceBase::s_resumeHandler = nullptr;
 
 namespace {
 
@@ -48,7 +49,7 @@ void WINAPI CServiceBase::ServiceMain(DWORD argc, LPWSTR* argv)
     s_service->m_statusHandle =
         os::api().RegisterServiceCtrlHandlerExW(s_service->m_name, &CServiceBase::HandlerEx, nullptr);
     if (s_service->m_statusHandle == nullptr)
-        throw static_cast<DWORD>(GetLastError());  // nothing catches it: the service thread ends
+        throw static_cast<DWORD>(GetLastError());  // nothing catches it: the process ends
     s_service->Start(argc, argv);
 }
 
@@ -70,10 +71,9 @@ DWORD WINAPI CServiceBase::HandlerEx(DWORD control, DWORD eventType, LPVOID, LPV
         break;
     case SERVICE_CONTROL_POWEREVENT:
         if (eventType == PBT_APMSUSPEND || eventType == PBT_APMSTANDBY) {
-            constexpr char kFunction[] = "CServiceBase::HandlerEx";
-            using namespace QX::Shared;
-            Log(GetLogger(), LevelInformation, kFunction, L"PBT_APMSTANDBY or PBT_APMSUSPEND");
-            Log(GetLogger(), LevelInformation, kFunction, L"Setting on_resumeflag to TRUE");
+            const QX::Shared::FunctionLog log("CServiceBase::HandlerEx");
+            log.Log(QX::Shared::LevelInformation, L"PBT_APMSTANDBY or PBT_APMSUSPEND");
+            log.Log(QX::Shared::LevelInformation, L"Setting on_resumeflag to TRUE");
             on_resumeflag = 1;
             // Paused although pause-continue is not accepted: the SCM sees
             // the sleep as PAUSED and the resume as CONTINUE_PENDING, RUNNING.
@@ -174,12 +174,11 @@ void CServiceBase::SetServiceStatus(DWORD currentState, DWORD win32ExitCode, DWO
 
 void CServiceBase::WriteEventLogEntry(const wchar_t* message, WORD type)
 {
-    HANDLE source = os::api().RegisterEventSourceW(nullptr, m_name);
-    if (source == nullptr)
+    os::UniqueEventSource source(os::api().RegisterEventSourceW(nullptr, m_name));
+    if (!source)
         return;
     const wchar_t* strings[] = {m_name, message};
-    os::api().ReportEventW(source, type, 0, 0, nullptr, 2, 0, strings, nullptr);
-    os::api().DeregisterEventSource(source);
+    os::api().ReportEventW(source.get(), type, 0, 0, nullptr, 2, 0, strings, nullptr);
 }
 
 void CServiceBase::WriteErrorLogEntry(const wchar_t* function, DWORD error)
@@ -199,7 +198,8 @@ void CServiceBase::OnContinue()
 {
     QX::Shared::OperationLog op("CServiceBase::OnContinue");
     // The handler always succeeds; its result says nothing to act on.
-    NLMUtils::SystemResumeHandler();
+    if (s_resumeHandler != nullptr)
+        s_resumeHandler();
     op.Exit();
 }
 

@@ -4,8 +4,7 @@
 //
 // Threads: Run and HandlerEx on the main (dispatcher) thread, ServiceMain and
 // Start on the dispatcher's service thread. The status fields and the check
-// point counter are plain variables without a lock, as the SCM protocol
-// serialises the reports in practice.
+// point counter are plain variables without a lock.
 #pragma once
 
 #include <windows.h>
@@ -37,6 +36,12 @@ public:
     void Continue();
     void Shutdown();
 
+    // The resume handling that OnContinue runs after sleep. The executable
+    // hands it over before Run: it lives in a layer above this one.
+    using ResumeHandler = bool (*)();
+    static void SetResumeHandler(ResumeHandler handler) { s_resumeHandler = handler; }
+    static ResumeHandler ResumeHandlerForTesting() { return s_resumeHandler; }
+
     // Writes the state, exit code and wait hint and reports the status; pending
     // states and PAUSED take the next check point, RUNNING and STOPPED 0.
     void SetServiceStatus(DWORD currentState, DWORD win32ExitCode = NO_ERROR, DWORD waitHint = 0);
@@ -55,11 +60,13 @@ protected:
     virtual void OnStart(DWORD argc, LPWSTR* argv);
     virtual void OnStop();
     virtual void OnPause();
-    // Runs the resume handling after sleep.
+    // Runs the resume handler, if one was handed over; its result is ignored.
     virtual void OnContinue();
     virtual void OnShutdown();
 
 private:
+    static ResumeHandler s_resumeHandler;
+
     const wchar_t* m_name;
     SERVICE_STATUS m_status;
     SERVICE_STATUS_HANDLE m_statusHandle = nullptr;

@@ -4,7 +4,7 @@
 // versions. Free functions; any thread. Each logs under its "Utils::" name.
 #pragma once
 
-#include "platform/ServiceHandle.h"
+#include "platform/UniqueHandle.h"
 
 #include <windows.h>
 

@@ -14,7 +14,6 @@ using namespace QX::Shared;
 namespace Utils {
 namespace {
 
-constexpr char kFunction[] = "Utils::InitializeSecurity";
 constexpr DWORD kSidBufferSize = SECURITY_MAX_SID_SIZE;  // 68 bytes
 constexpr DWORD kComRightsExecute = 1;
 
@@ -23,8 +22,8 @@ struct WellKnownAccount {
     const wchar_t* failureMessage;
 };
 
-// The two blanks before "Error" in the last two messages are the texts
-// administrators' log filters already match.
+// The two blanks before "Error" in the last two messages are kept as the
+// service has always written them.
 constexpr WellKnownAccount kAccounts[] = {
     {WinLocalSystemSid, L"CreateWellKnownSid with WinLocalSystemSid failed. Error: 0x%08X"},
     {WinBuiltinAdministratorsSid, L"CreateWellKnownSid with WinBuiltinAdministratorsSid failed.  Error: 0x%08X"},
@@ -61,11 +60,11 @@ void SetOwnerAndGroup(SECURITY_DESCRIPTOR& descriptor, std::vector<BYTE>& ownerB
 
 HRESULT InitializeSecurity()
 {
-    OperationLog op(kFunction);
+    OperationLog op("Utils::InitializeSecurity");
 
-    os::UniqueLocalMemory sid(LocalAlloc(LPTR, kSidBufferSize));
+    os::UniqueLocalMemory sid(os::api().LocalAlloc(LPTR, kSidBufferSize));
     if (!sid) {
-        Log(GetLogger(), LevelError, kFunction, L"LocalAlloc failed for PSID");
+        op.Log(LevelError, L"LocalAlloc failed for PSID");
         return E_FAIL;
     }
 
@@ -82,8 +81,8 @@ HRESULT InitializeSecurity()
     bool aclInitialized = false;
     for (const WellKnownAccount& account : kAccounts) {
         DWORD sidSize = kSidBufferSize;
-        if (!CreateWellKnownSid(account.type, nullptr, sid.get(), &sidSize)) {
-            Log(GetLogger(), LevelError, kFunction, account.failureMessage, GetLastError());
+        if (!os::api().CreateWellKnownSid(account.type, nullptr, sid.get(), &sidSize)) {
+            op.Log(LevelError, account.failureMessage, GetLastError());
             continue;
         }
         if (!aclInitialized)
@@ -95,12 +94,12 @@ HRESULT InitializeSecurity()
 
     HRESULT hr = os::api().CoInitializeEx(nullptr, COINIT_APARTMENTTHREADED);
     if (FAILED(hr)) {
-        Log(GetLogger(), LevelError, kFunction, L"CoInitializeEx failed. Error: 0x%08X", hr);
+        op.Log(LevelError, L"CoInitializeEx failed. Error: 0x%08X", hr);
     } else {
         hr = os::api().CoInitializeSecurity(&descriptor, -1, nullptr, nullptr, RPC_C_AUTHN_LEVEL_CONNECT,
                                             RPC_C_IMP_LEVEL_IDENTIFY, nullptr, EOAC_NONE, nullptr);
         if (FAILED(hr))
-            Log(GetLogger(), LevelError, kFunction, L"CoInitializeSecurity failed. Error: 0x%08X", hr);
+            op.Log(LevelError, L"CoInitializeSecurity failed. Error: 0x%08X", hr);
     }
     // The process-wide security stays in force after the apartment is left.
     os::api().CoUninitialize();

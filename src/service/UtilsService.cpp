@@ -21,21 +21,20 @@ constexpr DWORD kRestartDelaysMilliseconds[] = {120000, 240000, 360000};
 
 int32_t GetService(const wchar_t* serviceName, os::UniqueServiceHandle& scm, os::UniqueServiceHandle& service)
 {
-    constexpr char kFunction[] = "Utils::GetService";
-    OperationLog op(kFunction, L"Service Name = %s", serviceName);
+    OperationLog op("Utils::GetService", L"Service Name = %s", serviceName);
     int32_t result = kServiceOk;
     scm.reset(os::api().OpenSCManagerW(nullptr, nullptr, SC_MANAGER_ALL_ACCESS));
     if (!scm) {
-        Log(GetLogger(), LevelError, kFunction, L"OpenSCManager failed w/err 0x%08lx", GetLastError());
+        op.Log(LevelError, L"OpenSCManager failed w/err 0x%08lx", GetLastError());
         result = kScmCannotOpen;
     } else {
         service.reset(os::api().OpenServiceW(scm.get(), serviceName, SERVICE_ALL_ACCESS));
         if (!service) {
             if (GetLastError() == ERROR_SERVICE_DOES_NOT_EXIST) {
-                Log(GetLogger(), LevelError, kFunction, L"Service does not exist. Error 0x%08lx", GetLastError());
+                op.Log(LevelError, L"Service does not exist. Error 0x%08lx", GetLastError());
                 result = kServiceMissing;
             } else {
-                Log(GetLogger(), LevelError, kFunction, L"OpenService failed w/err 0x%08lx", GetLastError());
+                op.Log(LevelError, L"OpenService failed w/err 0x%08lx", GetLastError());
                 result = kServiceCannotOpen;
             }
         }
@@ -46,8 +45,7 @@ int32_t GetService(const wchar_t* serviceName, os::UniqueServiceHandle& scm, os:
 
 int32_t IsServicePresent(const wchar_t* serviceName, VersionRecord& version, bool checkRunning, bool getVersion)
 {
-    constexpr char kFunction[] = "Utils::IsServicePresent";
-    OperationLog op(kFunction, L"Service Name = %s, Running Status To be checked = %d, To Get version Info Status = %d",
+    OperationLog op("Utils::IsServicePresent", L"Service Name = %s, Running Status To be checked = %d, To Get version Info Status = %d",
                     serviceName, checkRunning, getVersion);
     os::UniqueServiceHandle scm;
     os::UniqueServiceHandle service;
@@ -56,19 +54,19 @@ int32_t IsServicePresent(const wchar_t* serviceName, VersionRecord& version, boo
         return result;
 
     if (checkRunning) {
-        Log(GetLogger(), LevelInformation, kFunction, L"%s Service is installed. Querying status..", serviceName);
+        op.Log(LevelInformation, L"%s Service is installed. Querying status..", serviceName);
         SERVICE_STATUS_PROCESS status = {};
         DWORD needed = 0;
         // A failed query leaves the result at 0: the service counts as running.
         if (os::api().QueryServiceStatusEx(service.get(), SC_STATUS_PROCESS_INFO, reinterpret_cast<BYTE*>(&status),
                                            sizeof(status), &needed)) {
-            Log(GetLogger(), LevelInformation, kFunction, L"%s Service status = 0x%08lx", serviceName,
+            op.Log(LevelInformation, L"%s Service status = 0x%08lx", serviceName,
                 status.dwCurrentState);
             if (status.dwCurrentState == SERVICE_RUNNING) {
-                Log(GetLogger(), LevelInformation, kFunction, L"%s Service is running", serviceName);
+                op.Log(LevelInformation, L"%s Service is running", serviceName);
             } else {
                 result = kServiceNotRunning;
-                Log(GetLogger(), LevelError, kFunction, L"%s Service is not running", serviceName);
+                op.Log(LevelError, L"%s Service is not running", serviceName);
             }
         }
     }
@@ -85,13 +83,13 @@ int32_t IsServicePresent(const wchar_t* serviceName, VersionRecord& version, boo
                                                          &needed);
         }
         if (!ok) {
-            Log(GetLogger(), LevelError, kFunction, L"QueryServiceConfig failed w/err 0x%08lx", GetLastError());
+            op.Log(LevelError, L"QueryServiceConfig failed w/err 0x%08lx", GetLastError());
             result = kServiceConfigUnreadable;
         } else {
             // The path was written in quotes at install: drop the first and last character.
             std::wstring path = static_cast<QUERY_SERVICE_CONFIGW*>(buffer.get())->lpBinaryPathName;
             path = path.size() >= 2 ? path.substr(1, path.size() - 2) : std::wstring();
-            Log(GetLogger(), LevelVerbose, kFunction, L"%s service installed path = %s", serviceName, path.c_str());
+            op.Log(LevelVerbose, L"%s service installed path = %s", serviceName, path.c_str());
             GetVersionValue(version, path);
         }
     }
@@ -104,8 +102,7 @@ int32_t IsServicePresent(const wchar_t* serviceName, VersionRecord& version, boo
 
 int32_t WaitforServiceToStartRunning(const wchar_t* serviceName, int32_t tries)
 {
-    constexpr char kFunction[] = "Utils::WaitforServiceToStartRunning";
-    OperationLog op(kFunction);
+    OperationLog op("Utils::WaitforServiceToStartRunning");
     int32_t tryCounter = 0;
     int32_t result = kServiceOk;
     for (;;) {
@@ -113,7 +110,7 @@ int32_t WaitforServiceToStartRunning(const wchar_t* serviceName, int32_t tries)
         result = IsServicePresent(serviceName, unused, true, false);
         if (result == kServiceOk)
             break;
-        Log(GetLogger(), LevelVerbose, kFunction, L"%s service Running Status = %d, try %d", serviceName, result,
+        op.Log(LevelVerbose, L"%s service Running Status = %d, try %d", serviceName, result,
             tryCounter);
         UtilSleep(kPollPauseMilliseconds);
         ++tryCounter;
@@ -127,11 +124,10 @@ int32_t WaitforServiceToStartRunning(const wchar_t* serviceName, int32_t tries)
 
 void UtilSleep(DWORD milliseconds)
 {
-    constexpr char kFunction[] = "Utils::UtilSleep";
-    OperationLog op(kFunction);
+    OperationLog op("Utils::UtilSleep");
     os::UniqueHandle event(os::api().CreateEventW(nullptr, FALSE, FALSE, nullptr));
     if (!event) {
-        Log(GetLogger(), LevelError, kFunction, L"CreateEvent() failed with  error: %d", GetLastError());
+        op.Log(LevelError, L"CreateEvent() failed with  error: %d", GetLastError());
         return;
     }
     os::api().WaitForSingleObject(event.get(), milliseconds);
@@ -140,8 +136,7 @@ void UtilSleep(DWORD milliseconds)
 
 int32_t SetServiceRestartRecoveryOnFailure(const wchar_t* serviceName)
 {
-    constexpr char kFunction[] = "Utils::SetServiceRestartRecoveryOnFailure";
-    OperationLog op(kFunction, L"Service Name = %s", serviceName);
+    OperationLog op("Utils::SetServiceRestartRecoveryOnFailure", L"Service Name = %s", serviceName);
     os::UniqueServiceHandle scm;
     os::UniqueServiceHandle service;
     int32_t result = GetService(serviceName, scm, service);
@@ -158,16 +153,14 @@ int32_t SetServiceRestartRecoveryOnFailure(const wchar_t* serviceName)
     failureActions.cActions = 3;
     failureActions.lpsaActions = actions;
     if (!os::api().ChangeServiceConfig2W(service.get(), SERVICE_CONFIG_FAILURE_ACTIONS, &failureActions)) {
-        Log(GetLogger(), LevelError, kFunction,
-            L"ChangeServiceConfig2 (SERVICE_CONFIG_FAILURE_ACTIONS) failed w/err 0x%08lx\n", GetLastError());
+        op.Log(LevelError, L"ChangeServiceConfig2 (SERVICE_CONFIG_FAILURE_ACTIONS) failed w/err 0x%08lx\n", GetLastError());
         result |= kFailureActionsNotSet;
     }
 
     // Failure actions apply also when the service stops with a non-zero exit code.
     SERVICE_FAILURE_ACTIONS_FLAG flag = {TRUE};
     if (!os::api().ChangeServiceConfig2W(service.get(), SERVICE_CONFIG_FAILURE_ACTIONS_FLAG, &flag)) {
-        Log(GetLogger(), LevelError, kFunction,
-            L"ChangeServiceConfig2 (SERVICE_CONFIG_FAILURE_ACTIONS_FLAG) failed w/err 0x%08lx\n", GetLastError());
+        op.Log(LevelError, L"ChangeServiceConfig2 (SERVICE_CONFIG_FAILURE_ACTIONS_FLAG) failed w/err 0x%08lx\n", GetLastError());
         result |= kFailureActionsFlagNotSet;
     }
 

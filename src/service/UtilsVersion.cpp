@@ -1,7 +1,6 @@
 // Utils: file versions from version resources.
 #include "service/Utils.h"
 
-#include "logging/Logger.h"
 #include "logging/OperationLog.h"
 #include "platform/Api.h"
 #include "platform/Format.h"
@@ -16,13 +15,14 @@ namespace {
 constexpr DWORD kFixedFileInfoSignature = 0xFEEF04BD;
 
 // Reads the fixed file version of `path` into `version`, logging each
-// failure under `function`; false leaves `version` as it was.
-bool ReadFileVersion(const char* function, const wchar_t* path, VersionRecord& version)
+// failure under the calling operation's name; false leaves `version` as it
+// was.
+bool ReadFileVersion(const FunctionLog& log, const wchar_t* path, VersionRecord& version)
 {
     DWORD handle = 0;
     const DWORD size = GetFileVersionInfoSizeW(path, &handle);
     if (size == 0) {
-        Log(GetLogger(), LevelError, function, L"GetFileVersionInfoSize Return Value  = %d Error Code =%d", size,
+        log.Log(LevelError, L"GetFileVersionInfoSize Return Value  = %d Error Code =%d", size,
             GetLastError());
         return false;
     }
@@ -30,26 +30,26 @@ bool ReadFileVersion(const char* function, const wchar_t* path, VersionRecord& v
     try {
         block.resize(size);
     } catch (...) {
-        Log(GetLogger(), LevelError, function, L"Version String Allocation failed");
+        log.Log(LevelError, L"Version String Allocation failed");
         return false;
     }
     if (!GetFileVersionInfoW(path, 0, size, block.data())) {
-        Log(GetLogger(), LevelError, function, L"GetFileVersionInfo failed with error %d", GetLastError());
+        log.Log(LevelError, L"GetFileVersionInfo failed with error %d", GetLastError());
         return false;
     }
     VS_FIXEDFILEINFO* info = nullptr;
     UINT infoSize = 0;
     if (!VerQueryValueW(block.data(), L"\\", reinterpret_cast<void**>(&info), &infoSize)) {
-        Log(GetLogger(), LevelError, function, L"VerQueryValue failed with error %d", GetLastError());
+        log.Log(LevelError, L"VerQueryValue failed with error %d", GetLastError());
         return false;
     }
-    Log(GetLogger(), LevelVerbose, function, L"VerQueryValue returned size = %d", infoSize);
+    log.Log(LevelVerbose, L"VerQueryValue returned size = %d", infoSize);
     if (info == nullptr) {
-        Log(GetLogger(), LevelError, function, L"VS_FIXEDFILEINFO buffer is NULL");
+        log.Log(LevelError, L"VS_FIXEDFILEINFO buffer is NULL");
         return false;
     }
     if (info->dwSignature != kFixedFileInfoSignature) {
-        Log(GetLogger(), LevelError, function, L"Signature not correct");
+        log.Log(LevelError, L"Signature not correct");
         return false;
     }
     version.parts[0] = HIWORD(info->dwFileVersionMS);
@@ -64,12 +64,11 @@ bool ReadFileVersion(const char* function, const wchar_t* path, VersionRecord& v
 
 std::wstring GetBinaryVersion()
 {
-    constexpr char kFunction[] = "Utils::GetBinaryVersion";
-    OperationLog op(kFunction);
+    OperationLog op("Utils::GetBinaryVersion");
     VersionRecord version;
     wchar_t path[MAX_PATH] = {};
     if (os::api().GetModuleFileNameW(nullptr, path, MAX_PATH) != 0)
-        ReadFileVersion(kFunction, path, version);
+        ReadFileVersion(op, path, version);
     const std::wstring text = os::FormatString(L"%u.%u.%u.%u", version.parts[0], version.parts[1], version.parts[2],
                                                version.parts[3]);
     op.Exit(L"%s", text.c_str());
@@ -78,9 +77,8 @@ std::wstring GetBinaryVersion()
 
 void GetVersionValue(VersionRecord& version, const std::wstring& executablePath)
 {
-    constexpr char kFunction[] = "Utils::GetVersionValue";
-    OperationLog op(kFunction, L"Executable Complete Path = %s", executablePath.c_str());
-    ReadFileVersion(kFunction, executablePath.c_str(), version);
+    OperationLog op("Utils::GetVersionValue", L"Executable Complete Path = %s", executablePath.c_str());
+    ReadFileVersion(op, executablePath.c_str(), version);
     op.Exit(L"%u.%u.%u.%u", version.parts[0], version.parts[1], version.parts[2], version.parts[3]);
 }
 

@@ -2,7 +2,7 @@
 
 #include "logging/OperationLog.h"
 #include "platform/Api.h"
-#include "service/ServiceNames.h"
+#include "state/ServiceNames.h"
 #include "service/Utils.h"
 
 #include <memory>
@@ -30,12 +30,11 @@ void ReleaseAndClear(Interface*& pointer)
 CMainService::CMainService(const wchar_t* serviceName, bool canStop, bool canShutdown, bool canPauseContinue)
     : CServiceBase(serviceName, canStop, canShutdown, canPauseContinue)
 {
-    constexpr char kFunction[] = "CMainService::CMainService";
-    OperationLog op(kFunction);
+    OperationLog op("CMainService::CMainService");
     // Manual reset: once set at stop, every later wait of the watcher ends at once.
     m_hAirplaneWatcherEvent = os::api().CreateEventW(nullptr, TRUE, FALSE, kAirplaneWatcherEventName);
     if (m_hAirplaneWatcherEvent == nullptr)
-        Log(GetLogger(), LevelError, kFunction, L"CreateEvent (AirPlaneWatcherEvent) failed with error %d",
+        op.Log(LevelError, L"CreateEvent (AirPlaneWatcherEvent) failed with error %d",
             GetLastError());
     op.Exit();
 }
@@ -56,16 +55,14 @@ CMainService::~CMainService()
 
 void CMainService::OnStart(DWORD, LPWSTR*)
 {
-    constexpr char kFunction[] = "CMainService::OnStart";
-    OperationLog op(kFunction);
+    OperationLog op("CMainService::OnStart");
     const std::wstring version = Utils::GetBinaryVersion();
     WriteEventLogEntry(L"LAN/WLAN | LAN/WWAN Switching Service in OnStart", EVENTLOG_INFORMATION_TYPE);
-    Log(GetLogger(), LevelInformation, kFunction, L"LAN/WLAN | LAN/WWAN Switching Service (%s) in OnStart",
+    op.Log(LevelInformation, L"LAN/WLAN | LAN/WWAN Switching Service (%s) in OnStart",
         version.c_str());
     // Only logged: the service runs without the restart policy too.
     const int32_t recovery = Utils::SetServiceRestartRecoveryOnFailure(kServiceName);
-    Log(GetLogger(), LevelInformation, kFunction,
-        L"LAN/WLAN | LAN/WWAN Switching Service Restart Recovery On Failure set status : %d", recovery);
+    op.Log(LevelInformation, L"LAN/WLAN | LAN/WWAN Switching Service Restart Recovery On Failure set status : %d", recovery);
     m_fServiceRunning = true;
     QueueWorkItem(&CMainService::ServiceWorkerThread, this, WT_EXECUTEINPERSISTENTTHREAD);
     op.Exit();
@@ -88,17 +85,16 @@ DWORD WINAPI CMainService::WorkItemTrampoline(LPVOID context)
 
 void CMainService::OnStop()
 {
-    constexpr char kFunction[] = "CMainService::OnStop";
-    OperationLog op(kFunction);
-    Log(GetLogger(), LevelInformation, kFunction, L"LAN/WLAN - LAN/WWAN Switching Service in OnStop");
+    OperationLog op("CMainService::OnStop");
+    op.Log(LevelInformation, L"LAN/WLAN - LAN/WWAN Switching Service in OnStop");
     m_fServiceRunning = false;
 
     if (m_hAirplaneWatcherEvent != nullptr && !os::api().SetEvent(m_hAirplaneWatcherEvent))
-        Log(GetLogger(), LevelError, kFunction, L"Airplane Watcher Event Set failed with error %d", GetLastError());
+        op.Log(LevelError, L"Airplane Watcher Event Set failed with error %d", GetLastError());
 
     bool unregister = false;
     if (RegisterWlanNotification(unregister) != 0)
-        Log(GetLogger(), LevelError, kFunction, L"RegisterWlanNotification (Unregister) failed");
+        op.Log(LevelError, L"RegisterWlanNotification (Unregister) failed");
 
     const std::pair<os::ComPtr<IConnectionPoint>*, DWORD> networkPoints[] = {
         {&m_pNlmEventsConnectionPoint, m_nlmEventsCookie},
@@ -124,7 +120,7 @@ void CMainService::OnStop()
     if (m_hWlanClient != nullptr) {
         const DWORD error = os::api().WlanCloseHandle(m_hWlanClient, nullptr);
         if (error != ERROR_SUCCESS)
-            Log(GetLogger(), LevelError, kFunction, L"WlanCloseHandle failed with error %d", error);  // kept: tried again next time
+            op.Log(LevelError, L"WlanCloseHandle failed with error %d", error);  // kept: tried again next time
         else
             m_hWlanClient = nullptr;
     }

@@ -11,7 +11,7 @@
 #pragma once
 
 #include "platform/ComPtr.h"
-#include "radio/MbnApi.h"
+#include "platform/MbnApi.h"
 #include "service/ServiceBase.h"
 
 #include <netlistmgr.h>
@@ -67,6 +67,9 @@ protected:
     IUnknown* m_pRadioEventSink = nullptr;
     // The airplane watcher loops while this is set.
     volatile bool m_fServiceRunning = false;
+    // Both handles stay raw on purpose: each is nulled only when its close
+    // succeeds, so that a failed close is tried again (the destructor and
+    // the watcher close the event, OnStop the client).
     HANDLE m_hAirplaneWatcherEvent = nullptr;
     HANDLE m_hWlanClient = nullptr;
 

@@ -16,15 +16,14 @@ constexpr DWORD kNotificationSources = WLAN_NOTIFICATION_SOURCE_ACM | WLAN_NOTIF
 
 DWORD CMainService::RegisterWlanNotification(bool& registration)
 {
-    constexpr char kFunction[] = "CMainService::RegisterWlanNotification";
-    OperationLog op(kFunction, L"Registration Status - %d, WLANHandle = 0x%08lx", registration,
+    OperationLog op("CMainService::RegisterWlanNotification", L"Registration Status - %d, WLANHandle = 0x%08lx", registration,
                     static_cast<unsigned long>(reinterpret_cast<uintptr_t>(m_hWlanClient)));
     DWORD result = ERROR_NOT_READY;
     if (m_hWlanClient == nullptr) {
         DWORD negotiatedVersion = 0;
         const DWORD error = os::api().WlanOpenHandle(kWlanClientVersion, nullptr, &negotiatedVersion, &m_hWlanClient);
         if (error != ERROR_SUCCESS) {
-            Log(GetLogger(), LevelError, kFunction, L"WlanOpenHandle failed with error: %u", error);
+            op.Log(LevelError, L"WlanOpenHandle failed with error: %u", error);
             return error;
         }
     }
@@ -37,14 +36,13 @@ DWORD CMainService::RegisterWlanNotification(bool& registration)
                                                         &CMainService::WlanNotificationCallback, nullptr, nullptr,
                                                         &previousSources);
             if (result != ERROR_SUCCESS)
-                Log(GetLogger(), LevelError, kFunction, L"WlanRegisterNotification(Registration) fail with err %d!!",
+                op.Log(LevelError, L"WlanRegisterNotification(Registration) fail with err %d!!",
                     GetLastError());
         } else {
             result = os::api().WlanRegisterNotification(m_hWlanClient, WLAN_NOTIFICATION_SOURCE_NONE, TRUE, nullptr,
                                                         nullptr, nullptr, &previousSources);
             if (result != ERROR_SUCCESS)
-                Log(GetLogger(), LevelError, kFunction,
-                    L"WlanRegisterNotification (Un-Registration) fail with err %d!!", GetLastError());
+                op.Log(LevelError, L"WlanRegisterNotification (Un-Registration) fail with err %d!!", GetLastError());
         }
     }
     op.Exit(L"Return  = %d", result);

@@ -11,7 +11,7 @@
 
 #include "fakes/LogFiles.h"
 #include "fakes/RegistryKeys.h"
-#include "radio/PowerStatus.h"
+#include "state/RegistryPaths.h"
 #include "service/Registry.h"
 
 #include <gmock/gmock.h>
@@ -300,7 +300,7 @@ TEST_F(ServiceLifecycleTest, NetStopStopsTheServiceThroughOnStop)
 
 TEST_F(ServiceLifecycleTest, RemovingARunningServiceStopsItAndDeletesBothPowerStatusKeys)
 {
-    for (const wchar_t* key : {ServiceUtils::kWlanPowerStatusKey, ServiceUtils::kWwanPowerStatusKey}) {
+    for (const wchar_t* key : {kWlanPowerStatusKey, kWwanPowerStatusKey}) {
         ASSERT_EQ(Registry::SetValue(HKEY_LOCAL_MACHINE, key, L"PowerOnOff", L"False", 0), 0);
         ASSERT_EQ(Registry::SetValue(HKEY_LOCAL_MACHINE, std::wstring(key) + L"\\Nested", L"x", L"y", 0), 0);
     }
@@ -310,8 +310,8 @@ TEST_F(ServiceLifecycleTest, RemovingARunningServiceStopsItAndDeletesBothPowerSt
     EXPECT_TRUE(std::regex_match(result.output, std::wregex(L"Stopping Tessarine\\.\\.*\nTessarine is stopped\\.\n"
                                                             L"Tessarine is removed\\.\n")))
         << Narrow(result.output);
-    EXPECT_FALSE(fakes::MachineKeyExists(ServiceUtils::kWlanPowerStatusKey));
-    EXPECT_FALSE(fakes::MachineKeyExists(ServiceUtils::kWwanPowerStatusKey));
+    EXPECT_FALSE(fakes::MachineKeyExists(kWlanPowerStatusKey));
+    EXPECT_FALSE(fakes::MachineKeyExists(kWwanPowerStatusKey));
     EXPECT_TRUE(fakes::MachineKeyExists(kProductKey));  // only the two keys go
     EXPECT_TRUE(WaitForState(kNotInstalled));
 }

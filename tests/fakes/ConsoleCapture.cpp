@@ -2,22 +2,22 @@
 
 namespace fakes {
 
-ConsoleCapture* ConsoleCapture::current_ = nullptr;
+ConsoleCapture* ConsoleCapture::s_current = nullptr;
 
 ConsoleCapture::ConsoleCapture()
 {
-    current_ = this;
-    seam_->fputws = &ConsoleCapture::Write;
+    s_current = this;
+    m_seam->fputws = &ConsoleCapture::Write;
 }
 
-ConsoleCapture::~ConsoleCapture() { current_ = nullptr; }
+ConsoleCapture::~ConsoleCapture() { s_current = nullptr; }
 
 int __cdecl ConsoleCapture::Write(const wchar_t* text, FILE* stream)
 {
     if (stream != stdout)
         return fputws(text, stream);
-    current_->text_ += text;
-    current_->writes_.push_back(text);
+    s_current->m_text += text;
+    s_current->m_writes.push_back(text);
     return 0;
 }
 

@@ -16,16 +16,16 @@ public:
     ConsoleCapture(const ConsoleCapture&) = delete;
     ConsoleCapture& operator=(const ConsoleCapture&) = delete;
 
-    const std::wstring& Text() const { return text_; }
+    const std::wstring& Text() const { return m_text; }
     // Every separate write, in order.
-    const std::vector<std::wstring>& Writes() const { return writes_; }
+    const std::vector<std::wstring>& Writes() const { return m_writes; }
 
 private:
     static int __cdecl Write(const wchar_t* text, FILE* stream);
-    static ConsoleCapture* current_;
-    os::ScopedApiOverride seam_;
-    std::wstring text_;
-    std::vector<std::wstring> writes_;
+    static ConsoleCapture* s_current;
+    os::ScopedApiOverride m_seam;
+    std::wstring m_text;
+    std::vector<std::wstring> m_writes;
 };
 
 } // namespace fakes

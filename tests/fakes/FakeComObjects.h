@@ -4,22 +4,20 @@
 // across objects. Heap objects; they delete themselves at the last Release.
 #pragma once
 
-#include "radio/MbnApi.h"
+#include "fakes/Journal.h"
+#include "platform/MbnApi.h"
 
 #include <netlistmgr.h>
 #include <ocidl.h>
 
 #include <string>
-#include <vector>
 
 namespace fakes {
-
-using ComJournal = std::vector<std::string>;
 
 template <typename Interface>
 class FakeUnknown : public Interface {
 public:
-    FakeUnknown(std::string name, ComJournal& journal) : name_(std::move(name)), journal_(journal) {}
+    FakeUnknown(std::string name, Journal& journal) : m_name(std::move(name)), m_journal(journal) {}
     virtual ~FakeUnknown() = default;
 
     HRESULT STDMETHODCALLTYPE QueryInterface(REFIID, void** object) override
@@ -27,23 +25,23 @@ public:
         *object = nullptr;
         return E_NOINTERFACE;
     }
-    ULONG STDMETHODCALLTYPE AddRef() override { return ++references_; }
+    ULONG STDMETHODCALLTYPE AddRef() override { return ++m_references; }
     ULONG STDMETHODCALLTYPE Release() override
     {
-        journal_.push_back(name_ + " Release");
-        const ULONG left = --references_;
+        m_journal.push_back(m_name + " Release");
+        const ULONG left = --m_references;
         if (left == 0)
             delete this;
         return left;
     }
 
 protected:
-    void Note(const std::string& call) { journal_.push_back(name_ + " " + call); }
+    void Record(const std::string& call) { m_journal.push_back(m_name + " " + call); }
 
 private:
-    std::string name_;
-    ComJournal& journal_;
-    ULONG references_ = 1;
+    std::string m_name;
+    Journal& m_journal;
+    ULONG m_references = 1;
 };
 
 class FakeConnectionPoint : public FakeUnknown<IConnectionPoint> {
@@ -54,7 +52,7 @@ public:
     HRESULT STDMETHODCALLTYPE Advise(IUnknown*, DWORD*) override { return E_NOTIMPL; }
     HRESULT STDMETHODCALLTYPE Unadvise(DWORD cookie) override
     {
-        Note("Unadvise " + std::to_string(cookie));
+        Record("Unadvise " + std::to_string(cookie));
         return S_OK;
     }
     HRESULT STDMETHODCALLTYPE EnumConnections(IEnumConnections**) override { return E_NOTIMPL; }

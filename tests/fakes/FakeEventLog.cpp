@@ -1,44 +1,81 @@
 #include "fakes/FakeEventLog.h"
 
+#include <cstdint>
+
 namespace fakes {
 
-FakeEventLog* FakeEventLog::current_ = nullptr;
+namespace {
+
+// Handles handed out: 0x5150, 0x5154, ... (never null, never reused).
+HANDLE SourceHandle(size_t number) { return reinterpret_cast<HANDLE>(static_cast<uintptr_t>(0x5150 + 4 * number)); }
+
+} // namespace
+
+FakeEventLog* FakeEventLog::s_current = nullptr;
 
 FakeEventLog::FakeEventLog()
 {
-    current_ = this;
-    seam_->RegisterEventSourceW = &FakeEventLog::RegisterEventSourceW;
-    seam_->ReportEventW = &FakeEventLog::ReportEventW;
-    seam_->DeregisterEventSource = &FakeEventLog::DeregisterEventSource;
+    s_current = this;
+    m_seam->RegisterEventSourceW = &FakeEventLog::RegisterEventSourceW;
+    m_seam->ReportEventW = &FakeEventLog::ReportEventW;
+    m_seam->DeregisterEventSource = &FakeEventLog::DeregisterEventSource;
 }
 
-FakeEventLog::~FakeEventLog() { current_ = nullptr; }
+FakeEventLog::~FakeEventLog() { s_current = nullptr; }
 
-HANDLE WINAPI FakeEventLog::RegisterEventSourceW(LPCWSTR, LPCWSTR source)
+void FakeEventLog::Fail(Failure point, DWORD error)
 {
-    if (current_->registrationFails) {
-        SetLastError(ERROR_ACCESS_DENIED);
+    m_failure = point;
+    m_error = error;
+}
+
+HANDLE WINAPI FakeEventLog::RegisterEventSourceW(LPCWSTR server, LPCWSTR source)
+{
+    FakeEventLog& log = *s_current;
+    Registration registration{server != nullptr, source != nullptr ? source : L"", nullptr};
+    if (log.m_failure == Failure::RegisterEventSource) {
+        log.registrations.push_back(registration);
+        SetLastError(log.m_error);
         return nullptr;
     }
-    current_->sources_.push_back(source ? source : L"");
-    ++current_->openSources;
-    return reinterpret_cast<HANDLE>(current_->sources_.size());
+    registration.handle = SourceHandle(log.m_handedOut++);
+    log.registrations.push_back(registration);
+    log.m_open.emplace(registration.handle, registration.name);
+    ++log.openSources;
+    return registration.handle;
 }
 
 BOOL WINAPI FakeEventLog::ReportEventW(HANDLE source, WORD type, WORD category, DWORD id, PSID, WORD count,
                                        DWORD dataSize, LPCWSTR* strings, LPVOID data)
 {
-    Report report{current_->sources_.at(reinterpret_cast<size_t>(source) - 1), type, category, id, {},
-                  dataSize != 0 || data != nullptr};
+    FakeEventLog& log = *s_current;
+    const auto found = log.m_open.find(source);
+    if (found == log.m_open.end()) {
+        ++log.failedReports;
+        SetLastError(ERROR_INVALID_HANDLE);
+        return FALSE;
+    }
+    if (log.m_failure == Failure::ReportEvent) {
+        ++log.failedReports;
+        SetLastError(log.m_error);
+        return FALSE;
+    }
+    Report report{found->second, type, category, id, {}, dataSize != 0 || data != nullptr, source};
     for (WORD i = 0; i < count; ++i)
         report.strings.push_back(strings[i]);
-    current_->reports.push_back(report);
+    log.reports.push_back(report);
     return TRUE;
 }
 
-BOOL WINAPI FakeEventLog::DeregisterEventSource(HANDLE)
+BOOL WINAPI FakeEventLog::DeregisterEventSource(HANDLE source)
 {
-    --current_->openSources;
+    FakeEventLog& log = *s_current;
+    log.deregistered.push_back(source);
+    if (log.m_open.erase(source) == 0) {
+        SetLastError(ERROR_INVALID_HANDLE);
+        return FALSE;
+    }
+    --log.openSources;
     return TRUE;
 }
 

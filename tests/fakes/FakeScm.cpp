@@ -6,50 +6,50 @@
 
 namespace fakes {
 
-FakeScm* FakeScm::current_ = nullptr;
+FakeScm* FakeScm::s_current = nullptr;
 
 FakeScm::FakeScm()
 {
-    current_ = this;
-    seam_->OpenSCManagerW = &FakeScm::OpenSCManagerW;
-    seam_->OpenServiceW = &FakeScm::OpenServiceW;
-    seam_->CreateServiceW = &FakeScm::CreateServiceW;
-    seam_->ChangeServiceConfig2W = &FakeScm::ChangeServiceConfig2W;
-    seam_->ControlService = &FakeScm::ControlService;
-    seam_->QueryServiceStatus = &FakeScm::QueryServiceStatus;
-    seam_->QueryServiceStatusEx = &FakeScm::QueryServiceStatusEx;
-    seam_->QueryServiceConfigW = &FakeScm::QueryServiceConfigW;
-    seam_->DeleteService = &FakeScm::DeleteService;
-    seam_->CloseServiceHandle = &FakeScm::CloseServiceHandle;
+    s_current = this;
+    m_seam->OpenSCManagerW = &FakeScm::OpenSCManagerW;
+    m_seam->OpenServiceW = &FakeScm::OpenServiceW;
+    m_seam->CreateServiceW = &FakeScm::CreateServiceW;
+    m_seam->ChangeServiceConfig2W = &FakeScm::ChangeServiceConfig2W;
+    m_seam->ControlService = &FakeScm::ControlService;
+    m_seam->QueryServiceStatus = &FakeScm::QueryServiceStatus;
+    m_seam->QueryServiceStatusEx = &FakeScm::QueryServiceStatusEx;
+    m_seam->QueryServiceConfigW = &FakeScm::QueryServiceConfigW;
+    m_seam->DeleteService = &FakeScm::DeleteService;
+    m_seam->CloseServiceHandle = &FakeScm::CloseServiceHandle;
 }
 
-FakeScm::~FakeScm() { current_ = nullptr; }
+FakeScm::~FakeScm() { s_current = nullptr; }
 
 FakeScm::Service& FakeScm::AddService(const std::wstring& name, DWORD state)
 {
-    Service& service = services_[name];
+    Service& service = m_services[name];
     service.state = state;
     return service;
 }
 
 FakeScm::Service* FakeScm::Find(const std::wstring& name)
 {
-    auto it = services_.find(name);
-    return it == services_.end() ? nullptr : &it->second;
+    auto it = m_services.find(name);
+    return it == m_services.end() ? nullptr : &it->second;
 }
 
 SC_HANDLE FakeScm::NewHandle(const std::wstring& service)
 {
-    SC_HANDLE handle = reinterpret_cast<SC_HANDLE>(nextHandle_);
-    nextHandle_ += 0x10;
-    handles_[handle] = service;
+    SC_HANDLE handle = reinterpret_cast<SC_HANDLE>(m_nextHandle);
+    m_nextHandle += 0x10;
+    m_handles[handle] = service;
     return handle;
 }
 
 FakeScm::Service* FakeScm::ServiceOf(SC_HANDLE handle)
 {
-    auto it = handles_.find(handle);
-    if (it == handles_.end() || it->second.empty()) {
+    auto it = m_handles.find(handle);
+    if (it == m_handles.end() || it->second.empty()) {
         SetLastError(ERROR_INVALID_HANDLE);
         return nullptr;
     }
@@ -66,19 +66,19 @@ void FakeScm::Call(const wchar_t* format, ...)
 
 SC_HANDLE WINAPI FakeScm::OpenSCManagerW(LPCWSTR machine, LPCWSTR database, DWORD access)
 {
-    current_->Call(L"OpenSCManagerW %s %s 0x%08lX", machine ? machine : L"local", database ? database : L"active",
+    s_current->Call(L"OpenSCManagerW %s %s 0x%08lX", machine ? machine : L"local", database ? database : L"active",
                    access);
-    if (current_->openScmError) {
-        SetLastError(current_->openScmError);
+    if (s_current->openScmError) {
+        SetLastError(s_current->openScmError);
         return nullptr;
     }
-    return current_->NewHandle(L"");
+    return s_current->NewHandle(L"");
 }
 
 SC_HANDLE WINAPI FakeScm::OpenServiceW(SC_HANDLE, LPCWSTR name, DWORD access)
 {
-    current_->Call(L"OpenServiceW %s 0x%08lX", name, access);
-    Service* service = current_->Find(name);
+    s_current->Call(L"OpenServiceW %s 0x%08lX", name, access);
+    Service* service = s_current->Find(name);
     if (!service || service->deleted) {
         SetLastError(ERROR_SERVICE_DOES_NOT_EXIST);
         return nullptr;
@@ -87,7 +87,7 @@ SC_HANDLE WINAPI FakeScm::OpenServiceW(SC_HANDLE, LPCWSTR name, DWORD access)
         SetLastError(service->openError);
         return nullptr;
     }
-    return current_->NewHandle(name);
+    return s_current->NewHandle(name);
 }
 
 SC_HANDLE WINAPI FakeScm::CreateServiceW(SC_HANDLE, LPCWSTR name, LPCWSTR displayName, DWORD access,
@@ -95,7 +95,7 @@ SC_HANDLE WINAPI FakeScm::CreateServiceW(SC_HANDLE, LPCWSTR name, LPCWSTR displa
                                          LPCWSTR loadOrderGroup, LPDWORD tagId, LPCWSTR dependencies,
                                          LPCWSTR account, LPCWSTR password)
 {
-    current_->Call(L"CreateServiceW %s", name);
+    s_current->Call(L"CreateServiceW %s", name);
     Creation creation;
     creation.name = name;
     creation.displayName = displayName ? displayName : L"";
@@ -110,25 +110,25 @@ SC_HANDLE WINAPI FakeScm::CreateServiceW(SC_HANDLE, LPCWSTR name, LPCWSTR displa
     creation.password = password != nullptr;
     creation.loadOrderGroup = loadOrderGroup != nullptr;
     creation.tagId = tagId != nullptr;
-    current_->creations.push_back(creation);
+    s_current->creations.push_back(creation);
 
-    Service* existing = current_->Find(name);
-    const DWORD error = current_->createError ? current_->createError
+    Service* existing = s_current->Find(name);
+    const DWORD error = s_current->createError ? s_current->createError
                         : (existing && !existing->deleted) ? ERROR_SERVICE_EXISTS
                                                            : 0;
     if (error) {
         SetLastError(error);
         return nullptr;
     }
-    Service& service = current_->AddService(name, SERVICE_STOPPED);
+    Service& service = s_current->AddService(name, SERVICE_STOPPED);
     service.binaryPath = creation.binaryPath;
-    return current_->NewHandle(name);
+    return s_current->NewHandle(name);
 }
 
 BOOL WINAPI FakeScm::ChangeServiceConfig2W(SC_HANDLE handle, DWORD level, LPVOID info)
 {
-    current_->Call(L"ChangeServiceConfig2W %lu", level);
-    Service* service = current_->ServiceOf(handle);
+    s_current->Call(L"ChangeServiceConfig2W %lu", level);
+    Service* service = s_current->ServiceOf(handle);
     if (!service)
         return FALSE;
     switch (level) {
@@ -144,7 +144,7 @@ BOOL WINAPI FakeScm::ChangeServiceConfig2W(SC_HANDLE handle, DWORD level, LPVOID
         service->hasFailureActions = true;
         service->resetPeriod = actions->dwResetPeriod;
         service->actions.assign(actions->lpsaActions, actions->lpsaActions + actions->cActions);
-        current_->Call(L"  reboot message %s, command %s", actions->lpRebootMsg ? L"set" : L"none",
+        s_current->Call(L"  reboot message %s, command %s", actions->lpRebootMsg ? L"set" : L"none",
                        actions->lpCommand ? L"set" : L"none");
         return TRUE;
     }
@@ -163,8 +163,8 @@ BOOL WINAPI FakeScm::ChangeServiceConfig2W(SC_HANDLE handle, DWORD level, LPVOID
 
 BOOL WINAPI FakeScm::ControlService(SC_HANDLE handle, DWORD control, LPSERVICE_STATUS status)
 {
-    current_->Call(L"ControlService %lu", control);
-    Service* service = current_->ServiceOf(handle);
+    s_current->Call(L"ControlService %lu", control);
+    Service* service = s_current->ServiceOf(handle);
     if (!service)
         return FALSE;
     if (service->controlError) {
@@ -182,8 +182,8 @@ BOOL WINAPI FakeScm::ControlService(SC_HANDLE handle, DWORD control, LPSERVICE_S
 
 BOOL WINAPI FakeScm::QueryServiceStatus(SC_HANDLE handle, LPSERVICE_STATUS status)
 {
-    current_->Call(L"QueryServiceStatus");
-    Service* service = current_->ServiceOf(handle);
+    s_current->Call(L"QueryServiceStatus");
+    Service* service = s_current->ServiceOf(handle);
     if (!service)
         return FALSE;
     if (service->queryError) {
@@ -200,8 +200,8 @@ BOOL WINAPI FakeScm::QueryServiceStatus(SC_HANDLE handle, LPSERVICE_STATUS statu
 BOOL WINAPI FakeScm::QueryServiceStatusEx(SC_HANDLE handle, SC_STATUS_TYPE level, LPBYTE buffer, DWORD size,
                                           LPDWORD needed)
 {
-    current_->Call(L"QueryServiceStatusEx %d", static_cast<int>(level));
-    Service* service = current_->ServiceOf(handle);
+    s_current->Call(L"QueryServiceStatusEx %d", static_cast<int>(level));
+    Service* service = s_current->ServiceOf(handle);
     if (!service)
         return FALSE;
     if (service->queryError) {
@@ -224,8 +224,8 @@ BOOL WINAPI FakeScm::QueryServiceStatusEx(SC_HANDLE handle, SC_STATUS_TYPE level
 BOOL WINAPI FakeScm::QueryServiceConfigW(SC_HANDLE handle, LPQUERY_SERVICE_CONFIGW config, DWORD size,
                                          LPDWORD needed)
 {
-    current_->Call(L"QueryServiceConfigW %lu", size);
-    Service* service = current_->ServiceOf(handle);
+    s_current->Call(L"QueryServiceConfigW %lu", size);
+    Service* service = s_current->ServiceOf(handle);
     if (!service)
         return FALSE;
     if (service->configError) {
@@ -247,8 +247,8 @@ BOOL WINAPI FakeScm::QueryServiceConfigW(SC_HANDLE handle, LPQUERY_SERVICE_CONFI
 
 BOOL WINAPI FakeScm::DeleteService(SC_HANDLE handle)
 {
-    current_->Call(L"DeleteService");
-    Service* service = current_->ServiceOf(handle);
+    s_current->Call(L"DeleteService");
+    Service* service = s_current->ServiceOf(handle);
     if (!service)
         return FALSE;
     if (service->deleteError) {
@@ -261,14 +261,14 @@ BOOL WINAPI FakeScm::DeleteService(SC_HANDLE handle)
 
 BOOL WINAPI FakeScm::CloseServiceHandle(SC_HANDLE handle)
 {
-    auto it = current_->handles_.find(handle);
-    if (it == current_->handles_.end()) {
-        current_->Call(L"CloseServiceHandle unknown");
+    auto it = s_current->m_handles.find(handle);
+    if (it == s_current->m_handles.end()) {
+        s_current->Call(L"CloseServiceHandle unknown");
         SetLastError(ERROR_INVALID_HANDLE);
         return FALSE;
     }
-    current_->Call(L"CloseServiceHandle %s", it->second.empty() ? L"scm" : it->second.c_str());
-    current_->handles_.erase(it);
+    s_current->Call(L"CloseServiceHandle %s", it->second.empty() ? L"scm" : it->second.c_str());
+    s_current->m_handles.erase(it);
     return TRUE;
 }
 

@@ -58,10 +58,10 @@ public:
     // Every call, e.g. L"OpenSCManagerW 0x000F003F", L"CloseServiceHandle scm".
     std::vector<std::wstring> calls;
     std::vector<Creation> creations;
-    int OpenHandles() const { return static_cast<int>(handles_.size()); }
+    int OpenHandles() const { return static_cast<int>(m_handles.size()); }
 
 private:
-    static FakeScm* current_;
+    static FakeScm* s_current;
     static SC_HANDLE WINAPI OpenSCManagerW(LPCWSTR machine, LPCWSTR database, DWORD access);
     static SC_HANDLE WINAPI OpenServiceW(SC_HANDLE scm, LPCWSTR name, DWORD access);
     static SC_HANDLE WINAPI CreateServiceW(SC_HANDLE scm, LPCWSTR name, LPCWSTR displayName, DWORD access,
@@ -84,10 +84,10 @@ private:
     Service* ServiceOf(SC_HANDLE handle);
     void Call(const wchar_t* format, ...);
 
-    os::ScopedApiOverride seam_;
-    std::map<std::wstring, Service> services_;
-    std::map<SC_HANDLE, std::wstring> handles_;  // empty name: the SCM
-    uintptr_t nextHandle_ = 0x5C00;
+    os::ScopedApiOverride m_seam;
+    std::map<std::wstring, Service> m_services;
+    std::map<SC_HANDLE, std::wstring> m_handles;  // empty name: the SCM
+    uintptr_t m_nextHandle = 0x5C00;
 };
 
 } // namespace fakes

@@ -2,33 +2,33 @@
 
 namespace fakes {
 
-FakeServiceDispatcher* FakeServiceDispatcher::current_ = nullptr;
+FakeServiceDispatcher* FakeServiceDispatcher::s_current = nullptr;
 const SERVICE_STATUS_HANDLE FakeServiceDispatcher::kStatusHandle = reinterpret_cast<SERVICE_STATUS_HANDLE>(0x57A7);
 
 FakeServiceDispatcher::FakeServiceDispatcher()
 {
-    current_ = this;
-    seam_->StartServiceCtrlDispatcherW = &FakeServiceDispatcher::StartServiceCtrlDispatcherW;
-    seam_->RegisterServiceCtrlHandlerExW = &FakeServiceDispatcher::RegisterServiceCtrlHandlerExW;
-    seam_->SetServiceStatus = &FakeServiceDispatcher::SetServiceStatus;
+    s_current = this;
+    m_seam->StartServiceCtrlDispatcherW = &FakeServiceDispatcher::StartServiceCtrlDispatcherW;
+    m_seam->RegisterServiceCtrlHandlerExW = &FakeServiceDispatcher::RegisterServiceCtrlHandlerExW;
+    m_seam->SetServiceStatus = &FakeServiceDispatcher::SetServiceStatus;
 }
 
-FakeServiceDispatcher::~FakeServiceDispatcher() { current_ = nullptr; }
+FakeServiceDispatcher::~FakeServiceDispatcher() { s_current = nullptr; }
 
 BOOL WINAPI FakeServiceDispatcher::StartServiceCtrlDispatcherW(const SERVICE_TABLE_ENTRYW* table)
 {
     for (const SERVICE_TABLE_ENTRYW* entry = table;; ++entry) {
         if (entry->lpServiceName == nullptr && entry->lpServiceProc == nullptr) {
-            current_->tableNames.push_back(L"<null>");
+            s_current->tableNames.push_back(L"<null>");
             break;
         }
-        current_->tableNames.push_back(entry->lpServiceName);
+        s_current->tableNames.push_back(entry->lpServiceName);
     }
-    if (current_->dispatcherError) {
-        SetLastError(current_->dispatcherError);
+    if (s_current->dispatcherError) {
+        SetLastError(s_current->dispatcherError);
         return FALSE;
     }
-    if (current_->runServiceMain) {
+    if (s_current->runServiceMain) {
         wchar_t* argv[] = {table[0].lpServiceName};
         table[0].lpServiceProc(1, argv);
     }
@@ -39,11 +39,11 @@ SERVICE_STATUS_HANDLE WINAPI FakeServiceDispatcher::RegisterServiceCtrlHandlerEx
                                                                                    LPHANDLER_FUNCTION_EX handler,
                                                                                    LPVOID context)
 {
-    current_->registeredName = name;
-    current_->handler = handler;
-    current_->handlerContext = context;
-    if (current_->registrationError) {
-        SetLastError(current_->registrationError);
+    s_current->registeredName = name;
+    s_current->handler = handler;
+    s_current->handlerContext = context;
+    if (s_current->registrationError) {
+        SetLastError(s_current->registrationError);
         return nullptr;
     }
     return kStatusHandle;
@@ -51,8 +51,8 @@ SERVICE_STATUS_HANDLE WINAPI FakeServiceDispatcher::RegisterServiceCtrlHandlerEx
 
 BOOL WINAPI FakeServiceDispatcher::SetServiceStatus(SERVICE_STATUS_HANDLE handle, LPSERVICE_STATUS status)
 {
-    current_->reportHandles.push_back(handle);
-    current_->reports.push_back(*status);
+    s_current->reportHandles.push_back(handle);
+    s_current->reports.push_back(*status);
     return TRUE;
 }
 

@@ -37,8 +37,8 @@ private:
                                                                        LPVOID context);
     static BOOL WINAPI SetServiceStatus(SERVICE_STATUS_HANDLE handle, LPSERVICE_STATUS status);
 
-    static FakeServiceDispatcher* current_;
-    os::ScopedApiOverride seam_;
+    static FakeServiceDispatcher* s_current;
+    os::ScopedApiOverride m_seam;
 };
 
 } // namespace fakes

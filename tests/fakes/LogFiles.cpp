@@ -1,5 +1,7 @@
 #include "fakes/LogFiles.h"
 
+#include "platform/UniqueHandle.h"
+
 #include <shlobj.h>
 
 #include <algorithm>
@@ -58,9 +60,9 @@ std::vector<std::wstring> ReadLines(const std::wstring& path)
 
 void SetWriteTime(const std::wstring& path, int minutesAgo)
 {
-    HANDLE file = CreateFileW(path.c_str(), FILE_WRITE_ATTRIBUTES, FILE_SHARE_READ | FILE_SHARE_WRITE, nullptr,
-                              OPEN_EXISTING, 0, nullptr);
-    if (file == INVALID_HANDLE_VALUE)
+    const os::UniqueFileHandle file(CreateFileW(path.c_str(), FILE_WRITE_ATTRIBUTES, FILE_SHARE_READ | FILE_SHARE_WRITE,
+                                                nullptr, OPEN_EXISTING, 0, nullptr));
+    if (!file)
         throw std::runtime_error("cannot open the file");
     FILETIME now;
     GetSystemTimeAsFileTime(&now);
@@ -71,23 +73,21 @@ void SetWriteTime(const std::wstring& path, int minutesAgo)
     FILETIME written;
     written.dwLowDateTime = time.LowPart;
     written.dwHighDateTime = time.HighPart;
-    SetFileTime(file, nullptr, nullptr, &written);
-    CloseHandle(file);
+    SetFileTime(file.get(), nullptr, nullptr, &written);
 }
 
 std::vector<std::wstring> LogFileNames(const std::wstring& prefix)
 {
     std::vector<std::wstring> names;
     WIN32_FIND_DATAW found;
-    HANDLE search = FindFirstFileW((LogFolder() + L"\\*").c_str(), &found);
-    if (search == INVALID_HANDLE_VALUE)
+    const os::UniqueFindHandle search(FindFirstFileW((LogFolder() + L"\\*").c_str(), &found));
+    if (!search)
         return names;
     do {
         const std::wstring name = found.cFileName;
         if (name.compare(0, prefix.size(), prefix) == 0 && !(found.dwFileAttributes & FILE_ATTRIBUTE_DIRECTORY))
             names.push_back(name);
-    } while (FindNextFileW(search, &found));
-    FindClose(search);
+    } while (FindNextFileW(search.get(), &found));
     std::sort(names.begin(), names.end());
     return names;
 }

@@ -1,6 +1,7 @@
 #include "fakes/LoggingPolicy.h"
 
 #include "logging/PolicyKeys.h"
+#include "platform/UniqueHandle.h"
 
 #include <stdexcept>
 
@@ -12,41 +13,36 @@ constexpr wchar_t kRoot[] = L"Software\\Policies\\QX";
 
 bool KeyExists(const wchar_t* path)
 {
-    HKEY key = nullptr;
-    if (RegOpenKeyExW(HKEY_LOCAL_MACHINE, path, 0, KEY_READ, &key) != ERROR_SUCCESS)
-        return false;
-    RegCloseKey(key);
-    return true;
+    os::UniqueRegKey key;
+    return RegOpenKeyExW(HKEY_LOCAL_MACHINE, path, 0, KEY_READ, key.put()) == ERROR_SUCCESS;
 }
 
 } // namespace
 
 LoggingPolicy::LoggingPolicy(std::wstring module)
-    : module_(module.empty() ? QX::Shared::ExecutableBaseName() : std::move(module)), createdRoot_(!KeyExists(kRoot))
+    : m_module(module.empty() ? QX::Shared::ExecutableBaseName() : std::move(module)), m_createdRoot(!KeyExists(kRoot))
 {
 }
 
 LoggingPolicy::~LoggingPolicy()
 {
-    RegDeleteTreeW(HKEY_LOCAL_MACHINE, createdRoot_ ? kRoot : ProductKeyPath().c_str());
-    if (createdRoot_)
+    RegDeleteTreeW(HKEY_LOCAL_MACHINE, m_createdRoot ? kRoot : ProductKeyPath().c_str());
+    if (m_createdRoot)
         RegDeleteKeyW(HKEY_LOCAL_MACHINE, kRoot);
 }
 
 std::wstring LoggingPolicy::KeyPath(Key key) const
 {
-    return key == Key::Product ? ProductKeyPath() : ProductKeyPath() + L"\\" + module_;
+    return key == Key::Product ? ProductKeyPath() : ProductKeyPath() + L"\\" + m_module;
 }
 
 void LoggingPolicy::SetBytes(Key key, const wchar_t* name, const void* data, DWORD size, DWORD type)
 {
-    HKEY handle = nullptr;
-    if (RegCreateKeyExW(HKEY_LOCAL_MACHINE, KeyPath(key).c_str(), 0, nullptr, 0, KEY_WRITE, nullptr, &handle, nullptr) !=
-        ERROR_SUCCESS)
+    os::UniqueRegKey handle;
+    if (RegCreateKeyExW(HKEY_LOCAL_MACHINE, KeyPath(key).c_str(), 0, nullptr, 0, KEY_WRITE, nullptr, handle.put(),
+                        nullptr) != ERROR_SUCCESS)
         throw std::runtime_error("cannot create the policy key");
-    const LSTATUS status = RegSetValueExW(handle, name, 0, type, static_cast<const BYTE*>(data), size);
-    RegCloseKey(handle);
-    if (status != ERROR_SUCCESS)
+    if (RegSetValueExW(handle.get(), name, 0, type, static_cast<const BYTE*>(data), size) != ERROR_SUCCESS)
         throw std::runtime_error("cannot set the policy value");
 }
 

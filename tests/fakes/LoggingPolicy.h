@@ -29,8 +29,8 @@ public:
 private:
     std::wstring KeyPath(Key key) const;
 
-    std::wstring module_;
-    bool createdRoot_;
+    std::wstring m_module;
+    bool m_createdRoot;
 };
 
 } // namespace fakes

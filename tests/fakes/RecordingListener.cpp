@@ -1,46 +1,54 @@
 #include "fakes/RecordingListener.h"
 
+#include "logging/LogLevels.h"
+
 namespace fakes {
 
 RecordingListener::RecordingListener(int32_t minLevel, int32_t maxLevel, int32_t type)
-    : CqxLogListener(minLevel, nullptr, nullptr, /*fixedLevels=*/true), type_(type)
+    : CqxLogListener(minLevel, nullptr, nullptr, /*fixedLevels=*/true), m_type(type)
 {
     SetMaxLevel(maxLevel);
 }
 
 void RecordingListener::Write(const LogData& record)
 {
-    std::lock_guard<std::mutex> lock(lock_);
-    records_.push_back(record);
+    std::lock_guard<std::mutex> lock(m_lock);
+    m_records.push_back(record);
 }
 
 std::vector<RecordingListener::LogData> RecordingListener::Records() const
 {
-    std::lock_guard<std::mutex> lock(lock_);
-    return records_;
+    std::lock_guard<std::mutex> lock(m_lock);
+    return m_records;
 }
 
-std::vector<std::wstring> RecordingListener::Tails() const
+std::wstring LineOf(const QX::Shared::CqxLogListener::LogData& record)
 {
-    std::vector<std::wstring> tails;
+    return std::wstring(QX::Shared::LevelName(record.Level())) + L"|"
+        + std::wstring(record.Function().begin(), record.Function().end()) + L"|" + record.Message();
+}
+
+std::vector<std::wstring> RecordingListener::Lines() const
+{
+    std::vector<std::wstring> lines;
     for (const LogData& record : Records())
-        tails.push_back(std::wstring(record.Function().begin(), record.Function().end()) + L"|" + record.Message());
-    return tails;
+        lines.push_back(LineOf(record));
+    return lines;
 }
 
-std::vector<std::wstring> RecordingListener::MessagesOf(const std::string& function) const
+std::vector<std::wstring> RecordingListener::LinesOf(const std::string& function) const
 {
-    std::vector<std::wstring> messages;
+    std::vector<std::wstring> lines;
     for (const LogData& record : Records())
         if (record.Function() == function)
-            messages.push_back(record.Message());
-    return messages;
+            lines.push_back(LineOf(record));
+    return lines;
 }
 
 void RecordingListener::Clear()
 {
-    std::lock_guard<std::mutex> lock(lock_);
-    records_.clear();
+    std::lock_guard<std::mutex> lock(m_lock);
+    m_records.clear();
 }
 
 std::unique_ptr<QX::Shared::CqxLogger> LoggerWithRecorder(RecordingListener*& listener, int32_t minLevel,
@@ -53,4 +61,9 @@ std::unique_ptr<QX::Shared::CqxLogger> LoggerWithRecorder(RecordingListener*& li
     return QX::Shared::CqxLogger::Assemble(std::move(listeners));
 }
 
-} // namespace fakes
+RecordingLog::RecordingLog(int32_t minLevel, int32_t maxLevel, int32_t type)
+    : m_logger(LoggerWithRecorder(m_recorder, minLevel, maxLevel, type))
+{
+}
+
+}  // namespace fakes

@@ -2,43 +2,43 @@
 
 namespace fakes {
 
-VirtualClock* VirtualClock::current_ = nullptr;
+VirtualClock* VirtualClock::s_current = nullptr;
 
 VirtualClock::VirtualClock()
 {
     // A fixed, non-zero start, as on a machine that has been up a while.
-    ticks_ = 36000ull * 10000000ull;
-    current_ = this;
-    seam_->Sleep = &VirtualClock::Sleep;
-    seam_->QueryUnbiasedInterruptTime = &VirtualClock::QueryUnbiasedInterruptTime;
-    seam_->WaitForSingleObject = &VirtualClock::WaitForSingleObject;
+    m_ticks = 36000ull * 10000000ull;
+    s_current = this;
+    m_seam->Sleep = &VirtualClock::Sleep;
+    m_seam->QueryUnbiasedInterruptTime = &VirtualClock::QueryUnbiasedInterruptTime;
+    m_seam->WaitForSingleObject = &VirtualClock::WaitForSingleObject;
 }
 
-VirtualClock::~VirtualClock() { current_ = nullptr; }
+VirtualClock::~VirtualClock() { s_current = nullptr; }
 
 void VirtualClock::AdvanceTicks(uint64_t ticks)
 {
-    std::lock_guard<std::mutex> lock(lock_);
-    ticks_ += ticks;
+    std::lock_guard<std::mutex> lock(m_lock);
+    m_ticks += ticks;
 }
 
 uint64_t VirtualClock::NowTicks() const
 {
-    std::lock_guard<std::mutex> lock(lock_);
-    return ticks_;
+    std::lock_guard<std::mutex> lock(m_lock);
+    return m_ticks;
 }
 
 std::vector<DWORD> VirtualClock::Pauses() const
 {
-    std::lock_guard<std::mutex> lock(lock_);
-    return pauses_;
+    std::lock_guard<std::mutex> lock(m_lock);
+    return m_pauses;
 }
 
 void WINAPI VirtualClock::Sleep(DWORD milliseconds)
 {
-    std::lock_guard<std::mutex> lock(current_->lock_);
-    current_->pauses_.push_back(milliseconds);
-    current_->ticks_ += static_cast<uint64_t>(milliseconds) * 10000;
+    std::lock_guard<std::mutex> lock(s_current->m_lock);
+    s_current->m_pauses.push_back(milliseconds);
+    s_current->m_ticks += static_cast<uint64_t>(milliseconds) * 10000;
 }
 
 DWORD WINAPI VirtualClock::WaitForSingleObject(HANDLE handle, DWORD milliseconds)
@@ -54,7 +54,7 @@ DWORD WINAPI VirtualClock::WaitForSingleObject(HANDLE handle, DWORD milliseconds
 
 BOOL WINAPI VirtualClock::QueryUnbiasedInterruptTime(PULONGLONG time)
 {
-    *time = current_->NowTicks();
+    *time = s_current->NowTicks();
     return TRUE;
 }
 

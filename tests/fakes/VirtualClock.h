@@ -36,11 +36,11 @@ private:
     static DWORD WINAPI WaitForSingleObject(HANDLE handle, DWORD milliseconds);
     static BOOL WINAPI QueryUnbiasedInterruptTime(PULONGLONG time);
 
-    static VirtualClock* current_;
-    os::ScopedApiOverride seam_;
-    mutable std::mutex lock_;
-    uint64_t ticks_ = 0;
-    std::vector<DWORD> pauses_;
+    static VirtualClock* s_current;
+    os::ScopedApiOverride m_seam;
+    mutable std::mutex m_lock;
+    uint64_t m_ticks = 0;
+    std::vector<DWORD> m_pauses;
 };
 
 } // namespace fakes

@@ -1,10 +1,17 @@
 // The log call: filtering, message formatting, record contents, last error.
+#include "fakes/LogFiles.h"
 #include "fakes/RecordingListener.h"
 #include "logging/Logger.h"
+#include "platform/Format.h"
+#include "platform/UniqueHandle.h"
 
 #include <gtest/gtest.h>
 
+#include <windows.h>
+
+#include <cstdint>
 #include <stdexcept>
+#include <string>
 
 namespace {
 
@@ -154,20 +161,147 @@ TEST(LogCall, AFailingListenerNeitherThrowsNorChangesLastError)
     EXPECT_EQ(GetLastError(), 42u);
 }
 
+// The time zone of the local-time test: 5 h 30 min east of UTC, without
+// daylight saving. Wine takes a process's local time from the TZ of its Unix
+// process, and ignores SetTimeZoneInformation and the time zone in its
+// registry; so the test runs again in a Wine process that env(1) starts with
+// TZ set, and reads that run's result.
+constexpr wchar_t kTestZone[] = L"IST-5:30";
+constexpr LONG kTestZoneBiasMinutes = -330;  // UTC = local time + bias
+// Names the zone run's event ("_started") and mutex ("_ended").
+constexpr wchar_t kZoneRunVariable[] = L"LOGGING_TESTS_ZONE_RUN";
+constexpr DWORD kZoneRunBoundMilliseconds = 60000;
+constexpr char kOneTestPassed[] = "[  PASSED  ] 1 test.";
+
+std::wstring EnvironmentValue(const wchar_t* name)
+{
+    wchar_t value[MAX_PATH] = {};
+    const DWORD length = GetEnvironmentVariableW(name, value, MAX_PATH);
+    return length < MAX_PATH ? std::wstring(value, length) : std::wstring();
+}
+
+std::string Narrow(const std::wstring& text)
+{
+    std::string narrow;
+    for (wchar_t c : text)
+        narrow += (c >= 0x20 && c < 0x7F) ? static_cast<char>(c) : '?';
+    return narrow;
+}
+
+bool InTestZone() { return EnvironmentValue(L"TZ") == kTestZone; }
+
+// In the zone run: tells the first run that this one has started, and holds
+// its mutex until this process ends (the mutex is then abandoned), so that
+// the first run knows when the output is complete. Neither handle is closed.
+void ReportZoneRunStarted()
+{
+    const std::wstring name = EnvironmentValue(kZoneRunVariable);
+    if (name.empty())
+        return;  // run in the zone by whoever started this executable
+    const HANDLE ended = OpenMutexW(SYNCHRONIZE, FALSE, (name + L"_ended").c_str());
+    const HANDLE started = OpenEventW(EVENT_MODIFY_STATE, FALSE, (name + L"_started").c_str());
+    if (ended != nullptr && started != nullptr && WaitForSingleObject(ended, 0) == WAIT_OBJECT_0)
+        SetEvent(started);
+}
+
+// Runs `test` of this executable in a Wine process of the test zone, with its
+// output in a temporary file; passes when that run passed the one test.
+::testing::AssertionResult PassesInTestZone(const char* test)
+{
+    const std::wstring loader = EnvironmentValue(L"WINELOADER");
+    if (loader.empty())
+        return ::testing::AssertionFailure() << "WINELOADER is not set: the test zone needs Wine";
+    wchar_t self[MAX_PATH] = {};
+    GetModuleFileNameW(nullptr, self, MAX_PATH);
+    wchar_t temporary[MAX_PATH] = {};
+    GetTempPathW(MAX_PATH, temporary);
+    const std::wstring name = os::FormatString(L"logging_tests_zone_%lu", GetCurrentProcessId());
+    const std::wstring outputPath = temporary + name + L".txt";
+
+    struct RemovedAtEnd {
+        ~RemovedAtEnd() { DeleteFileW(path.c_str()); }
+        std::wstring path;
+    } removed{outputPath};
+    const os::UniqueHandle started(CreateEventW(nullptr, TRUE, FALSE, (name + L"_started").c_str()));
+    const os::UniqueHandle ended(CreateMutexW(nullptr, FALSE, (name + L"_ended").c_str()));
+    SECURITY_ATTRIBUTES inheritable{sizeof(inheritable), nullptr, TRUE};
+    os::UniqueFileHandle output(CreateFileW(outputPath.c_str(), GENERIC_WRITE, FILE_SHARE_READ | FILE_SHARE_WRITE,
+                                            &inheritable, CREATE_ALWAYS, 0, nullptr));
+    if (!started || !ended || !output)
+        return ::testing::AssertionFailure() << "cannot prepare the zone run: error " << GetLastError();
+
+    std::wstring command = os::FormatString(L"Z:\\usr\\bin\\env TZ=%s %s=%s \"%s\" \"%s\" --gtest_filter=%S", kTestZone,
+                                            kZoneRunVariable, name.c_str(), loader.c_str(), self, test);
+    STARTUPINFOW startup{};
+    startup.cb = sizeof(startup);
+    startup.dwFlags = STARTF_USESTDHANDLES;
+    startup.hStdInput = GetStdHandle(STD_INPUT_HANDLE);
+    startup.hStdOutput = output.get();
+    startup.hStdError = output.get();
+    PROCESS_INFORMATION process{};
+    if (!CreateProcessW(nullptr, &command[0], nullptr, nullptr, TRUE, 0, nullptr, nullptr, &startup, &process))
+        return ::testing::AssertionFailure() << "cannot start " << Narrow(command) << ": error " << GetLastError();
+    // Wine gives no handle of a Unix process: the run reports its start and
+    // its end itself.
+    const os::UniqueHandle processHandle(process.hProcess);
+    const os::UniqueHandle threadHandle(process.hThread);
+    output.reset();
+
+    if (WaitForSingleObject(started.get(), kZoneRunBoundMilliseconds) != WAIT_OBJECT_0)
+        return ::testing::AssertionFailure() << "the zone run did not start in time: " << Narrow(command) << "\n"
+                                             << fakes::ReadBytes(outputPath);
+    const DWORD end = WaitForSingleObject(ended.get(), kZoneRunBoundMilliseconds);
+    if (end == WAIT_OBJECT_0 || end == WAIT_ABANDONED)
+        ReleaseMutex(ended.get());
+    const std::string text = fakes::ReadBytes(outputPath);
+    if (end != WAIT_ABANDONED)
+        return ::testing::AssertionFailure() << "the zone run did not end in time:\n" << text;
+    if (text.find(kOneTestPassed) == std::string::npos)
+        return ::testing::AssertionFailure() << "the run in the zone " << Narrow(kTestZone) << " failed:\n" << text;
+    return ::testing::AssertionSuccess();
+}
+
+// 100-ns units since 1601 of a time read as UTC.
+int64_t Ticks(const SYSTEMTIME& time)
+{
+    FILETIME file{};
+    SystemTimeToFileTime(&time, &file);
+    return static_cast<int64_t>((static_cast<uint64_t>(file.dwHighDateTime) << 32) | file.dwLowDateTime);
+}
+
+int64_t UtcTicksNow()
+{
+    SYSTEMTIME now;
+    GetSystemTime(&now);
+    return Ticks(now);
+}
+
 TEST(LogCall, RecordCarriesFunctionLevelThreadAndLocalTime)
 {
+    if (!InTestZone()) {
+        EXPECT_TRUE(PassesInTestZone("LogCall.RecordCarriesFunctionLevelThreadAndLocalTime"));
+        return;
+    }
+    ReportZoneRunStarted();
+    TIME_ZONE_INFORMATION zone{};
+    GetTimeZoneInformation(&zone);
+    ASSERT_EQ(zone.Bias, kTestZoneBiasMinutes) << "the zone " << Narrow(kTestZone) << " is not in force";
+
     RecordingListener* recorder = nullptr;
     auto logger = LoggerWithRecorder(recorder);
-    SYSTEMTIME before;
-    GetLocalTime(&before);
+    const int64_t before = UtcTicksNow();
     Log(logger.get(), 4, "ServiceUtils::SwitchWlanStatus", L"SwitchWlanStatus not Succeeded. Retrying to %d", 3);
+    const int64_t after = UtcTicksNow();
     const auto record = recorder->Records().at(0);
     EXPECT_EQ(record.Function(), "ServiceUtils::SwitchWlanStatus");
     EXPECT_EQ(record.Message(), L"SwitchWlanStatus not Succeeded. Retrying to 3");
     EXPECT_EQ(record.Level(), 4);
     EXPECT_EQ(record.ThreadId(), GetCurrentThreadId());
-    EXPECT_EQ(record.Time().wYear, before.wYear);
-    EXPECT_EQ(record.Time().wDay, before.wDay);
+    // The record's time is local time: 5 h 30 min ahead of UTC, read between
+    // the two UTC readings (to the millisecond it keeps).
+    const int64_t recordAsUtc = Ticks(record.Time()) + int64_t{kTestZoneBiasMinutes} * 60 * 10000000;
+    EXPECT_GE(recordAsUtc, before - before % 10000);
+    EXPECT_LE(recordAsUtc, after);
 }
 
 TEST(LogCall, WideAndNarrowStringArguments)

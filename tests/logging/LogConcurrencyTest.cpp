@@ -1,4 +1,5 @@
 // Many threads logging at once into one logger.
+#include "Waits.h"
 #include "fakes/RecordingListener.h"
 #include "logging/Logger.h"
 #include "platform/Format.h"
@@ -20,18 +21,22 @@ TEST(LogConcurrency, EightThreadsTenThousandRecordsEachArriveOnceAndWhole)
     fakes::RecordingListener* recorder = nullptr;
     auto logger = fakes::LoggerWithRecorder(recorder);
 
-    std::atomic<bool> go{false};
+    logging_tests::StartGate gate;
+    std::atomic<int> lateStarts{0};
     std::vector<std::thread> threads;
     for (int t = 0; t < kThreads; ++t)
         threads.emplace_back([&, t] {
-            while (!go.load())
-                std::this_thread::yield();
+            if (!gate.Pass()) {
+                ++lateStarts;
+                return;
+            }
             for (int i = 0; i < kRecords; ++i)
                 QX::Shared::Log(logger.get(), 3, "Worker::Run", L"thread %d record %05d %s", t, i, L"payload");
         });
-    go = true;
+    gate.Open();
     for (auto& thread : threads)
         thread.join();
+    ASSERT_EQ(lateStarts.load(), 0) << "threads not started within the bound";
 
     const auto records = recorder->Records();
     ASSERT_EQ(records.size(), static_cast<size_t>(kThreads * kRecords));

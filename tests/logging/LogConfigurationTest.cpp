@@ -9,6 +9,7 @@
 
 #include <gtest/gtest.h>
 
+#include <utility>
 #include <vector>
 
 namespace {
@@ -28,6 +29,17 @@ std::vector<int32_t> Types(const CqxLogger& logger)
     for (int32_t slot = 0; slot < logger.ListenerCount(); ++slot)
         types.push_back(logger.Listener(static_cast<size_t>(slot))->GetType());
     return types;
+}
+
+// {minimum, maximum} of every listener, in slot order.
+std::vector<std::pair<int32_t, int32_t>> Ranges(const CqxLogger& logger)
+{
+    std::vector<std::pair<int32_t, int32_t>> ranges;
+    for (int32_t slot = 0; slot < logger.ListenerCount(); ++slot) {
+        const CqxLogListener& listener = *logger.Listener(static_cast<size_t>(slot));
+        ranges.emplace_back(listener.MinLevel(), listener.MaxLevel());
+    }
+    return ranges;
 }
 
 // Every test here may create the process's own log file: remove it after.
@@ -256,10 +268,11 @@ TEST_F(LogConfigurationTest, EveryListenerReadsTheSameRange)
     policy.SetText(Key::Product, L"MinLogLevel", L"Information");
     policy.SetText(Key::Product, L"MaxLogLevel", L"Warning");
     auto logger = CreateLogger(0, CqxLogListener::TypeFileQueued);
-    for (int32_t slot = 0; slot < logger->ListenerCount(); ++slot) {
-        EXPECT_EQ(logger->Listener(static_cast<size_t>(slot))->MinLevel(), 3);
-        EXPECT_EQ(logger->Listener(static_cast<size_t>(slot))->MaxLevel(), 4);
-    }
+    ASSERT_NE(logger, nullptr);
+    EXPECT_EQ(Types(*logger), (std::vector<int32_t>{CqxLogListener::TypeFileDirect, CqxLogListener::TypeDebug,
+                                                    CqxLogListener::TypeConsole}));
+    EXPECT_EQ(Ranges(*logger), (std::vector<std::pair<int32_t, int32_t>>{{3, 4}, {3, 4}, {3, 4}}));
+    EXPECT_EQ(logger->MinLevel(), 3);
     EXPECT_EQ(logger->MaxLevel(), 5);  // never below Error
 }
 
@@ -345,6 +358,15 @@ TEST(PolicyKeys, NoModuleKeyWithoutProductKey)
     EXPECT_FALSE(keys.module);
 }
 
+// What RegQueryInfoKeyW says of a key handle: ERROR_SUCCESS while it is
+// open, ERROR_INVALID_HANDLE once it is closed.
+LSTATUS QueryKey(HKEY key)
+{
+    DWORD subkeys = 0;
+    return RegQueryInfoKeyW(key, nullptr, nullptr, nullptr, &subkeys, nullptr, nullptr, nullptr, nullptr, nullptr,
+                            nullptr, nullptr);
+}
+
 TEST(PolicyKeys, ReopeningClosesTheOldKeys)
 {
     LoggingPolicy policy;
@@ -352,9 +374,25 @@ TEST(PolicyKeys, ReopeningClosesTheOldKeys)
     QX::Shared::PolicyKeys keys;
     QX::Shared::OpenPolicyKeys(nullptr, keys);
     ASSERT_TRUE(keys.product);
+    ASSERT_TRUE(keys.module);
+    const HKEY oldProduct = keys.product.get();
+    const HKEY oldModule = keys.module.get();
+    ASSERT_EQ(QueryKey(oldProduct), ERROR_SUCCESS);
+    ASSERT_EQ(QueryKey(oldModule), ERROR_SUCCESS);
+
+    // Nothing opens for this product, so no new key can take an old handle's value.
     QX::Shared::OpenPolicyKeys(L"NoSuchProduct", keys);
     EXPECT_FALSE(keys.product);
     EXPECT_FALSE(keys.module);
+    const LSTATUS product = QueryKey(oldProduct);
+    const LSTATUS module = QueryKey(oldModule);
+    // Keys the code left open are closed here, so that the test leaks nothing.
+    if (product == ERROR_SUCCESS)
+        RegCloseKey(oldProduct);
+    if (module == ERROR_SUCCESS)
+        RegCloseKey(oldModule);
+    EXPECT_EQ(product, ERROR_INVALID_HANDLE) << "the old product key was not closed";
+    EXPECT_EQ(module, ERROR_INVALID_HANDLE) << "the old module key was not closed";
 }
 
 TEST(PolicyKeys, FixedLevelsAreNotReadFromThePolicy)

@@ -92,20 +92,20 @@ struct Found {
 
 class LogFileTwoProcessTest : public ::testing::Test {
 protected:
-    LogFileTwoProcessTest() : policy_(kWriterModule) {}
+    LogFileTwoProcessTest() : m_policy(kWriterModule) {}
     ~LogFileTwoProcessTest() override
     {
-        if (!stem_.empty())
-            fakes::DeleteLogFiles(stem_);
+        if (!m_stem.empty())
+            fakes::DeleteLogFiles(m_stem);
         fakes::DeleteLogFiles(L"_log_");
     }
 
     void Run(const wchar_t* mode)
     {
-        stem_ = std::wstring(L"twoprocess_") + mode;
-        fakes::DeleteLogFiles(stem_);
+        m_stem = std::wstring(L"twoprocess_") + mode;
+        fakes::DeleteLogFiles(m_stem);
         fakes::DeleteLogFiles(L"_log_");
-        policy_.SetNumber(Key::Module, L"MaxLogSize", kMaxLogSizeKilobytes);
+        m_policy.SetNumber(Key::Module, L"MaxLogSize", kMaxLogSizeKilobytes);
         MakeSeedFiles();
 
         const std::wstring writer = WriterPath();
@@ -121,7 +121,7 @@ protected:
         os::UniqueHandle processes[2];
         for (int i = 0; i < 2; ++i) {
             std::wstring commandLine = os::FormatString(L"\"%s\" %s %c %d %s.log %s", writer.c_str(), mode,
-                                                        kWriters[i], kRecords, stem_.c_str(), gate.c_str());
+                                                        kWriters[i], kRecords, m_stem.c_str(), gate.c_str());
             STARTUPINFOW startup{};
             startup.cb = sizeof(startup);
             PROCESS_INFORMATION started{};
@@ -169,7 +169,7 @@ protected:
     }
 
 private:
-    std::wstring Older(int number) const { return LogPath(os::FormatString(L"%s_%04d.log", stem_.c_str(), number)); }
+    std::wstring Older(int number) const { return LogPath(os::FormatString(L"%s_%04d.log", m_stem.c_str(), number)); }
 
     void MakeSeedFiles() const
     {
@@ -193,7 +193,7 @@ private:
     {
         // The older files must be numbered 1..N without a gap; they are read
         // from the oldest (highest number) to the current file.
-        const std::vector<std::wstring> olderNames = fakes::LogFileNames(stem_ + L"_");
+        const std::vector<std::wstring> olderNames = fakes::LogFileNames(m_stem + L"_");
         const int olderCount = static_cast<int>(olderNames.size());
         ASSERT_GT(olderCount, kSeedFiles + 20) << "the file should have rotated many times";
         for (int number = 1; number <= olderCount; ++number)
@@ -202,7 +202,7 @@ private:
         std::vector<std::wstring> paths;
         for (int number = olderCount; number >= 1; --number)
             paths.push_back(Older(number));
-        paths.push_back(LogPath(stem_ + L".log"));
+        paths.push_back(LogPath(m_stem + L".log"));
 
         std::vector<Found> found[2] = {std::vector<Found>(kRecords), std::vector<Found>(kRecords)};
         std::vector<int> seeds(kSeedFiles + 1, 0);
@@ -332,8 +332,8 @@ private:
         return narrow;
     }
 
-    LoggingPolicy policy_;  // the module key of log_writer
-    std::wstring stem_;
+    LoggingPolicy m_policy;  // the module key of log_writer
+    std::wstring m_stem;
 };
 
 TEST_F(LogFileTwoProcessTest, TwoDirectWritersKeepEveryRecordOnceAndWholeThroughRotation)

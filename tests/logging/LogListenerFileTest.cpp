@@ -1,15 +1,20 @@
 // The file listener against the real file system, mutexes and threads of the
 // Wine prefix. Each test uses a log file name of its own.
+#include "Waits.h"
 #include "fakes/LogFiles.h"
 #include "fakes/LoggingPolicy.h"
+#include "fakes/RecordingListener.h"
 #include "fakes/VirtualClock.h"
 #include "logging/LogListenerFile.h"
 #include "platform/Api.h"
 #include "platform/Format.h"
+#include "platform/UniqueHandle.h"
 
 #include <gtest/gtest.h>
 
 #include <cerrno>
+#include <cstdio>
+#include <string>
 #include <thread>
 #include <vector>
 
@@ -18,15 +23,16 @@ namespace {
 using fakes::LoggingPolicy;
 using fakes::LogPath;
 using fakes::ReadLines;
+using logging_tests::DrainedWithin;
+using QX::Shared::CqxLogger;
 using QX::Shared::CqxLogListener;
 using QX::Shared::CqxLogListenerFile;
 using Key = LoggingPolicy::Key;
 
 constexpr char kSeedLine[] = "2026/11/22 10:00:00.000|00000001|Information|Test::Seed|seed\r\n";
 
-CqxLogListener::LogData Record(int number, const wchar_t* function = L"")
+CqxLogListener::LogData Record(int number)
 {
-    (void)function;
     SYSTEMTIME time{};
     time.wYear = 2026;
     time.wMonth = 11;
@@ -40,23 +46,23 @@ std::wstring Line(int number) { return Record(number).GetLine(); }
 class LogListenerFileTest : public ::testing::Test {
 protected:
     explicit LogListenerFileTest(std::wstring stem = L"filetest")
-        : stem_(std::move(stem)), name_(stem_ + L".log"), path_(LogPath(name_))
+        : m_stem(std::move(stem)), m_name(m_stem + L".log"), m_path(LogPath(m_name))
     {
-        fakes::DeleteLogFiles(stem_);
+        fakes::DeleteLogFiles(m_stem);
     }
-    ~LogListenerFileTest() override { fakes::DeleteLogFiles(stem_); }
+    ~LogListenerFileTest() override { fakes::DeleteLogFiles(m_stem); }
 
     std::unique_ptr<CqxLogListenerFile> Listener(bool queued = false)
     {
-        return CqxLogListenerFile::CreateForTesting(queued, 0, name_);
+        return CqxLogListenerFile::CreateForTesting(queued, 0, m_name);
     }
-    std::wstring Older(int number) const { return LogPath(os::FormatString(L"%s_%04d.log", stem_.c_str(), number)); }
+    std::wstring Older(int number) const { return LogPath(os::FormatString(L"%s_%04d.log", m_stem.c_str(), number)); }
     // A file that begins with a line of this system, `size` bytes long.
     void SeedCurrentFile(size_t size) const
     {
         std::string bytes = kSeedLine;
         bytes.resize(size, 'x');
-        fakes::WriteBytes(path_, bytes);
+        fakes::WriteBytes(m_path, bytes);
     }
     void MakeOlderFiles(int count) const
     {
@@ -67,9 +73,9 @@ protected:
     }
 
     LoggingPolicy policy;
-    std::wstring stem_;
-    std::wstring name_;
-    std::wstring path_;
+    std::wstring m_stem;
+    std::wstring m_name;
+    std::wstring m_path;
 };
 
 TEST(FileListenerMutexName, DrivePartRemovedAndBackslashesTurnedIntoDots)
@@ -90,8 +96,8 @@ TEST(FileListenerMutexName, PathWithoutColon)
 TEST_F(LogListenerFileTest, PathIsInTheLogFolderOfAppData)
 {
     auto listener = Listener();
-    EXPECT_EQ(listener->Path(), path_);
-    EXPECT_NE(path_.find(L"\\zvrLog\\filetest.log"), std::wstring::npos);
+    EXPECT_EQ(listener->Path(), m_path);
+    EXPECT_NE(m_path.find(L"\\zvrLog\\filetest.log"), std::wstring::npos);
 }
 
 TEST_F(LogListenerFileTest, DirectWritesLinesInUtf8WithCrLf)
@@ -100,7 +106,7 @@ TEST_F(LogListenerFileTest, DirectWritesLinesInUtf8WithCrLf)
     EXPECT_EQ(listener->GetType(), 8);
     listener->Write(Record(1));
     listener->Write(CqxLogListener::LogData("F::G", L"caf\u00e9", 5, SYSTEMTIME{2026, 1, 0, 2, 3, 4, 5, 6}, 7));
-    const std::string bytes = fakes::ReadBytes(path_);
+    const std::string bytes = fakes::ReadBytes(m_path);
     EXPECT_EQ(bytes.substr(0, 3), "\xEF\xBB\xBF");
     EXPECT_EQ(bytes.substr(3), "2026/11/22 12:00:00.000|0000002A|Information|FileTest::Write|record 00001\r\n"
                                "2026/01/02 03:04:05.006|00000007|Error      |F::G|caf\xC3\xA9\r\n");
@@ -111,48 +117,48 @@ TEST_F(LogListenerFileTest, FileIsClosedAndMutexFreeBetweenRecords)
     auto listener = Listener();
     listener->Write(Record(1));
     // Another writer could now rename the file: nothing holds it open.
-    ASSERT_TRUE(MoveFileW(path_.c_str(), Older(1).c_str()));
-    HANDLE mutex = CreateMutexW(nullptr, FALSE, CqxLogListenerFile::MutexNameForPath(path_).c_str());
+    ASSERT_TRUE(MoveFileW(m_path.c_str(), Older(1).c_str()));
+    const os::UniqueHandle mutex(CreateMutexW(nullptr, FALSE, CqxLogListenerFile::MutexNameForPath(m_path).c_str()));
+    ASSERT_TRUE(mutex);
     std::thread other([&] {
-        EXPECT_EQ(WaitForSingleObject(mutex, 0), WAIT_OBJECT_0);
-        ReleaseMutex(mutex);
+        EXPECT_EQ(WaitForSingleObject(mutex.get(), 0), WAIT_OBJECT_0);
+        ReleaseMutex(mutex.get());
     });
     other.join();
-    CloseHandle(mutex);
 }
 
 TEST_F(LogListenerFileTest, ForeignFormatFileIsMovedAsideAtStart)
 {
-    fakes::WriteBytes(path_, "this is not a log line of ours\r\nsecond line\r\n");
+    fakes::WriteBytes(m_path, "this is not a log line of ours\r\nsecond line\r\n");
     auto listener = Listener();
     EXPECT_EQ(fakes::ReadBytes(Older(1)), "this is not a log line of ours\r\nsecond line\r\n");
     listener->Write(Record(1));
-    EXPECT_EQ(ReadLines(path_), (std::vector<std::wstring>{Line(1)}));
+    EXPECT_EQ(ReadLines(m_path), (std::vector<std::wstring>{Line(1)}));
 }
 
 TEST_F(LogListenerFileTest, FileShorterThanAHeadIsMovedAside)
 {
-    fakes::WriteBytes(path_, "2026/11/22 10:00\r\n");
+    fakes::WriteBytes(m_path, "2026/11/22 10:00\r\n");
     auto listener = Listener();
     EXPECT_TRUE(fakes::FileExists(Older(1)));
 }
 
 TEST_F(LogListenerFileTest, EmptyExistingFileIsKept)
 {
-    fakes::WriteBytes(path_, "");
+    fakes::WriteBytes(m_path, "");
     auto listener = Listener();
     EXPECT_FALSE(fakes::FileExists(Older(1)));
     listener->Write(Record(1));
-    EXPECT_EQ(ReadLines(path_), (std::vector<std::wstring>{Line(1)}));
+    EXPECT_EQ(ReadLines(m_path), (std::vector<std::wstring>{Line(1)}));
 }
 
 TEST_F(LogListenerFileTest, FileOfOurFormatIsKeptAndAppendedTo)
 {
-    fakes::WriteBytes(path_, std::string("\xEF\xBB\xBF") + kSeedLine);
+    fakes::WriteBytes(m_path, std::string("\xEF\xBB\xBF") + kSeedLine);
     auto listener = Listener();
     listener->Write(Record(2));
     EXPECT_FALSE(fakes::FileExists(Older(1)));
-    const auto lines = ReadLines(path_);
+    const auto lines = ReadLines(m_path);
     ASSERT_EQ(lines.size(), 2u);
     EXPECT_EQ(lines[1], Line(2));
 }
@@ -172,7 +178,7 @@ TEST_F(LogListenerFileTest, FirstRecordAfterStartRotatesAFileAboveTheLimit)
     listener->Write(Record(1));
     ASSERT_TRUE(fakes::FileExists(Older(1)));
     EXPECT_EQ(fakes::ReadBytes(Older(1)).size(), 2097153u);
-    EXPECT_EQ(ReadLines(path_), (std::vector<std::wstring>{Line(1)}));
+    EXPECT_EQ(ReadLines(m_path), (std::vector<std::wstring>{Line(1)}));
 }
 
 TEST_F(LogListenerFileTest, SizeLimitComesFromThePolicy)
@@ -213,7 +219,7 @@ TEST_F(LogListenerFileTest, SizeIsCheckedAtRecord1ThenEverySixthWithALimitOf1Kil
     listener->Write(Record(record));
     ASSERT_TRUE(fakes::FileExists(Older(1)));
     EXPECT_EQ(ReadLines(Older(1)).size(), static_cast<size_t>(record - 1));
-    EXPECT_EQ(ReadLines(path_), (std::vector<std::wstring>{Line(record)}));
+    EXPECT_EQ(ReadLines(m_path), (std::vector<std::wstring>{Line(record)}));
 }
 
 TEST_F(LogListenerFileTest, RotationShiftsOlderFilesUp)
@@ -233,24 +239,24 @@ TEST_F(LogListenerFileTest, RotationShiftsOlderFilesUp)
 TEST_F(LogListenerFileTest, NineOlderFilesLoseTheOldestAndStayNine)
 {
     MakeOlderFiles(9);
-    fakes::WriteBytes(path_, "foreign\r\n");
+    fakes::WriteBytes(m_path, "foreign\r\n");
     auto listener = Listener();
     EXPECT_EQ(fakes::ReadBytes(Older(1)), "foreign\r\n");
     for (int number = 2; number <= 9; ++number)
         EXPECT_EQ(fakes::ReadBytes(Older(number)), "older " + std::to_string(number - 1) + "\r\n");
     EXPECT_FALSE(fakes::FileExists(Older(10)));
-    EXPECT_EQ(fakes::LogFileNames(stem_ + L"_").size(), 9u);
+    EXPECT_EQ(fakes::LogFileNames(m_stem + L"_").size(), 9u);
 }
 
 TEST_F(LogListenerFileTest, TenOlderFilesAreAllKeptAndNumberingGoesAboveNine)
 {
     MakeOlderFiles(10);
-    fakes::WriteBytes(path_, "foreign\r\n");
+    fakes::WriteBytes(m_path, "foreign\r\n");
     auto listener = Listener();
     EXPECT_EQ(fakes::ReadBytes(Older(1)), "foreign\r\n");
     for (int number = 2; number <= 11; ++number)
         EXPECT_EQ(fakes::ReadBytes(Older(number)), "older " + std::to_string(number - 1) + "\r\n");
-    EXPECT_EQ(fakes::LogFileNames(stem_ + L"_").size(), 11u);
+    EXPECT_EQ(fakes::LogFileNames(m_stem + L"_").size(), 11u);
 }
 
 TEST_F(LogListenerFileTest, RotateAlwaysReturnsFalse)
@@ -269,9 +275,8 @@ TEST_F(LogListenerFileTest, QueuedWritesArriveInOrder)
     EXPECT_EQ(listener->GetType(), 4);
     for (int i = 0; i < 500; ++i)
         listener->Write(Record(i));
-    while (!listener->QueueDrained())
-        Sleep(5);
-    const auto lines = ReadLines(path_);
+    ASSERT_TRUE(DrainedWithin(*listener));
+    const auto lines = ReadLines(m_path);
     ASSERT_EQ(lines.size(), 500u);
     for (int i = 0; i < 500; ++i)
         ASSERT_EQ(lines[static_cast<size_t>(i)], Line(i));
@@ -293,12 +298,12 @@ TEST_F(LogListenerFileTest, RecordsAreDroppedWhileAnotherHolderKeepsTheFileOpen)
 {
     auto listener = Listener();
     listener->Write(Record(1));
-    HANDLE exclusive = CreateFileW(path_.c_str(), GENERIC_READ, 0, nullptr, OPEN_EXISTING, 0, nullptr);
-    ASSERT_NE(exclusive, INVALID_HANDLE_VALUE);
+    os::UniqueFileHandle exclusive(CreateFileW(m_path.c_str(), GENERIC_READ, 0, nullptr, OPEN_EXISTING, 0, nullptr));
+    ASSERT_TRUE(exclusive);
     listener->Write(Record(2));
-    CloseHandle(exclusive);
+    exclusive.reset();
     listener->Write(Record(3));
-    EXPECT_EQ(ReadLines(path_), (std::vector<std::wstring>{Line(1), Line(3)}));
+    EXPECT_EQ(ReadLines(m_path), (std::vector<std::wstring>{Line(1), Line(3)}));
 }
 
 // Windows refuses to open a read-only file for writing; Wine running as root
@@ -319,71 +324,145 @@ TEST_F(LogListenerFileTest, ReadOnlyFileDropsDirectRecords)
     seam->_wfopen = &OpenUnlessReadOnly;
     auto listener = Listener();
     listener->Write(Record(1));
-    SetFileAttributesW(path_.c_str(), FILE_ATTRIBUTE_READONLY);
+    SetFileAttributesW(m_path.c_str(), FILE_ATTRIBUTE_READONLY);
     listener->Write(Record(2));
-    SetFileAttributesW(path_.c_str(), FILE_ATTRIBUTE_NORMAL);
+    SetFileAttributesW(m_path.c_str(), FILE_ATTRIBUTE_NORMAL);
     listener->Write(Record(3));
-    EXPECT_EQ(ReadLines(path_), (std::vector<std::wstring>{Line(1), Line(3)}));
+    EXPECT_EQ(ReadLines(m_path), (std::vector<std::wstring>{Line(1), Line(3)}));
 }
+
+// Opens as OpenUnlessReadOnly does and keeps the thread of the first writer
+// whose open it refused, so that a test can wait until that writer has ended.
+class RefusedWriter {
+public:
+    RefusedWriter() : m_refused(CreateEventW(nullptr, TRUE, FALSE, nullptr)) { s_current = this; }
+    ~RefusedWriter() { s_current = nullptr; }
+    RefusedWriter(const RefusedWriter&) = delete;
+    RefusedWriter& operator=(const RefusedWriter&) = delete;
+
+    static FILE* __cdecl Open(const wchar_t* path, const wchar_t* mode)
+    {
+        FILE* file = OpenUnlessReadOnly(path, mode);
+        RefusedWriter* refused = s_current;
+        if (file == nullptr && refused != nullptr && WaitForSingleObject(refused->m_refused.get(), 0) == WAIT_TIMEOUT) {
+            HANDLE thread = nullptr;
+            DuplicateHandle(GetCurrentProcess(), GetCurrentThread(), GetCurrentProcess(), &thread, SYNCHRONIZE, FALSE,
+                            0);
+            refused->m_thread.reset(thread);
+            SetEvent(refused->m_refused.get());
+        }
+        return file;
+    }
+
+    // An open was refused and the writer that asked for it has ended, each
+    // within the bound.
+    bool EndedWithin(DWORD milliseconds) const
+    {
+        return WaitForSingleObject(m_refused.get(), milliseconds) == WAIT_OBJECT_0 && m_thread &&
+               WaitForSingleObject(m_thread.get(), milliseconds) == WAIT_OBJECT_0;
+    }
+
+private:
+    static RefusedWriter* s_current;
+    os::UniqueHandle m_refused;
+    os::UniqueHandle m_thread;
+};
+RefusedWriter* RefusedWriter::s_current = nullptr;
 
 TEST_F(LogListenerFileTest, ReadOnlyFileKeepsQueuedRecordsForTheNextWriter)
 {
+    RefusedWriter refused;
     os::ScopedApiOverride seam;
-    seam->_wfopen = &OpenUnlessReadOnly;
+    seam->_wfopen = &RefusedWriter::Open;
     auto listener = Listener(/*queued=*/true);
     listener->Write(Record(1));
-    while (!listener->QueueDrained())
-        Sleep(5);
-    SetFileAttributesW(path_.c_str(), FILE_ATTRIBUTE_READONLY);
+    ASSERT_TRUE(DrainedWithin(*listener));
+    SetFileAttributesW(m_path.c_str(), FILE_ATTRIBUTE_READONLY);
     listener->Write(Record(2));
-    for (int i = 0; i < 50 && fakes::ReadLines(path_).size() < 2; ++i)
-        Sleep(5);
+    const bool ended = refused.EndedWithin(logging_tests::kWaitBoundMilliseconds);
+    SetFileAttributesW(m_path.c_str(), FILE_ATTRIBUTE_NORMAL);
+    ASSERT_TRUE(ended) << "no writer met the read-only file in time";
+    // That writer has given up: record 2 waits in the queue.
     EXPECT_FALSE(listener->QueueDrained());
-    SetFileAttributesW(path_.c_str(), FILE_ATTRIBUTE_NORMAL);
+    EXPECT_EQ(ReadLines(m_path), (std::vector<std::wstring>{Line(1)}));
     listener->Write(Record(3));
-    while (!listener->QueueDrained())
-        Sleep(5);
-    EXPECT_EQ(ReadLines(path_), (std::vector<std::wstring>{Line(1), Line(2), Line(3)}));
+    ASSERT_TRUE(DrainedWithin(*listener));
+    EXPECT_EQ(ReadLines(m_path), (std::vector<std::wstring>{Line(1), Line(2), Line(3)}));
 }
 
 HRESULT WINAPI NoAppData(HWND, int, HANDLE, DWORD, LPWSTR) { return E_FAIL; }
 
+std::wstring CurrentFolder()
+{
+    wchar_t folder[MAX_PATH] = {};
+    GetCurrentDirectoryW(MAX_PATH, folder);
+    return folder;
+}
+
 TEST_F(LogListenerFileTest, WithoutAnAppDataFolderNothingIsWrittenAndLoggingGoesOn)
 {
-    os::ScopedApiOverride seam;
-    seam->SHGetFolderPathW = &NoAppData;
-    auto listener = Listener();
-    EXPECT_EQ(listener->Path(), L"");
-    listener->Write(Record(1));
-    EXPECT_FALSE(listener->AcquireFile() && (listener->ReleaseFile(), false));
-    EXPECT_FALSE(fakes::FileExists(path_));
-    auto queued = Listener(/*queued=*/true);
-    queued->Write(Record(2));
-    EXPECT_TRUE(queued->QueueDrained());
+    // Where the file would go: the log folder, or the current folder for a
+    // bare file name.
+    const std::wstring inCurrentFolder = CurrentFolder() + L"\\" + m_name;
+    ASSERT_FALSE(fakes::FileExists(inCurrentFolder));
+    {
+        os::ScopedApiOverride seam;
+        seam->SHGetFolderPathW = &NoAppData;
+
+        auto direct = Listener();
+        CqxLogListenerFile& directListener = *direct;
+        EXPECT_EQ(directListener.Path(), L"");
+        EXPECT_NO_THROW(directListener.Write(Record(1)));
+        const bool acquired = directListener.AcquireFile();
+        if (acquired)
+            directListener.ReleaseFile();
+        EXPECT_FALSE(acquired);
+
+        auto queued = Listener(/*queued=*/true);
+        CqxLogListenerFile& queuedListener = *queued;
+        EXPECT_EQ(queuedListener.Path(), L"");
+        EXPECT_NO_THROW(queuedListener.Write(Record(2)));
+        // The record is dropped, not kept for a writer.
+        EXPECT_TRUE(DrainedWithin(queuedListener));
+
+        // In a logger, the records still reach the listener after them.
+        auto recorder = std::make_unique<fakes::RecordingListener>();
+        fakes::RecordingListener& recorded = *recorder;
+        CqxLogger::Listeners listeners;
+        listeners.push_back(std::move(direct));
+        listeners.push_back(std::move(queued));
+        listeners.push_back(std::move(recorder));
+        auto logger = CqxLogger::Assemble(std::move(listeners));
+        QX::Shared::Log(logger.get(), 3, "FileTest::Write", L"record %05d", 3);
+        EXPECT_TRUE(DrainedWithin(queuedListener));
+        EXPECT_EQ(recorded.Lines(), (std::vector<std::wstring>{L"Information|FileTest::Write|record 00003"}));
+    }
+    const std::vector<std::wstring> written = fakes::LogFileNames(m_stem);
+    const bool inCurrent = fakes::FileExists(inCurrentFolder);
+    DeleteFileW(inCurrentFolder.c_str());
+    EXPECT_EQ(written, std::vector<std::wstring>{});
+    EXPECT_FALSE(inCurrent);
 }
 
 TEST_F(LogListenerFileTest, AbandonedMutexIsWaitedForAgainAndStaysWithTheWriter)
 {
-    const std::wstring mutexName = CqxLogListenerFile::MutexNameForPath(path_);
+    const std::wstring mutexName = CqxLogListenerFile::MutexNameForPath(m_path);
     auto listener = Listener();
     std::thread([&] {
-        HANDLE mutex = OpenMutexW(SYNCHRONIZE, FALSE, mutexName.c_str());
-        WaitForSingleObject(mutex, INFINITE);
-        CloseHandle(mutex);  // the thread ends owning it: the mutex is abandoned
-    }).join();
+        const os::UniqueHandle mutex(OpenMutexW(SYNCHRONIZE, FALSE, mutexName.c_str()));
+        WaitForSingleObject(mutex.get(), INFINITE);
+    }).join();  // the thread ends owning it: the mutex is abandoned
     listener->Write(Record(1));
-    EXPECT_EQ(ReadLines(path_), (std::vector<std::wstring>{Line(1)}));
+    EXPECT_EQ(ReadLines(m_path), (std::vector<std::wstring>{Line(1)}));
     DWORD fromAnotherThread = 0;
     std::thread([&] {
-        HANDLE mutex = OpenMutexW(SYNCHRONIZE, FALSE, mutexName.c_str());
-        fromAnotherThread = WaitForSingleObject(mutex, 0);
-        CloseHandle(mutex);
+        const os::UniqueHandle mutex(OpenMutexW(SYNCHRONIZE, FALSE, mutexName.c_str()));
+        fromAnotherThread = WaitForSingleObject(mutex.get(), 0);
     }).join();
     EXPECT_EQ(fromAnotherThread, static_cast<DWORD>(WAIT_TIMEOUT));
     // This thread owns it once more than it released; give it back.
-    HANDLE mutex = OpenMutexW(MUTEX_ALL_ACCESS, FALSE, mutexName.c_str());
-    ReleaseMutex(mutex);
-    CloseHandle(mutex);
+    const os::UniqueHandle mutex(OpenMutexW(MUTEX_ALL_ACCESS, FALSE, mutexName.c_str()));
+    ReleaseMutex(mutex.get());
 }
 
 std::vector<DWORD>* g_timedWaits = nullptr;
@@ -404,14 +483,18 @@ void StopWithAStuckWriter()
     const std::wstring name = L"stuckwriter.log";
     auto listener = CqxLogListenerFile::CreateForTesting(/*queued=*/true, 0, name);
     const std::wstring mutexName = CqxLogListenerFile::MutexNameForPath(listener->Path());
-    HANDLE held = CreateEventW(nullptr, TRUE, FALSE, nullptr);
-    std::thread([mutexName, held] {
+    const os::UniqueHandle held(CreateEventW(nullptr, TRUE, FALSE, nullptr));
+    std::thread([mutexName, held = held.get()] {
+        // Takes the mutex and keeps it (and its handle) until the process ends.
         HANDLE mutex = OpenMutexW(SYNCHRONIZE, FALSE, mutexName.c_str());
         WaitForSingleObject(mutex, INFINITE);
         SetEvent(held);
         Sleep(INFINITE);
     }).detach();
-    WaitForSingleObject(held, INFINITE);
+    if (WaitForSingleObject(held.get(), logging_tests::kWaitBoundMilliseconds) != WAIT_OBJECT_0) {
+        fputs("the mutex was not taken in time\n", stderr);
+        ExitProcess(2);
+    }
 
     fakes::VirtualClock clock;
     std::vector<DWORD> timedWaits;
@@ -421,12 +504,13 @@ void StopWithAStuckWriter()
     listener->Write(Record(1));
     listener.reset();
 
-    std::string pauses;
+    std::string pauses = "[";
     for (DWORD pause : clock.Pauses())
         pauses += std::to_string(pause) + " ";
     for (DWORD wait : timedWaits)
         pauses += "wait " + std::to_string(wait) + " ";
-    fprintf(stderr, "[%s]\n", pauses.c_str());
+    pauses += "]\n";
+    fputs(pauses.c_str(), stderr);
     fflush(stderr);
     fakes::DeleteLogFiles(L"stuckwriter");
     ExitProcess(0);
@@ -442,12 +526,11 @@ TEST_F(LogListenerFileTest, StoppingAfterTheWriterEndedDoesNotWait)
 {
     auto listener = Listener(/*queued=*/true);
     listener->Write(Record(1));
-    while (!listener->QueueDrained())
-        Sleep(5);
+    ASSERT_TRUE(DrainedWithin(*listener));
     fakes::VirtualClock clock;
     listener.reset();
     EXPECT_TRUE(clock.Pauses().empty());
-    EXPECT_EQ(ReadLines(path_), (std::vector<std::wstring>{Line(1)}));
+    EXPECT_EQ(ReadLines(m_path), (std::vector<std::wstring>{Line(1)}));
 }
 
 } // namespace

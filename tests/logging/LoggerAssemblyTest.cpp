@@ -105,11 +105,11 @@ std::vector<int>* g_destroyed = nullptr;
 
 class TaggedListener : public RecordingListener {
 public:
-    explicit TaggedListener(int tag) : tag_(tag) {}
-    ~TaggedListener() override { g_destroyed->push_back(tag_); }
+    explicit TaggedListener(int tag) : m_tag(tag) {}
+    ~TaggedListener() override { g_destroyed->push_back(m_tag); }
 
 private:
-    int tag_;
+    int m_tag;
 };
 
 TEST(LoggerAssembly, DestructionDeletesListenersInSlotOrder)

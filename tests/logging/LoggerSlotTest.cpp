@@ -1,10 +1,12 @@
 // Creating the process logger: once, on first use, again after a failure.
+#include "Waits.h"
 #include "fakes/RecordingListener.h"
 #include "logging/LoggerSlot.h"
 
 #include <gtest/gtest.h>
 
 #include <atomic>
+#include <string>
 #include <thread>
 #include <vector>
 
@@ -35,18 +37,22 @@ TEST(LoggerSlot, EightRacingFirstCallsCreateExactlyOneLogger)
 {
     g_created = 0;
     LoggerSlot slot(&SlowFactory);
-    std::atomic<bool> go{false};
+    logging_tests::StartGate gate;
+    std::atomic<int> lateStarts{0};
     std::vector<CqxLogger*> seen(8, nullptr);
     std::vector<std::thread> threads;
     for (size_t i = 0; i < 8; ++i)
         threads.emplace_back([&, i] {
-            while (!go.load())
-                std::this_thread::yield();
+            if (!gate.Pass()) {
+                ++lateStarts;
+                return;
+            }
             seen[i] = slot.Get();
         });
-    go = true;
+    gate.Open();
     for (auto& thread : threads)
         thread.join();
+    ASSERT_EQ(lateStarts.load(), 0) << "threads not started within the bound";
     EXPECT_EQ(g_created.load(), 1);
     ASSERT_NE(seen[0], nullptr);
     for (CqxLogger* logger : seen)
@@ -96,11 +102,10 @@ TEST(ProcessLogger, ScopedReplacementAndRestore)
 {
     CqxLogger* original = QX::Shared::GetLogger();
     {
-        fakes::RecordingListener* recorder = nullptr;
-        QX::Shared::ScopedLoggerForTesting replacement(fakes::LoggerWithRecorder(recorder));
-        EXPECT_EQ(QX::Shared::GetLogger(), replacement.get());
+        fakes::RecordingLog log;
+        EXPECT_NE(QX::Shared::GetLogger(), original);
         QX::Shared::Log(QX::Shared::GetLogger(), 3, "F::G", L"to the recorder");
-        EXPECT_EQ(recorder->Records().size(), 1u);
+        EXPECT_EQ(log.Lines(), (std::vector<std::wstring>{L"Information|F::G|to the recorder"}));
     }
     EXPECT_EQ(QX::Shared::GetLogger(), original);
 }

@@ -5,6 +5,7 @@
 #include "radio/PowerStatus.h"
 
 #include "fakes/RecordingListener.h"
+#include "platform/Api.h"
 #include "logging/LoggerSlot.h"
 #include "service/Registry.h"
 
@@ -12,29 +13,21 @@
 #include <gtest/gtest.h>
 
 #include <cstring>
+#include <stdexcept>
 #include <string>
 #include <vector>
 
 namespace {
 
-using testing::ElementsAre;
 using QX::Shared::LevelError;
 using QX::Shared::LevelInformation;
 using QX::Shared::LevelTraceIn;
 using QX::Shared::LevelTraceOut;
+using testing::ElementsAre;
 
 constexpr wchar_t kProductKey[] = L"SOFTWARE\\QX\\QX Brisa UWP";
 constexpr wchar_t kWlanKeyText[] = L"SOFTWARE\\QX\\QX Brisa UWP\\WlanPowerStatus";
 constexpr wchar_t kWwanKeyText[] = L"SOFTWARE\\QX\\QX Brisa UWP\\WwanPowerStatus";
-
-// A bool whose byte is neither 0 nor 1, as a caller's uninitialised or
-// foreign flag may be.
-bool BoolWithByte(unsigned char byte)
-{
-    bool value;
-    std::memcpy(&value, &byte, 1);
-    return value;
-}
 
 bool MachineKeyExists(const wchar_t* path)
 {
@@ -47,7 +40,7 @@ bool MachineKeyExists(const wchar_t* path)
 
 class PowerStatusTest : public testing::Test {
 protected:
-    PowerStatusTest() : logger_(fakes::LoggerWithRecorder(recorder_)) { Clean(); }
+    PowerStatusTest() { Clean(); }
     ~PowerStatusTest() override { Clean(); }
     static void Clean()
     {
@@ -64,8 +57,8 @@ protected:
         wchar_t data[32] = {};
         DWORD storedType = REG_NONE;
         DWORD storedSize = sizeof(data);
-        const LSTATUS status = RegQueryValueExW(handle, L"PowerOnOff", nullptr, &storedType,
-                                                reinterpret_cast<BYTE*>(data), &storedSize);
+        const LSTATUS status
+            = RegQueryValueExW(handle, L"PowerOnOff", nullptr, &storedType, reinterpret_cast<BYTE*>(data), &storedSize);
         RegCloseKey(handle);
         if (status != ERROR_SUCCESS)
             return L"<missing>";
@@ -78,13 +71,12 @@ protected:
     std::vector<int32_t> Levels() const
     {
         std::vector<int32_t> levels;
-        for (const auto& record : recorder_->Records())
+        for (const auto& record : m_log.Records())
             levels.push_back(record.Level());
         return levels;
     }
 
-    fakes::RecordingListener* recorder_ = nullptr;
-    QX::Shared::ScopedLoggerForTesting logger_;
+    fakes::RecordingLog m_log;
 };
 
 TEST_F(PowerStatusTest, WlanTrueWritesTrueAsRegSzWithItsNul)
@@ -100,21 +92,24 @@ TEST_F(PowerStatusTest, WlanTrueWritesTrueAsRegSzWithItsNul)
 TEST_F(PowerStatusTest, WlanTrueLogsItsLinesInOrder)
 {
     ServiceUtils::SetWlanPowerStatusInRegistry(true);
-    EXPECT_THAT(recorder_->Tails(),
-                ElementsAre(L"ServiceUtils::SetWlanPowerStatusInRegistry|WLAN status to write = 1",
-                            L"ServiceUtils::SetWlanPowerStatusInRegistry|SetWlanPowerStatusInRegistry. Value = True",
-                            L"ServiceUtils::SetPowerStatusInRegistry|Setting = SOFTWARE\\QX\\QX Brisa "
-                            L"UWP\\WlanPowerStatus,  Status = 1",
-                            L"ServiceUtils::SetPowerStatusInRegistry|Writing Power Status in registry. Value = True",
-                            L"ServiceUtils::SetPowerStatusInRegistry|Return Status = 0",
-                            L"ServiceUtils::SetWlanPowerStatusInRegistry|Return Status = 0"));
+    EXPECT_THAT(
+        m_log.Lines(),
+        ElementsAre(
+            L"TraceIn|ServiceUtils::SetWlanPowerStatusInRegistry|WLAN status to write = 1",
+            L"Information|ServiceUtils::SetWlanPowerStatusInRegistry|SetWlanPowerStatusInRegistry. Value = True",
+            L"TraceIn|ServiceUtils::SetPowerStatusInRegistry|Setting = SOFTWARE\\QX\\QX Brisa "
+            L"UWP\\WlanPowerStatus,  Status = 1",
+            L"Information|ServiceUtils::SetPowerStatusInRegistry|Writing Power Status in registry. Value = True",
+            L"TraceOut|ServiceUtils::SetPowerStatusInRegistry|Return Status = 0",
+            L"TraceOut|ServiceUtils::SetWlanPowerStatusInRegistry|Return Status = 0"));
 }
 
 TEST_F(PowerStatusTest, WlanLinesHaveTheirLevels)
 {
     ServiceUtils::SetWlanPowerStatusInRegistry(true);
-    EXPECT_THAT(Levels(), ElementsAre(LevelTraceIn, LevelInformation, LevelTraceIn, LevelInformation, LevelTraceOut,
-                                      LevelTraceOut));
+    EXPECT_THAT(
+        Levels(),
+        ElementsAre(LevelTraceIn, LevelInformation, LevelTraceIn, LevelInformation, LevelTraceOut, LevelTraceOut));
 }
 
 TEST_F(PowerStatusTest, WlanFalseWritesFalseWithItsNul)
@@ -130,33 +125,29 @@ TEST_F(PowerStatusTest, WlanFalseWritesFalseWithItsNul)
 TEST_F(PowerStatusTest, WlanFalseLogsItsLinesInOrder)
 {
     ServiceUtils::SetWlanPowerStatusInRegistry(false);
-    EXPECT_THAT(recorder_->Tails(),
-                ElementsAre(L"ServiceUtils::SetWlanPowerStatusInRegistry|WLAN status to write = 0",
-                            L"ServiceUtils::SetWlanPowerStatusInRegistry|SetWlanPowerStatusInRegistry. Value = False",
-                            L"ServiceUtils::SetPowerStatusInRegistry|Setting = SOFTWARE\\QX\\QX Brisa "
-                            L"UWP\\WlanPowerStatus,  Status = 0",
-                            L"ServiceUtils::SetPowerStatusInRegistry|Writing Power Status in registry. Value = False",
-                            L"ServiceUtils::SetPowerStatusInRegistry|Return Status = 0",
-                            L"ServiceUtils::SetWlanPowerStatusInRegistry|Return Status = 0"));
+    EXPECT_THAT(
+        m_log.Lines(),
+        ElementsAre(
+            L"TraceIn|ServiceUtils::SetWlanPowerStatusInRegistry|WLAN status to write = 0",
+            L"Information|ServiceUtils::SetWlanPowerStatusInRegistry|SetWlanPowerStatusInRegistry. Value = False",
+            L"TraceIn|ServiceUtils::SetPowerStatusInRegistry|Setting = SOFTWARE\\QX\\QX Brisa "
+            L"UWP\\WlanPowerStatus,  Status = 0",
+            L"Information|ServiceUtils::SetPowerStatusInRegistry|Writing Power Status in registry. Value = False",
+            L"TraceOut|ServiceUtils::SetPowerStatusInRegistry|Return Status = 0",
+            L"TraceOut|ServiceUtils::SetWlanPowerStatusInRegistry|Return Status = 0"));
 }
 
-TEST_F(PowerStatusTest, WlanStatusByteOfTwoWritesFalse)
+TEST(PowerStatusText, TheByteOneIsTrueAndEveryOtherByteFalse)
 {
-    EXPECT_EQ(ServiceUtils::SetWlanPowerStatusInRegistry(BoolWithByte(2)), ERROR_SUCCESS);
-    EXPECT_EQ(Stored(kWlanKeyText), L"False");
+    EXPECT_STREQ(ServiceUtils::PowerStatusText(1), L"True");
+    for (unsigned char byte : {0, 2, 0x80, 0xFF})
+        EXPECT_STREQ(ServiceUtils::PowerStatusText(byte), L"False") << int(byte);
 }
 
-TEST_F(PowerStatusTest, WlanStatusByteOfTwoIsLoggedAsTwoAndFalse)
+TEST(PowerStatusText, TheStatusByteOfABoolIsItsValue)
 {
-    ServiceUtils::SetWlanPowerStatusInRegistry(BoolWithByte(2));
-    EXPECT_THAT(recorder_->Tails(),
-                ElementsAre(L"ServiceUtils::SetWlanPowerStatusInRegistry|WLAN status to write = 2",
-                            L"ServiceUtils::SetWlanPowerStatusInRegistry|SetWlanPowerStatusInRegistry. Value = False",
-                            L"ServiceUtils::SetPowerStatusInRegistry|Setting = SOFTWARE\\QX\\QX Brisa "
-                            L"UWP\\WlanPowerStatus,  Status = 2",
-                            L"ServiceUtils::SetPowerStatusInRegistry|Writing Power Status in registry. Value = False",
-                            L"ServiceUtils::SetPowerStatusInRegistry|Return Status = 0",
-                            L"ServiceUtils::SetWlanPowerStatusInRegistry|Return Status = 0"));
+    EXPECT_EQ(ServiceUtils::StatusByte(true), 1);
+    EXPECT_EQ(ServiceUtils::StatusByte(false), 0);
 }
 
 TEST_F(PowerStatusTest, AMissingKeyIsCreated)
@@ -195,23 +186,19 @@ TEST_F(PowerStatusTest, WwanFalseWritesFalse)
     EXPECT_EQ(Stored(kWwanKeyText), L"False");
 }
 
-TEST_F(PowerStatusTest, WwanStatusByteOfTwoWritesFalse)
-{
-    EXPECT_EQ(ServiceUtils::SetWwanPowerStatusInRegistry(BoolWithByte(2)), ERROR_SUCCESS);
-    EXPECT_EQ(Stored(kWwanKeyText), L"False");
-}
-
 TEST_F(PowerStatusTest, WwanLogsItsLinesInOrder)
 {
     ServiceUtils::SetWwanPowerStatusInRegistry(true);
-    EXPECT_THAT(recorder_->Tails(),
-                ElementsAre(L"ServiceUtils::SetWwanPowerStatusInRegistry|WWAN status to write = 1",
-                            L"ServiceUtils::SetWwanPowerStatusInRegistry|SetWwanPowerStatusInRegistry. Value = True",
-                            L"ServiceUtils::SetPowerStatusInRegistry|Setting = SOFTWARE\\QX\\QX Brisa "
-                            L"UWP\\WwanPowerStatus,  Status = 1",
-                            L"ServiceUtils::SetPowerStatusInRegistry|Writing Power Status in registry. Value = True",
-                            L"ServiceUtils::SetPowerStatusInRegistry|Return Status = 0",
-                            L"ServiceUtils::SetWwanPowerStatusInRegistry|Return Status = 0"));
+    EXPECT_THAT(
+        m_log.Lines(),
+        ElementsAre(
+            L"TraceIn|ServiceUtils::SetWwanPowerStatusInRegistry|WWAN status to write = 1",
+            L"Information|ServiceUtils::SetWwanPowerStatusInRegistry|SetWwanPowerStatusInRegistry. Value = True",
+            L"TraceIn|ServiceUtils::SetPowerStatusInRegistry|Setting = SOFTWARE\\QX\\QX Brisa "
+            L"UWP\\WwanPowerStatus,  Status = 1",
+            L"Information|ServiceUtils::SetPowerStatusInRegistry|Writing Power Status in registry. Value = True",
+            L"TraceOut|ServiceUtils::SetPowerStatusInRegistry|Return Status = 0",
+            L"TraceOut|ServiceUtils::SetWwanPowerStatusInRegistry|Return Status = 0"));
 }
 
 TEST_F(PowerStatusTest, WwanWritesOnlyItsOwnKey)
@@ -234,12 +221,27 @@ TEST_F(PowerStatusTest, AFailedWriteLogsTheThreadsLastErrorNotTheCode)
 {
     SetLastError(ERROR_ACCESS_DENIED);
     ServiceUtils::SetPowerStatusInRegistry(kUncreatableKey.c_str(), true);
-    EXPECT_THAT(recorder_->Tails(),
-                ElementsAre(L"ServiceUtils::SetPowerStatusInRegistry|Setting = " + kUncreatableKey + L",  Status = 1",
-                            L"ServiceUtils::SetPowerStatusInRegistry|Writing Power Status in registry. Value = True",
-                            L"ServiceUtils::SetPowerStatusInRegistry|Registry::SetValue failed with error 5",
-                            L"ServiceUtils::SetPowerStatusInRegistry|Return Status = 87"));
-    EXPECT_EQ(recorder_->Records()[2].Level(), LevelError);
+    EXPECT_THAT(
+        m_log.Lines(),
+        ElementsAre(
+            L"TraceIn|ServiceUtils::SetPowerStatusInRegistry|Setting = " + kUncreatableKey + L",  Status = 1",
+            L"Information|ServiceUtils::SetPowerStatusInRegistry|Writing Power Status in registry. Value = True",
+            L"Error|ServiceUtils::SetPowerStatusInRegistry|Registry::SetValue failed with error 5",
+            L"TraceOut|ServiceUtils::SetPowerStatusInRegistry|Return Status = 87"));
+}
+
+TEST_F(PowerStatusTest, AThrowingRegistryWriteIsLoggedAsAnExceptionAndReturnsSuccess)
+{
+    os::ScopedApiOverride seam;
+    seam->RegCreateKeyExW = [](HKEY, LPCWSTR, DWORD, LPWSTR, DWORD, REGSAM, LPSECURITY_ATTRIBUTES, PHKEY,
+                               LPDWORD) -> LSTATUS { throw std::runtime_error("registry"); };
+    EXPECT_EQ(ServiceUtils::SetPowerStatusInRegistry(kWlanKeyText, true), ERROR_SUCCESS);
+    EXPECT_THAT(m_log.Lines(),
+                ElementsAre(L"TraceIn|ServiceUtils::SetPowerStatusInRegistry|Setting = " + std::wstring(kWlanKeyText)
+                                + L",  Status = 1",
+                            L"Information|ServiceUtils::SetPowerStatusInRegistry|Writing Power Status in registry. "
+                            L"Value = True",
+                            L"Error|ServiceUtils::SetPowerStatusInRegistry|Exception in SetPowerStatusInRegistry()"));
 }
 
 // Keeps the values of the prefix's SystemRadioState key (it has no
@@ -255,11 +257,10 @@ protected:
 
     AirplaneModeTest()
     {
-        parentExisted_ = MachineKeyExists(kRadioManagementKey);
+        m_parentExisted = MachineKeyExists(kRadioManagementKey);
         HKEY key = nullptr;
-        existed_ = RegOpenKeyExW(HKEY_LOCAL_MACHINE, ServiceUtils::kAirplaneModeKey, 0, KEY_READ, &key) ==
-                   ERROR_SUCCESS;
-        if (existed_) {
+        m_existed = RegOpenKeyExW(HKEY_LOCAL_MACHINE, kAirplaneModeKey, 0, KEY_READ, &key) == ERROR_SUCCESS;
+        if (m_existed) {
             for (DWORD index = 0;; ++index) {
                 wchar_t name[256] = {};
                 DWORD nameLength = 256;
@@ -268,7 +269,7 @@ protected:
                 DWORD type = REG_NONE;
                 if (RegEnumValueW(key, index, name, &nameLength, nullptr, &type, data, &size) != ERROR_SUCCESS)
                     break;
-                saved_.push_back({std::wstring(name, nameLength), type, std::vector<BYTE>(data, data + size)});
+                m_saved.push_back({std::wstring(name, nameLength), type, std::vector<BYTE>(data, data + size)});
             }
             DWORD subkeys = 0;
             RegQueryInfoKeyW(key, nullptr, nullptr, nullptr, &subkeys, nullptr, nullptr, nullptr, nullptr, nullptr,
@@ -281,26 +282,26 @@ protected:
     ~AirplaneModeTest() override
     {
         RemoveKey();
-        if (existed_) {
+        if (m_existed) {
             HKEY key = nullptr;
-            RegCreateKeyExW(HKEY_LOCAL_MACHINE, ServiceUtils::kAirplaneModeKey, 0, nullptr, 0, KEY_ALL_ACCESS,
-                            nullptr, &key, nullptr);
-            for (const SavedValue& value : saved_)
+            RegCreateKeyExW(HKEY_LOCAL_MACHINE, kAirplaneModeKey, 0, nullptr, 0, KEY_ALL_ACCESS, nullptr, &key,
+                            nullptr);
+            for (const SavedValue& value : m_saved)
                 RegSetValueExW(key, value.name.c_str(), 0, value.type, value.data.data(),
                                static_cast<DWORD>(value.data.size()));
             RegCloseKey(key);
-        } else if (!parentExisted_) {
+        } else if (!m_parentExisted) {
             RegDeleteKeyW(HKEY_LOCAL_MACHINE, kRadioManagementKey);
         }
     }
-    static void RemoveKey() { Registry::DeleteKey(HKEY_LOCAL_MACHINE, ServiceUtils::kAirplaneModeKey, 0); }
+    static void RemoveKey() { Registry::DeleteKey(HKEY_LOCAL_MACHINE, kAirplaneModeKey, 0); }
 
     // Creates the key; with data, sets its default value.
     void SetState(DWORD type, const void* data, DWORD size)
     {
         HKEY key = nullptr;
-        ASSERT_EQ(RegCreateKeyExW(HKEY_LOCAL_MACHINE, ServiceUtils::kAirplaneModeKey, 0, nullptr, 0, KEY_ALL_ACCESS,
-                                  nullptr, &key, nullptr),
+        ASSERT_EQ(RegCreateKeyExW(HKEY_LOCAL_MACHINE, kAirplaneModeKey, 0, nullptr, 0, KEY_ALL_ACCESS, nullptr, &key,
+                                  nullptr),
                   ERROR_SUCCESS);
         if (data) {
             EXPECT_EQ(RegSetValueExW(key, nullptr, 0, type, static_cast<const BYTE*>(data), size), ERROR_SUCCESS);
@@ -311,9 +312,9 @@ protected:
 
     static constexpr wchar_t kRadioManagementKey[] = L"SYSTEM\\CurrentControlSet\\Control\\RadioManagement";
 
-    bool parentExisted_ = false;
-    bool existed_ = false;
-    std::vector<SavedValue> saved_;
+    bool m_parentExisted = false;
+    bool m_existed = false;
+    std::vector<SavedValue> m_saved;
 };
 
 TEST_F(AirplaneModeTest, OneIsOn)
@@ -326,8 +327,9 @@ TEST_F(AirplaneModeTest, OnLogsEntryAndStatusWithItsTrailingBlank)
 {
     SetNumber(1);
     ServiceUtils::CheckAirplaneMode();
-    EXPECT_THAT(recorder_->Tails(), ElementsAre(L"ServiceUtils::CheckAirplaneMode|",
-                                                L"ServiceUtils::CheckAirplaneMode|Airplane Mode Status: 1 "));
+    EXPECT_THAT(m_log.Lines(),
+                ElementsAre(L"TraceIn|ServiceUtils::CheckAirplaneMode|",
+                            L"TraceOut|ServiceUtils::CheckAirplaneMode|Airplane Mode Status: 1 "));
     EXPECT_THAT(Levels(), ElementsAre(LevelTraceIn, LevelTraceOut));
 }
 
@@ -335,15 +337,16 @@ TEST_F(AirplaneModeTest, ZeroIsOff)
 {
     SetNumber(0);
     EXPECT_FALSE(ServiceUtils::CheckAirplaneMode());
-    EXPECT_THAT(recorder_->Tails(), ElementsAre(L"ServiceUtils::CheckAirplaneMode|",
-                                                L"ServiceUtils::CheckAirplaneMode|Airplane Mode Status: 0 "));
+    EXPECT_THAT(m_log.Lines(),
+                ElementsAre(L"TraceIn|ServiceUtils::CheckAirplaneMode|",
+                            L"TraceOut|ServiceUtils::CheckAirplaneMode|Airplane Mode Status: 0 "));
 }
 
 TEST_F(AirplaneModeTest, TwoIsOff)
 {
     SetNumber(2);
     EXPECT_FALSE(ServiceUtils::CheckAirplaneMode());
-    EXPECT_EQ(recorder_->Tails().back(), L"ServiceUtils::CheckAirplaneMode|Airplane Mode Status: 0 ");
+    EXPECT_EQ(m_log.Lines().back(), L"TraceOut|ServiceUtils::CheckAirplaneMode|Airplane Mode Status: 0 ");
 }
 
 TEST_F(AirplaneModeTest, OnlyExactlyOneIsOn)
@@ -356,10 +359,11 @@ TEST_F(AirplaneModeTest, AnAbsentKeyIsOffWithTheOpenError)
 {
     EXPECT_FALSE(ServiceUtils::CheckAirplaneMode());
     // The open failure returns at once: no status line.
-    EXPECT_THAT(recorder_->Tails(),
-                ElementsAre(L"ServiceUtils::CheckAirplaneMode|",
-                            L"ServiceUtils::CheckAirplaneMode|RegOpenKeyEx (BrisaAirplaneModeRegistry) failed with "
-                            L"error: 2"));
+    EXPECT_THAT(
+        m_log.Lines(),
+        ElementsAre(L"TraceIn|ServiceUtils::CheckAirplaneMode|",
+                    L"Error|ServiceUtils::CheckAirplaneMode|RegOpenKeyEx (BrisaAirplaneModeRegistry) failed with "
+                    L"error: 2"));
     EXPECT_THAT(Levels(), ElementsAre(LevelTraceIn, LevelError));
 }
 
@@ -367,11 +371,12 @@ TEST_F(AirplaneModeTest, AnAbsentValueIsOffWithTheQueryError)
 {
     SetState(REG_NONE, nullptr, 0);
     EXPECT_FALSE(ServiceUtils::CheckAirplaneMode());
-    EXPECT_THAT(recorder_->Tails(),
-                ElementsAre(L"ServiceUtils::CheckAirplaneMode|",
-                            L"ServiceUtils::CheckAirplaneMode|RegQueryValueEx (BrisaAirplaneModeRegistry) failed with "
-                            L"error: 2",
-                            L"ServiceUtils::CheckAirplaneMode|Airplane Mode Status: 0 "));
+    EXPECT_THAT(
+        m_log.Lines(),
+        ElementsAre(L"TraceIn|ServiceUtils::CheckAirplaneMode|",
+                    L"Error|ServiceUtils::CheckAirplaneMode|RegQueryValueEx (BrisaAirplaneModeRegistry) failed with "
+                    L"error: 2",
+                    L"TraceOut|ServiceUtils::CheckAirplaneMode|Airplane Mode Status: 0 "));
     EXPECT_THAT(Levels(), ElementsAre(LevelTraceIn, LevelError, LevelTraceOut));
 }
 
@@ -380,7 +385,7 @@ TEST_F(AirplaneModeTest, TheTypeIsNotCheckedABinaryOneIsOn)
     const BYTE on[4] = {1, 0, 0, 0};
     SetState(REG_BINARY, on, sizeof(on));
     EXPECT_TRUE(ServiceUtils::CheckAirplaneMode());
-    EXPECT_EQ(recorder_->Tails().back(), L"ServiceUtils::CheckAirplaneMode|Airplane Mode Status: 1 ");
+    EXPECT_EQ(m_log.Lines().back(), L"TraceOut|ServiceUtils::CheckAirplaneMode|Airplane Mode Status: 1 ");
 }
 
 TEST_F(AirplaneModeTest, TheTypeIsNotCheckedAStringOfTheBytesOfOneIsOn)
@@ -395,7 +400,7 @@ TEST_F(AirplaneModeTest, TheTextOneIsReadAsItsBytesAndIsOff)
 {
     SetState(REG_SZ, L"1", 4);  // bytes 31 00 00 00: the number 0x31
     EXPECT_FALSE(ServiceUtils::CheckAirplaneMode());
-    EXPECT_EQ(recorder_->Tails().back(), L"ServiceUtils::CheckAirplaneMode|Airplane Mode Status: 0 ");
+    EXPECT_EQ(m_log.Lines().back(), L"TraceOut|ServiceUtils::CheckAirplaneMode|Airplane Mode Status: 0 ");
 }
 
 TEST_F(AirplaneModeTest, AValueLongerThanFourBytesIsOffWithTheQueryError)
@@ -404,11 +409,12 @@ TEST_F(AirplaneModeTest, AValueLongerThanFourBytesIsOffWithTheQueryError)
     SetState(REG_BINARY, longer, sizeof(longer));
     EXPECT_FALSE(ServiceUtils::CheckAirplaneMode());
     // ERROR_MORE_DATA.
-    EXPECT_THAT(recorder_->Tails(),
-                ElementsAre(L"ServiceUtils::CheckAirplaneMode|",
-                            L"ServiceUtils::CheckAirplaneMode|RegQueryValueEx (BrisaAirplaneModeRegistry) failed with "
-                            L"error: 234",
-                            L"ServiceUtils::CheckAirplaneMode|Airplane Mode Status: 0 "));
+    EXPECT_THAT(
+        m_log.Lines(),
+        ElementsAre(L"TraceIn|ServiceUtils::CheckAirplaneMode|",
+                    L"Error|ServiceUtils::CheckAirplaneMode|RegQueryValueEx (BrisaAirplaneModeRegistry) failed with "
+                    L"error: 234",
+                    L"TraceOut|ServiceUtils::CheckAirplaneMode|Airplane Mode Status: 0 "));
 }
 
 TEST_F(AirplaneModeTest, AQwordOfOneIsTooLongAndOff)
@@ -418,4 +424,15 @@ TEST_F(AirplaneModeTest, AQwordOfOneIsTooLongAndOff)
     EXPECT_FALSE(ServiceUtils::CheckAirplaneMode());
 }
 
-} // namespace
+TEST_F(AirplaneModeTest, AThrowingKeyOpenIsLoggedAsAnExceptionAndIsOff)
+{
+    SetNumber(1);
+    os::ScopedApiOverride seam;
+    seam->RegOpenKeyExW = [](HKEY, LPCWSTR, DWORD, REGSAM, PHKEY) -> LSTATUS { throw std::runtime_error("registry"); };
+    EXPECT_FALSE(ServiceUtils::CheckAirplaneMode());
+    EXPECT_THAT(m_log.Lines(),
+                ElementsAre(L"TraceIn|ServiceUtils::CheckAirplaneMode|",
+                            L"Error|ServiceUtils::CheckAirplaneMode|Exception in CheckAirplaneMode()"));
+}
+
+}  // namespace

@@ -79,10 +79,7 @@ protected:
     }
 };
 
-TEST_P(RegistryTest, GetValueOfAMissingKeyIsEmpty)
-{
-    EXPECT_EQ(Get(), L"");
-}
+TEST_P(RegistryTest, GetValueOfAMissingKeyIsEmpty) { EXPECT_EQ(Get(), L""); }
 
 TEST_P(RegistryTest, GetValueOfAMissingValueIsEmpty)
 {
@@ -252,9 +249,9 @@ TEST_P(RegistryTest, DeleteKeyLeavesTheParentAndTheSiblings)
 INSTANTIATE_TEST_SUITE_P(Views, RegistryTest,
                          testing::Values(Registry::k64BitView, Registry::k32BitView, Registry::kDefaultView),
                          [](const testing::TestParamInfo<uint32_t>& info) {
-                             return info.param == Registry::k64BitView   ? "View64"
-                                    : info.param == Registry::k32BitView ? "View32"
-                                                                         : "Default";
+                             return info.param == Registry::k64BitView ? "View64"
+                                 : info.param == Registry::k32BitView  ? "View32"
+                                                                       : "Default";
                          });
 
 // Wine's 64-bit prefix redirects HKLM\SOFTWARE for the 32-bit view (to
@@ -312,4 +309,4 @@ TEST_F(RegistryViewTest, DeleteKeyInOneViewLeavesTheOther)
     EXPECT_EQ(Registry::GetValue(HKEY_LOCAL_MACHINE, kTestKey, kValue, Registry::k64BitView), L"True");
 }
 
-} // namespace
+}  // namespace

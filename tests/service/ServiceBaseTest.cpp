@@ -5,8 +5,8 @@
 #include "fakes/FakeEventLog.h"
 #include "fakes/FakeServiceDispatcher.h"
 #include "fakes/RecordingListener.h"
-#include "logging/LoggerSlot.h"
-#include "switching/SwitchingState.h"
+#include "logging/OperationLog.h"
+#include "state/SwitchingState.h"
 
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
@@ -60,8 +60,8 @@ struct Report {
     DWORD waitHint;
     bool operator==(const Report& other) const
     {
-        return state == other.state && checkPoint == other.checkPoint && exitCode == other.exitCode &&
-               waitHint == other.waitHint;
+        return state == other.state && checkPoint == other.checkPoint && exitCode == other.exitCode
+            && waitHint == other.waitHint;
     }
 };
 
@@ -73,22 +73,22 @@ void PrintTo(const Report& report, std::ostream* out)
 
 class ServiceBaseTest : public testing::Test {
 protected:
-    ServiceBaseTest() : logger_(fakes::LoggerWithRecorder(recorder_))
+    ServiceBaseTest()
     {
         on_resumeflag = false;
-        dispatcher_.runServiceMain = true;
-        CServiceBase::Run(service_);  // registers the handler, reports START_PENDING and RUNNING
-        dispatcher_.reports.clear();
+        m_dispatcher.runServiceMain = true;
+        CServiceBase::Run(m_service);  // registers the handler, reports START_PENDING and RUNNING
+        m_dispatcher.reports.clear();
         // Check points continue across tests in one process: start each at a known value.
         CServiceBase::CheckPointCounter = 1;
-        service_.calls.clear();
+        m_service.calls.clear();
     }
     ~ServiceBaseTest() override { on_resumeflag = false; }
 
     std::vector<Report> Reports() const
     {
         std::vector<Report> reports;
-        for (const SERVICE_STATUS& status : dispatcher_.reports)
+        for (const SERVICE_STATUS& status : m_dispatcher.reports)
             reports.push_back({status.dwCurrentState, status.dwCheckPoint, status.dwWin32ExitCode, status.dwWaitHint});
         return reports;
     }
@@ -97,11 +97,10 @@ protected:
         return CServiceBase::HandlerEx(control, eventType, nullptr, nullptr);
     }
 
-    fakes::RecordingListener* recorder_ = nullptr;
-    QX::Shared::ScopedLoggerForTesting logger_;
-    FakeServiceDispatcher dispatcher_;
-    FakeEventLog eventLog_;
-    ProbeService service_;
+    fakes::RecordingLog m_log;
+    FakeServiceDispatcher m_dispatcher;
+    FakeEventLog m_eventLog;
+    ProbeService m_service;
 };
 
 TEST(ServiceBase, AcceptsPowerEventsAlwaysAndTheControlsItWasBuiltFor)
@@ -129,7 +128,7 @@ TEST(ServiceBase, NullNameBecomesEmpty)
 {
     class Unnamed : public CServiceBase {
     public:
-        Unnamed() : CServiceBase(nullptr) {}
+        Unnamed() : CServiceBase(nullptr) { }
     } service;
     EXPECT_STREQ(service.ServiceName(), L"");
 }
@@ -188,138 +187,138 @@ TEST(ServiceBase, ServiceMainThrowsTheErrorWhenTheHandlerCannotBeRegistered)
 TEST_F(ServiceBaseTest, StartReportsStartPendingThenRunning)
 {
     CServiceBase::CheckPointCounter = 7;
-    service_.Start(0, nullptr);
+    m_service.Start(0, nullptr);
     EXPECT_THAT(Reports(), ElementsAre(Report{SERVICE_START_PENDING, 7, 0, 0}, Report{SERVICE_RUNNING, 0, 0, 0}));
     EXPECT_EQ(CServiceBase::CheckPointCounter, 8u);
 }
 
 TEST_F(ServiceBaseTest, StartWithAThrownCodeReportsItAndStopsWithIt)
 {
-    service_.throws = ProbeService::Throw::Win32Code;
-    service_.Start(0, nullptr);
+    m_service.throws = ProbeService::Throw::Win32Code;
+    m_service.Start(0, nullptr);
     EXPECT_THAT(Reports(), ElementsAre(Report{SERVICE_START_PENDING, 1, 0, 0}, Report{SERVICE_STOPPED, 0, 5, 0}));
-    ASSERT_EQ(eventLog_.reports.size(), 1u);
-    EXPECT_EQ(eventLog_.reports[0].type, EVENTLOG_ERROR_TYPE);
-    EXPECT_THAT(eventLog_.reports[0].strings, ElementsAre(L"Probe", L"Service Start failed w/err 0x00000005"));
+    ASSERT_EQ(m_eventLog.reports.size(), 1u);
+    EXPECT_EQ(m_eventLog.reports[0].type, EVENTLOG_ERROR_TYPE);
+    EXPECT_THAT(m_eventLog.reports[0].strings, ElementsAre(L"Probe", L"Service Start failed w/err 0x00000005"));
 }
 
 TEST_F(ServiceBaseTest, StartWithAnyOtherExceptionStopsWithExitCodeZero)
 {
-    service_.throws = ProbeService::Throw::Other;
-    service_.Start(0, nullptr);
+    m_service.throws = ProbeService::Throw::Other;
+    m_service.Start(0, nullptr);
     EXPECT_THAT(Reports(), ElementsAre(Report{SERVICE_START_PENDING, 1, 0, 0}, Report{SERVICE_STOPPED, 0, 0, 0}));
-    ASSERT_EQ(eventLog_.reports.size(), 1u);
-    EXPECT_EQ(eventLog_.reports[0].type, EVENTLOG_ERROR_TYPE);
-    EXPECT_THAT(eventLog_.reports[0].strings, ElementsAre(L"Probe", L"Service failed to start."));
+    ASSERT_EQ(m_eventLog.reports.size(), 1u);
+    EXPECT_EQ(m_eventLog.reports[0].type, EVENTLOG_ERROR_TYPE);
+    EXPECT_THAT(m_eventLog.reports[0].strings, ElementsAre(L"Probe", L"Service failed to start."));
 }
 
 TEST_F(ServiceBaseTest, StopReportsStopPendingThenStopped)
 {
     EXPECT_EQ(Control(SERVICE_CONTROL_STOP), 0u);
-    EXPECT_THAT(service_.calls, ElementsAre("OnStop"));
+    EXPECT_THAT(m_service.calls, ElementsAre("OnStop"));
     EXPECT_THAT(Reports(), ElementsAre(Report{SERVICE_STOP_PENDING, 1, 0, 0}, Report{SERVICE_STOPPED, 0, 0, 0}));
 }
 
 TEST_F(ServiceBaseTest, StopWithAThrownCodeGoesBackToTheStateBefore)
 {
-    service_.throws = ProbeService::Throw::Win32Code;
+    m_service.throws = ProbeService::Throw::Win32Code;
     Control(SERVICE_CONTROL_STOP);
     EXPECT_THAT(Reports(), ElementsAre(Report{SERVICE_STOP_PENDING, 1, 0, 0}, Report{SERVICE_RUNNING, 0, 0, 0}));
-    ASSERT_EQ(eventLog_.reports.size(), 1u);
-    EXPECT_THAT(eventLog_.reports[0].strings, ElementsAre(L"Probe", L"Service Stop failed w/err 0x00000005"));
+    ASSERT_EQ(m_eventLog.reports.size(), 1u);
+    EXPECT_THAT(m_eventLog.reports[0].strings, ElementsAre(L"Probe", L"Service Stop failed w/err 0x00000005"));
 }
 
 TEST_F(ServiceBaseTest, StopWithAnyOtherExceptionGoesBackToTheStateBefore)
 {
     Control(SERVICE_CONTROL_POWEREVENT, PBT_APMSUSPEND);  // now PAUSED
-    dispatcher_.reports.clear();
-    service_.throws = ProbeService::Throw::Other;
+    m_dispatcher.reports.clear();
+    m_service.throws = ProbeService::Throw::Other;
     Control(SERVICE_CONTROL_STOP);
     EXPECT_THAT(Reports(), ElementsAre(Report{SERVICE_STOP_PENDING, 3, 0, 0}, Report{SERVICE_PAUSED, 4, 0, 0}));
-    ASSERT_EQ(eventLog_.reports.size(), 1u);
-    EXPECT_EQ(eventLog_.reports[0].type, EVENTLOG_ERROR_TYPE);
-    EXPECT_THAT(eventLog_.reports[0].strings, ElementsAre(L"Probe", L"Service failed to stop."));
+    ASSERT_EQ(m_eventLog.reports.size(), 1u);
+    EXPECT_EQ(m_eventLog.reports[0].type, EVENTLOG_ERROR_TYPE);
+    EXPECT_THAT(m_eventLog.reports[0].strings, ElementsAre(L"Probe", L"Service failed to stop."));
 }
 
 TEST_F(ServiceBaseTest, PauseReportsPausePendingThenPausedBothWithCheckPoints)
 {
     EXPECT_EQ(Control(SERVICE_CONTROL_PAUSE), 0u);
-    EXPECT_THAT(service_.calls, ElementsAre("OnPause"));
+    EXPECT_THAT(m_service.calls, ElementsAre("OnPause"));
     EXPECT_THAT(Reports(), ElementsAre(Report{SERVICE_PAUSE_PENDING, 1, 0, 0}, Report{SERVICE_PAUSED, 2, 0, 0}));
 }
 
 TEST_F(ServiceBaseTest, PauseWithAThrownCodeReportsRunning)
 {
-    service_.throws = ProbeService::Throw::Win32Code;
+    m_service.throws = ProbeService::Throw::Win32Code;
     Control(SERVICE_CONTROL_PAUSE);
     EXPECT_THAT(Reports(), ElementsAre(Report{SERVICE_PAUSE_PENDING, 1, 0, 0}, Report{SERVICE_RUNNING, 0, 0, 0}));
-    ASSERT_EQ(eventLog_.reports.size(), 1u);
-    EXPECT_THAT(eventLog_.reports[0].strings, ElementsAre(L"Probe", L"Service Pause failed w/err 0x00000005"));
+    ASSERT_EQ(m_eventLog.reports.size(), 1u);
+    EXPECT_THAT(m_eventLog.reports[0].strings, ElementsAre(L"Probe", L"Service Pause failed w/err 0x00000005"));
 }
 
 TEST_F(ServiceBaseTest, PauseWithAnyOtherExceptionReportsRunning)
 {
-    service_.throws = ProbeService::Throw::Other;
+    m_service.throws = ProbeService::Throw::Other;
     Control(SERVICE_CONTROL_PAUSE);
     EXPECT_THAT(Reports(), ElementsAre(Report{SERVICE_PAUSE_PENDING, 1, 0, 0}, Report{SERVICE_RUNNING, 0, 0, 0}));
-    ASSERT_EQ(eventLog_.reports.size(), 1u);
-    EXPECT_THAT(eventLog_.reports[0].strings, ElementsAre(L"Probe", L"Service failed to pause."));
+    ASSERT_EQ(m_eventLog.reports.size(), 1u);
+    EXPECT_THAT(m_eventLog.reports[0].strings, ElementsAre(L"Probe", L"Service failed to pause."));
 }
 
 TEST_F(ServiceBaseTest, ContinueReportsContinuePendingThenRunning)
 {
     EXPECT_EQ(Control(SERVICE_CONTROL_CONTINUE), 0u);
-    EXPECT_THAT(service_.calls, ElementsAre("OnContinue"));
+    EXPECT_THAT(m_service.calls, ElementsAre("OnContinue"));
     EXPECT_THAT(Reports(), ElementsAre(Report{SERVICE_CONTINUE_PENDING, 1, 0, 0}, Report{SERVICE_RUNNING, 0, 0, 0}));
 }
 
 TEST_F(ServiceBaseTest, ContinueWithAThrownCodeReportsPaused)
 {
-    service_.throws = ProbeService::Throw::Win32Code;
+    m_service.throws = ProbeService::Throw::Win32Code;
     Control(SERVICE_CONTROL_CONTINUE);
     EXPECT_THAT(Reports(), ElementsAre(Report{SERVICE_CONTINUE_PENDING, 1, 0, 0}, Report{SERVICE_PAUSED, 2, 0, 0}));
-    ASSERT_EQ(eventLog_.reports.size(), 1u);
-    EXPECT_THAT(eventLog_.reports[0].strings, ElementsAre(L"Probe", L"Service Continue failed w/err 0x00000005"));
+    ASSERT_EQ(m_eventLog.reports.size(), 1u);
+    EXPECT_THAT(m_eventLog.reports[0].strings, ElementsAre(L"Probe", L"Service Continue failed w/err 0x00000005"));
 }
 
 TEST_F(ServiceBaseTest, ContinueWithAnyOtherExceptionReportsPaused)
 {
-    service_.throws = ProbeService::Throw::Other;
+    m_service.throws = ProbeService::Throw::Other;
     Control(SERVICE_CONTROL_CONTINUE);
     EXPECT_THAT(Reports(), ElementsAre(Report{SERVICE_CONTINUE_PENDING, 1, 0, 0}, Report{SERVICE_PAUSED, 2, 0, 0}));
-    ASSERT_EQ(eventLog_.reports.size(), 1u);
-    EXPECT_THAT(eventLog_.reports[0].strings, ElementsAre(L"Probe", L"Service failed to resume."));
+    ASSERT_EQ(m_eventLog.reports.size(), 1u);
+    EXPECT_THAT(m_eventLog.reports[0].strings, ElementsAre(L"Probe", L"Service failed to resume."));
 }
 
 TEST_F(ServiceBaseTest, ShutdownReportsStopPendingThenStopped)
 {
     EXPECT_EQ(Control(SERVICE_CONTROL_SHUTDOWN), 0u);
-    EXPECT_THAT(service_.calls, ElementsAre("OnShutdown"));
+    EXPECT_THAT(m_service.calls, ElementsAre("OnShutdown"));
     EXPECT_THAT(Reports(), ElementsAre(Report{SERVICE_STOP_PENDING, 1, 0, 0}, Report{SERVICE_STOPPED, 0, 0, 0}));
 }
 
 TEST_F(ServiceBaseTest, ShutdownWithAThrownCodeReportsNothingFurther)
 {
-    service_.throws = ProbeService::Throw::Win32Code;
+    m_service.throws = ProbeService::Throw::Win32Code;
     Control(SERVICE_CONTROL_SHUTDOWN);
     EXPECT_THAT(Reports(), ElementsAre(Report{SERVICE_STOP_PENDING, 1, 0, 0}));
-    ASSERT_EQ(eventLog_.reports.size(), 1u);
-    EXPECT_THAT(eventLog_.reports[0].strings, ElementsAre(L"Probe", L"Service Shutdown failed w/err 0x00000005"));
+    ASSERT_EQ(m_eventLog.reports.size(), 1u);
+    EXPECT_THAT(m_eventLog.reports[0].strings, ElementsAre(L"Probe", L"Service Shutdown failed w/err 0x00000005"));
 }
 
 TEST_F(ServiceBaseTest, ShutdownWithAnyOtherExceptionReportsNothingFurther)
 {
-    service_.throws = ProbeService::Throw::Other;
+    m_service.throws = ProbeService::Throw::Other;
     Control(SERVICE_CONTROL_SHUTDOWN);
     EXPECT_THAT(Reports(), ElementsAre(Report{SERVICE_STOP_PENDING, 1, 0, 0}));
-    ASSERT_EQ(eventLog_.reports.size(), 1u);
-    EXPECT_THAT(eventLog_.reports[0].strings, ElementsAre(L"Probe", L"Service failed to shut down."));
+    ASSERT_EQ(m_eventLog.reports.size(), 1u);
+    EXPECT_THAT(m_eventLog.reports[0].strings, ElementsAre(L"Probe", L"Service failed to shut down."));
 }
 
 TEST_F(ServiceBaseTest, PreshutdownBehavesAsShutdown)
 {
     EXPECT_EQ(Control(SERVICE_CONTROL_PRESHUTDOWN), 0u);
-    EXPECT_THAT(service_.calls, ElementsAre("OnShutdown"));
+    EXPECT_THAT(m_service.calls, ElementsAre("OnShutdown"));
     EXPECT_THAT(Reports(), ElementsAre(Report{SERVICE_STOP_PENDING, 1, 0, 0}, Report{SERVICE_STOPPED, 0, 0, 0}));
 }
 
@@ -328,24 +327,25 @@ TEST_F(ServiceBaseTest, ASecondShutdownAfterStoppedRunsOnShutdownAgain)
     Control(SERVICE_CONTROL_STOP);
     Control(SERVICE_CONTROL_SHUTDOWN);
     Control(SERVICE_CONTROL_PRESHUTDOWN);
-    EXPECT_THAT(service_.calls, ElementsAre("OnStop", "OnShutdown", "OnShutdown"));
-    EXPECT_THAT(Reports(), ElementsAre(Report{SERVICE_STOP_PENDING, 1, 0, 0}, Report{SERVICE_STOPPED, 0, 0, 0},
-                                       Report{SERVICE_STOP_PENDING, 2, 0, 0}, Report{SERVICE_STOPPED, 0, 0, 0},
-                                       Report{SERVICE_STOP_PENDING, 3, 0, 0}, Report{SERVICE_STOPPED, 0, 0, 0}));
+    EXPECT_THAT(m_service.calls, ElementsAre("OnStop", "OnShutdown", "OnShutdown"));
+    EXPECT_THAT(Reports(),
+                ElementsAre(Report{SERVICE_STOP_PENDING, 1, 0, 0}, Report{SERVICE_STOPPED, 0, 0, 0},
+                            Report{SERVICE_STOP_PENDING, 2, 0, 0}, Report{SERVICE_STOPPED, 0, 0, 0},
+                            Report{SERVICE_STOP_PENDING, 3, 0, 0}, Report{SERVICE_STOPPED, 0, 0, 0}));
 }
 
 TEST_F(ServiceBaseTest, InterrogateDoesNothingAndReportsNothing)
 {
     EXPECT_EQ(Control(SERVICE_CONTROL_INTERROGATE), 0u);
-    EXPECT_TRUE(service_.calls.empty());
-    EXPECT_TRUE(dispatcher_.reports.empty());
+    EXPECT_TRUE(m_service.calls.empty());
+    EXPECT_TRUE(m_dispatcher.reports.empty());
 }
 
 TEST_F(ServiceBaseTest, PauseControlIsDispatchedAlthoughPauseContinueIsNotAccepted)
 {
-    EXPECT_EQ(service_.Status().dwControlsAccepted & SERVICE_ACCEPT_PAUSE_CONTINUE, 0u);
+    EXPECT_EQ(m_service.Status().dwControlsAccepted & SERVICE_ACCEPT_PAUSE_CONTINUE, 0u);
     EXPECT_EQ(Control(SERVICE_CONTROL_PAUSE), 0u);
-    EXPECT_THAT(service_.calls, ElementsAre("OnPause"));
+    EXPECT_THAT(m_service.calls, ElementsAre("OnPause"));
 }
 
 TEST_F(ServiceBaseTest, EveryOtherControlDoesNothing)
@@ -353,19 +353,20 @@ TEST_F(ServiceBaseTest, EveryOtherControlDoesNothing)
     for (DWORD control : {0ul, 6ul, 7ul, 8ul, 9ul, 10ul, 11ul, 12ul, 14ul, 16ul, 32ul, 128ul, 255ul}) {
         EXPECT_EQ(Control(control), 0u) << control;
     }
-    EXPECT_TRUE(service_.calls.empty());
-    EXPECT_TRUE(dispatcher_.reports.empty());
+    EXPECT_TRUE(m_service.calls.empty());
+    EXPECT_TRUE(m_dispatcher.reports.empty());
 }
 
 TEST_F(ServiceBaseTest, SuspendSetsTheResumeFlagLogsAndPauses)
 {
     EXPECT_EQ(Control(SERVICE_CONTROL_POWEREVENT, PBT_APMSUSPEND), 0u);
     EXPECT_TRUE(on_resumeflag);
-    EXPECT_THAT(service_.calls, ElementsAre("OnPause"));
+    EXPECT_THAT(m_service.calls, ElementsAre("OnPause"));
     EXPECT_THAT(Reports(), ElementsAre(Report{SERVICE_PAUSE_PENDING, 1, 0, 0}, Report{SERVICE_PAUSED, 2, 0, 0}));
-    EXPECT_THAT(recorder_->Tails(), ElementsAre(L"CServiceBase::HandlerEx|PBT_APMSTANDBY or PBT_APMSUSPEND",
-                                                L"CServiceBase::HandlerEx|Setting on_resumeflag to TRUE"));
-    for (const auto& record : recorder_->Records())
+    EXPECT_THAT(m_log.Lines(),
+                ElementsAre(L"Information|CServiceBase::HandlerEx|PBT_APMSTANDBY or PBT_APMSUSPEND",
+                            L"Information|CServiceBase::HandlerEx|Setting on_resumeflag to TRUE"));
+    for (const auto& record : m_log.Records())
         EXPECT_EQ(record.Level(), QX::Shared::LevelInformation);
 }
 
@@ -373,8 +374,8 @@ TEST_F(ServiceBaseTest, StandbyBehavesAsSuspend)
 {
     EXPECT_EQ(Control(SERVICE_CONTROL_POWEREVENT, PBT_APMSTANDBY), 0u);
     EXPECT_TRUE(on_resumeflag);
-    EXPECT_THAT(service_.calls, ElementsAre("OnPause"));
-    EXPECT_EQ(recorder_->Records().size(), 2u);
+    EXPECT_THAT(m_service.calls, ElementsAre("OnPause"));
+    EXPECT_EQ(m_log.Records().size(), 2u);
 }
 
 TEST_F(ServiceBaseTest, TwoSuspendsInARowSetTheFlagAndPauseAgainWithRisingCheckPoints)
@@ -383,17 +384,18 @@ TEST_F(ServiceBaseTest, TwoSuspendsInARowSetTheFlagAndPauseAgainWithRisingCheckP
     on_resumeflag = false;
     Control(SERVICE_CONTROL_POWEREVENT, PBT_APMSUSPEND);
     EXPECT_TRUE(on_resumeflag);
-    EXPECT_THAT(service_.calls, ElementsAre("OnPause", "OnPause"));
-    EXPECT_THAT(Reports(), ElementsAre(Report{SERVICE_PAUSE_PENDING, 1, 0, 0}, Report{SERVICE_PAUSED, 2, 0, 0},
-                                       Report{SERVICE_PAUSE_PENDING, 3, 0, 0}, Report{SERVICE_PAUSED, 4, 0, 0}));
+    EXPECT_THAT(m_service.calls, ElementsAre("OnPause", "OnPause"));
+    EXPECT_THAT(Reports(),
+                ElementsAre(Report{SERVICE_PAUSE_PENDING, 1, 0, 0}, Report{SERVICE_PAUSED, 2, 0, 0},
+                            Report{SERVICE_PAUSE_PENDING, 3, 0, 0}, Report{SERVICE_PAUSED, 4, 0, 0}));
 }
 
 TEST_F(ServiceBaseTest, AutomaticResumeContinues)
 {
     Control(SERVICE_CONTROL_POWEREVENT, PBT_APMSUSPEND);
-    dispatcher_.reports.clear();
+    m_dispatcher.reports.clear();
     EXPECT_EQ(Control(SERVICE_CONTROL_POWEREVENT, PBT_APMRESUMEAUTOMATIC), 0u);
-    EXPECT_THAT(service_.calls, ElementsAre("OnPause", "OnContinue"));
+    EXPECT_THAT(m_service.calls, ElementsAre("OnPause", "OnContinue"));
     EXPECT_THAT(Reports(), ElementsAre(Report{SERVICE_CONTINUE_PENDING, 3, 0, 0}, Report{SERVICE_RUNNING, 0, 0, 0}));
 }
 
@@ -405,8 +407,8 @@ TEST_F(ServiceBaseTest, EveryOtherPowerEventDoesNothing)
         EXPECT_EQ(Control(SERVICE_CONTROL_POWEREVENT, eventType), 0u) << eventType;
     }
     EXPECT_EQ(Control(SERVICE_CONTROL_POWEREVENT, PBT_POWERSETTINGCHANGE), 0u);
-    EXPECT_TRUE(service_.calls.empty());
-    EXPECT_TRUE(dispatcher_.reports.empty());
+    EXPECT_TRUE(m_service.calls.empty());
+    EXPECT_TRUE(m_dispatcher.reports.empty());
     EXPECT_FALSE(on_resumeflag);
 }
 
@@ -414,18 +416,43 @@ TEST_F(ServiceBaseTest, ResumeCriticalSuspendAndStandbyDoNotContinue)
 {
     for (DWORD eventType : {6ul, 7ul, 8ul})
         Control(SERVICE_CONTROL_POWEREVENT, eventType);
-    EXPECT_TRUE(service_.calls.empty());
-    EXPECT_TRUE(dispatcher_.reports.empty());
+    EXPECT_TRUE(m_service.calls.empty());
+    EXPECT_TRUE(m_dispatcher.reports.empty());
 }
 
-TEST_F(ServiceBaseTest, BaseOnContinueRunsTheResumeHandlerUnderItsOwnName)
+// A resume handler that logs under its own name and counts its runs.
+int resumeHandlerRuns = 0;
+bool CountingResumeHandler()
 {
-    service_.BaseOnContinue();
-    const std::vector<std::wstring> tails = recorder_->Tails();
-    ASSERT_GE(tails.size(), 4u);
-    EXPECT_EQ(tails.front(), L"CServiceBase::OnContinue|");
-    EXPECT_EQ(tails[1], L"NLMUtils::SystemResumeHandler|");
-    EXPECT_EQ(tails.back(), L"CServiceBase::OnContinue|");
+    ++resumeHandlerRuns;
+    QX::Shared::FunctionLog("Probe::Resume").Log(QX::Shared::LevelInformation, L"resumed");
+    return false;  // ignored
+}
+
+// Hands a resume handler to the service base for the life of the object.
+class ScopedResumeHandler {
+public:
+    explicit ScopedResumeHandler(CServiceBase::ResumeHandler handler) { CServiceBase::SetResumeHandler(handler); }
+    ~ScopedResumeHandler() { CServiceBase::SetResumeHandler(nullptr); }
+};
+
+TEST_F(ServiceBaseTest, BaseOnContinueRunsTheHandedOverResumeHandlerWithinItsScope)
+{
+    resumeHandlerRuns = 0;
+    ScopedResumeHandler handler(&CountingResumeHandler);
+    m_service.BaseOnContinue();
+    EXPECT_EQ(resumeHandlerRuns, 1);
+    EXPECT_THAT(m_log.Lines(),
+                ElementsAre(L"TraceIn|CServiceBase::OnContinue|", L"Information|Probe::Resume|resumed",
+                            L"TraceOut|CServiceBase::OnContinue|"));
+}
+
+TEST_F(ServiceBaseTest, BaseOnContinueWithoutAResumeHandlerOnlyLogsItsScope)
+{
+    CServiceBase::SetResumeHandler(nullptr);
+    m_service.BaseOnContinue();
+    EXPECT_THAT(m_log.Lines(),
+                ElementsAre(L"TraceIn|CServiceBase::OnContinue|", L"TraceOut|CServiceBase::OnContinue|"));
 }
 
 TEST_F(ServiceBaseTest, CheckPointCounterIsSharedByAllPendingStatesAndNeverReset)
@@ -433,56 +460,57 @@ TEST_F(ServiceBaseTest, CheckPointCounterIsSharedByAllPendingStatesAndNeverReset
     Control(SERVICE_CONTROL_PAUSE);
     Control(SERVICE_CONTROL_CONTINUE);
     Control(SERVICE_CONTROL_STOP);
-    EXPECT_THAT(Reports(), ElementsAre(Report{SERVICE_PAUSE_PENDING, 1, 0, 0}, Report{SERVICE_PAUSED, 2, 0, 0},
-                                       Report{SERVICE_CONTINUE_PENDING, 3, 0, 0}, Report{SERVICE_RUNNING, 0, 0, 0},
-                                       Report{SERVICE_STOP_PENDING, 4, 0, 0}, Report{SERVICE_STOPPED, 0, 0, 0}));
+    EXPECT_THAT(Reports(),
+                ElementsAre(Report{SERVICE_PAUSE_PENDING, 1, 0, 0}, Report{SERVICE_PAUSED, 2, 0, 0},
+                            Report{SERVICE_CONTINUE_PENDING, 3, 0, 0}, Report{SERVICE_RUNNING, 0, 0, 0},
+                            Report{SERVICE_STOP_PENDING, 4, 0, 0}, Report{SERVICE_STOPPED, 0, 0, 0}));
     EXPECT_EQ(CServiceBase::CheckPointCounter, 5u);
 }
 
 TEST_F(ServiceBaseTest, SetServiceStatusWritesStateExitCodeAndWaitHint)
 {
-    service_.SetServiceStatus(SERVICE_STOPPED, 1066, 3000);
+    m_service.SetServiceStatus(SERVICE_STOPPED, 1066, 3000);
     EXPECT_THAT(Reports(), ElementsAre(Report{SERVICE_STOPPED, 0, 1066, 3000}));
-    EXPECT_EQ(dispatcher_.reportHandles.back(), FakeServiceDispatcher::kStatusHandle);
+    EXPECT_EQ(m_dispatcher.reportHandles.back(), FakeServiceDispatcher::kStatusHandle);
 }
 
 TEST_F(ServiceBaseTest, EventLogEntryNamesTheServiceFirst)
 {
-    service_.WriteEventLogEntry(L"hello", EVENTLOG_INFORMATION_TYPE);
-    ASSERT_EQ(eventLog_.reports.size(), 1u);
-    const FakeEventLog::Report& report = eventLog_.reports[0];
+    m_service.WriteEventLogEntry(L"hello", EVENTLOG_INFORMATION_TYPE);
+    ASSERT_EQ(m_eventLog.reports.size(), 1u);
+    const FakeEventLog::Report& report = m_eventLog.reports[0];
     EXPECT_EQ(report.source, L"Probe");
     EXPECT_EQ(report.type, EVENTLOG_INFORMATION_TYPE);
     EXPECT_EQ(report.category, 0);
     EXPECT_EQ(report.id, 0u);
     EXPECT_FALSE(report.rawData);
     EXPECT_THAT(report.strings, ElementsAre(L"Probe", L"hello"));
-    EXPECT_EQ(eventLog_.openSources, 0);
+    EXPECT_EQ(m_eventLog.openSources, 0);
 }
 
 TEST_F(ServiceBaseTest, NoEventSourceNoReport)
 {
-    eventLog_.registrationFails = true;
-    service_.WriteEventLogEntry(L"hello", EVENTLOG_INFORMATION_TYPE);
-    service_.WriteErrorLogEntry(L"Service Start", 5);
-    EXPECT_TRUE(eventLog_.reports.empty());
+    m_eventLog.Fail(FakeEventLog::Failure::RegisterEventSource, ERROR_ACCESS_DENIED);
+    m_service.WriteEventLogEntry(L"hello", EVENTLOG_INFORMATION_TYPE);
+    m_service.WriteErrorLogEntry(L"Service Start", 5);
+    EXPECT_TRUE(m_eventLog.reports.empty());
 }
 
 TEST_F(ServiceBaseTest, ErrorLogEntryIsCutAt259Characters)
 {
     const std::wstring function(300, L'f');
-    service_.WriteErrorLogEntry(function.c_str(), 5);
-    ASSERT_EQ(eventLog_.reports.size(), 1u);
-    EXPECT_EQ(eventLog_.reports[0].type, EVENTLOG_ERROR_TYPE);
-    EXPECT_EQ(eventLog_.reports[0].strings[1], std::wstring(259, L'f'));
+    m_service.WriteErrorLogEntry(function.c_str(), 5);
+    ASSERT_EQ(m_eventLog.reports.size(), 1u);
+    EXPECT_EQ(m_eventLog.reports[0].type, EVENTLOG_ERROR_TYPE);
+    EXPECT_EQ(m_eventLog.reports[0].strings[1], std::wstring(259, L'f'));
 }
 
 TEST_F(ServiceBaseTest, ErrorLogEntryJustFitting)
 {
     // "<f> failed w/err 0x00000005" is 27 characters beyond the function text.
     const std::wstring function(232, L'f');
-    service_.WriteErrorLogEntry(function.c_str(), 5);
-    EXPECT_EQ(eventLog_.reports[0].strings[1], function + L" failed w/err 0x00000005");
+    m_service.WriteErrorLogEntry(function.c_str(), 5);
+    EXPECT_EQ(m_eventLog.reports[0].strings[1], function + L" failed w/err 0x00000005");
 }
 
-} // namespace
+}  // namespace

@@ -4,7 +4,7 @@
 #include "service/Utils.h"
 
 #include "fakes/RecordingListener.h"
-#include "logging/LoggerSlot.h"
+#include "fakes/FakeComRuntime.h"
 #include "platform/Api.h"
 
 #include <gmock/gmock.h>
@@ -17,27 +17,6 @@ namespace {
 
 using testing::ElementsAre;
 
-// What the scripted COM calls saw; reset by each test.
-struct ComCalls {
-    int initializations = 0;
-    DWORD concurrencyModel = ~0u;
-    int securityCalls = 0;
-    bool descriptorValid = false;
-    LONG authenticationServices = 0;
-    bool nullPointers = false;  // service list and both reserved pointers, authentication list
-    DWORD authenticationLevel = ~0u;
-    DWORD impersonationLevel = ~0u;
-    DWORD capabilities = ~0u;
-    bool hasOwner = false;
-    bool hasGroup = false;
-    // The DACL's entries, in order: SID text and access mask.
-    std::vector<std::pair<std::wstring, ACCESS_MASK>> entries;
-    int uninitializations = 0;
-    HRESULT initializeResult = S_OK;
-    HRESULT securityResult = S_OK;
-};
-ComCalls calls;
-
 // The name of one of the three accounts the descriptor is expected to hold.
 std::wstring SidText(PSID sid)
 {
@@ -45,85 +24,83 @@ std::wstring SidText(PSID sid)
         BYTE buffer[SECURITY_MAX_SID_SIZE];
         DWORD bufferSize = sizeof(buffer);
         if (CreateWellKnownSid(type, nullptr, buffer, &bufferSize) && EqualSid(sid, buffer))
-            return type == WinLocalSystemSid ? L"LocalSystem" : type == WinBuiltinAdministratorsSid ? L"Administrators"
-                                                                                                      : L"Users";
+            return type == WinLocalSystemSid          ? L"LocalSystem"
+                : type == WinBuiltinAdministratorsSid ? L"Administrators"
+                                                      : L"Users";
     }
     return L"other";
 }
 
-HRESULT WINAPI FakeCoInitializeEx(LPVOID, DWORD model)
-{
-    ++calls.initializations;
-    calls.concurrencyModel = model;
-    return calls.initializeResult;
-}
+// What the descriptor handed to the security call holds.
+struct Descriptor {
+    bool valid = false;
+    bool hasOwner = false;
+    bool hasGroup = false;
+    // The DACL's entries, in order: account and access mask.
+    std::vector<std::pair<std::wstring, ACCESS_MASK>> entries;
+};
 
-HRESULT WINAPI FakeCoInitializeSecurity(PSECURITY_DESCRIPTOR descriptor, LONG services,
-                                        SOLE_AUTHENTICATION_SERVICE* serviceList, void* reserved1,
-                                        DWORD authentication, DWORD impersonation, void* authenticationList,
-                                        DWORD capabilities, void* reserved3)
+Descriptor Read(const std::vector<BYTE>& copy)
 {
-    ++calls.securityCalls;
-    calls.descriptorValid = descriptor != nullptr && IsValidSecurityDescriptor(descriptor);
-    calls.authenticationServices = services;
-    calls.nullPointers = serviceList == nullptr && reserved1 == nullptr && authenticationList == nullptr &&
-                         reserved3 == nullptr;
-    calls.authenticationLevel = authentication;
-    calls.impersonationLevel = impersonation;
-    calls.capabilities = capabilities;
-    if (calls.descriptorValid) {
-        PSID owner = nullptr;
-        PSID group = nullptr;
-        BOOL defaulted = FALSE;
-        calls.hasOwner = GetSecurityDescriptorOwner(descriptor, &owner, &defaulted) && owner != nullptr;
-        calls.hasGroup = GetSecurityDescriptorGroup(descriptor, &group, &defaulted) && group != nullptr;
-        BOOL present = FALSE;
-        PACL dacl = nullptr;
-        if (GetSecurityDescriptorDacl(descriptor, &present, &dacl, &defaulted) && present && dacl) {
-            for (DWORD i = 0; i < dacl->AceCount; ++i) {
-                void* ace = nullptr;
-                if (GetAce(dacl, i, &ace) &&
-                    static_cast<ACE_HEADER*>(ace)->AceType == ACCESS_ALLOWED_ACE_TYPE) {
-                    auto* allowed = static_cast<ACCESS_ALLOWED_ACE*>(ace);
-                    calls.entries.emplace_back(SidText(&allowed->SidStart), allowed->Mask);
-                }
+    Descriptor result;
+    auto* descriptor = const_cast<BYTE*>(copy.data());
+    result.valid = !copy.empty() && IsValidSecurityDescriptor(descriptor);
+    if (!result.valid)
+        return result;
+    PSID owner = nullptr;
+    PSID group = nullptr;
+    BOOL defaulted = FALSE;
+    result.hasOwner = GetSecurityDescriptorOwner(descriptor, &owner, &defaulted) && owner != nullptr;
+    result.hasGroup = GetSecurityDescriptorGroup(descriptor, &group, &defaulted) && group != nullptr;
+    BOOL present = FALSE;
+    PACL dacl = nullptr;
+    if (GetSecurityDescriptorDacl(descriptor, &present, &dacl, &defaulted) && present && dacl) {
+        for (DWORD i = 0; i < dacl->AceCount; ++i) {
+            void* ace = nullptr;
+            if (GetAce(dacl, i, &ace) && static_cast<ACE_HEADER*>(ace)->AceType == ACCESS_ALLOWED_ACE_TYPE) {
+                auto* allowed = static_cast<ACCESS_ALLOWED_ACE*>(ace);
+                result.entries.emplace_back(SidText(&allowed->SidStart), allowed->Mask);
             }
         }
     }
-    return calls.securityResult;
+    return result;
 }
 
-void WINAPI FakeCoUninitialize() { ++calls.uninitializations; }
+// The account whose SID cannot be made, if any.
+WELL_KNOWN_SID_TYPE failingAccount = WinNullSid;
+
+BOOL WINAPI CreateWellKnownSidFailingOne(WELL_KNOWN_SID_TYPE type, PSID domain, PSID sid, DWORD* size)
+{
+    if (type == failingAccount) {
+        SetLastError(ERROR_INVALID_PARAMETER);
+        return FALSE;
+    }
+    return ::CreateWellKnownSid(type, domain, sid, size);
+}
 
 class UtilsSecurityTest : public testing::Test {
 protected:
-    UtilsSecurityTest() : logger_(fakes::LoggerWithRecorder(recorder_))
-    {
-        calls = ComCalls();
-        seam_->CoInitializeEx = &FakeCoInitializeEx;
-        seam_->CoInitializeSecurity = &FakeCoInitializeSecurity;
-        seam_->CoUninitialize = &FakeCoUninitialize;
-    }
+    using Failure = fakes::FakeComRuntime::Failure;
 
-    fakes::RecordingListener* recorder_ = nullptr;
-    QX::Shared::ScopedLoggerForTesting logger_;
-    os::ScopedApiOverride seam_;
+    fakes::RecordingLog m_log;
+    fakes::FakeComRuntime m_com;
 };
 
 TEST_F(UtilsSecurityTest, AFailedComInitialisationIsLoggedAndReturned)
 {
-    calls.initializeResult = E_UNEXPECTED;
+    m_com.Fail(Failure::Initialize, E_UNEXPECTED);
     EXPECT_EQ(Utils::InitializeSecurity(), E_UNEXPECTED);
-    EXPECT_THAT(recorder_->Tails(), ElementsAre(L"Utils::InitializeSecurity|",
-                                                L"Utils::InitializeSecurity|CoInitializeEx failed. Error: 0x8000FFFF",
-                                                L"Utils::InitializeSecurity|InitializeSecurity : HRESULT: 0x8000FFFF"));
+    EXPECT_THAT(m_log.Lines(),
+                ElementsAre(L"TraceIn|Utils::InitializeSecurity|",
+                            L"Error|Utils::InitializeSecurity|CoInitializeEx failed. Error: 0x8000FFFF",
+                            L"TraceOut|Utils::InitializeSecurity|InitializeSecurity : HRESULT: 0x8000FFFF"));
 }
 
 TEST_F(UtilsSecurityTest, AFailedComInitialisationIsAnErrorRecord)
 {
-    calls.initializeResult = E_UNEXPECTED;
+    m_com.Fail(Failure::Initialize, E_UNEXPECTED);
     Utils::InitializeSecurity();
-    const auto records = recorder_->Records();
+    const auto records = m_log.Records();
     ASSERT_EQ(records.size(), 3u);
     EXPECT_EQ(records[0].Level(), QX::Shared::LevelTraceIn);
     EXPECT_EQ(records[1].Level(), QX::Shared::LevelError);
@@ -132,81 +109,139 @@ TEST_F(UtilsSecurityTest, AFailedComInitialisationIsAnErrorRecord)
 
 TEST_F(UtilsSecurityTest, AFailedComInitialisationSetsNoSecurityAndStillUninitialises)
 {
-    calls.initializeResult = E_OUTOFMEMORY;
+    m_com.Fail(Failure::Initialize, E_OUTOFMEMORY);
     EXPECT_EQ(Utils::InitializeSecurity(), E_OUTOFMEMORY);
-    EXPECT_EQ(calls.securityCalls, 0);
-    EXPECT_EQ(calls.uninitializations, 1);
+    EXPECT_EQ(m_com.securityCalls.size(), 0u);
+    EXPECT_EQ(m_com.uninitializations, 1);
 }
 
 TEST_F(UtilsSecurityTest, AFailedSecuritySetIsLoggedAndReturned)
 {
-    calls.securityResult = RPC_E_TOO_LATE;
+    m_com.Fail(Failure::InitializeSecurity, RPC_E_TOO_LATE);
     EXPECT_EQ(Utils::InitializeSecurity(), RPC_E_TOO_LATE);
-    EXPECT_THAT(recorder_->Tails(),
-                ElementsAre(L"Utils::InitializeSecurity|",
-                            L"Utils::InitializeSecurity|CoInitializeSecurity failed. Error: 0x80010119",
-                            L"Utils::InitializeSecurity|InitializeSecurity : HRESULT: 0x80010119"));
-    EXPECT_EQ(recorder_->Records()[1].Level(), QX::Shared::LevelError);
+    EXPECT_THAT(m_log.Lines(),
+                ElementsAre(L"TraceIn|Utils::InitializeSecurity|",
+                            L"Error|Utils::InitializeSecurity|CoInitializeSecurity failed. Error: 0x80010119",
+                            L"TraceOut|Utils::InitializeSecurity|InitializeSecurity : HRESULT: 0x80010119"));
 }
 
 TEST_F(UtilsSecurityTest, AFailedSecuritySetStillUninitialisesOnce)
 {
-    calls.securityResult = E_ACCESSDENIED;
+    m_com.Fail(Failure::InitializeSecurity, E_ACCESSDENIED);
     EXPECT_EQ(Utils::InitializeSecurity(), E_ACCESSDENIED);
-    EXPECT_EQ(calls.initializations, 1);
-    EXPECT_EQ(calls.securityCalls, 1);
-    EXPECT_EQ(calls.uninitializations, 1);
+    EXPECT_EQ(m_com.initializations, 1);
+    EXPECT_EQ(m_com.securityCalls.size(), 1u);
+    EXPECT_EQ(m_com.uninitializations, 1);
 }
 
 TEST_F(UtilsSecurityTest, SuccessLogsOnlyEntryAndExit)
 {
     EXPECT_EQ(Utils::InitializeSecurity(), S_OK);
-    EXPECT_THAT(recorder_->Tails(), ElementsAre(L"Utils::InitializeSecurity|",
-                                                L"Utils::InitializeSecurity|InitializeSecurity : HRESULT: 0x00000000"));
-    EXPECT_EQ(calls.uninitializations, 1);
+    EXPECT_THAT(m_log.Lines(),
+                ElementsAre(L"TraceIn|Utils::InitializeSecurity|",
+                            L"TraceOut|Utils::InitializeSecurity|InitializeSecurity : HRESULT: 0x00000000"));
+    EXPECT_EQ(m_com.uninitializations, 1);
 }
 
 TEST_F(UtilsSecurityTest, TheApartmentIsSingleThreaded)
 {
     Utils::InitializeSecurity();
-    EXPECT_EQ(calls.concurrencyModel, static_cast<DWORD>(COINIT_APARTMENTTHREADED));
+    EXPECT_EQ(m_com.concurrencyModel, static_cast<DWORD>(COINIT_APARTMENTTHREADED));
 }
 
 TEST_F(UtilsSecurityTest, AnAlreadyInitialisedApartmentStillSetsTheSecurity)
 {
-    calls.initializeResult = S_FALSE;
+    m_com.Fail(Failure::Initialize, S_FALSE);
     EXPECT_EQ(Utils::InitializeSecurity(), S_OK);
-    EXPECT_EQ(calls.securityCalls, 1);
-    EXPECT_EQ(calls.uninitializations, 1);
+    EXPECT_EQ(m_com.securityCalls.size(), 1u);
+    EXPECT_EQ(m_com.uninitializations, 1);
 }
 
 TEST_F(UtilsSecurityTest, SecurityIsConnectAuthenticationWithIdentifyImpersonation)
 {
     Utils::InitializeSecurity();
-    ASSERT_EQ(calls.securityCalls, 1);
-    EXPECT_EQ(calls.authenticationServices, -1);
-    EXPECT_TRUE(calls.nullPointers);
-    EXPECT_EQ(calls.authenticationLevel, static_cast<DWORD>(RPC_C_AUTHN_LEVEL_CONNECT));
-    EXPECT_EQ(calls.impersonationLevel, static_cast<DWORD>(RPC_C_IMP_LEVEL_IDENTIFY));
-    EXPECT_EQ(calls.capabilities, static_cast<DWORD>(EOAC_NONE));
+    ASSERT_EQ(m_com.securityCalls.size(), 1u);
+    const fakes::FakeComRuntime::SecurityCall& call = m_com.securityCalls[0];
+    EXPECT_EQ(call.authenticationServices, -1);
+    EXPECT_TRUE(call.nullPointers);
+    EXPECT_EQ(call.authenticationLevel, static_cast<DWORD>(RPC_C_AUTHN_LEVEL_CONNECT));
+    EXPECT_EQ(call.impersonationLevel, static_cast<DWORD>(RPC_C_IMP_LEVEL_IDENTIFY));
+    EXPECT_EQ(call.capabilities, static_cast<DWORD>(EOAC_NONE));
 }
 
 TEST_F(UtilsSecurityTest, TheDescriptorHasTheProcessOwnerAndGroup)
 {
     Utils::InitializeSecurity();
-    EXPECT_TRUE(calls.descriptorValid);
-    EXPECT_TRUE(calls.hasOwner);
-    EXPECT_TRUE(calls.hasGroup);
+    ASSERT_EQ(m_com.securityCalls.size(), 1u);
+    const Descriptor descriptor = Read(m_com.securityCalls[0].descriptor);
+    EXPECT_TRUE(descriptor.valid);
+    EXPECT_TRUE(descriptor.hasOwner);
+    EXPECT_TRUE(descriptor.hasGroup);
 }
 
 TEST_F(UtilsSecurityTest, TheDescriptorLetsSystemAdministratorsAndUsersExecute)
 {
     Utils::InitializeSecurity();
     const ACCESS_MASK comRightsExecute = 1;
-    EXPECT_THAT(calls.entries, ElementsAre(std::make_pair(std::wstring(L"LocalSystem"), comRightsExecute),
-                                           std::make_pair(std::wstring(L"Administrators"), comRightsExecute),
-                                           std::make_pair(std::wstring(L"Users"), comRightsExecute)));
+    ASSERT_EQ(m_com.securityCalls.size(), 1u);
+    EXPECT_THAT(Read(m_com.securityCalls[0].descriptor).entries,
+                ElementsAre(std::make_pair(std::wstring(L"LocalSystem"), comRightsExecute),
+                            std::make_pair(std::wstring(L"Administrators"), comRightsExecute),
+                            std::make_pair(std::wstring(L"Users"), comRightsExecute)));
 }
+
+TEST_F(UtilsSecurityTest, WithoutMemoryForTheSidNothingIsSetAndTheFailureIsReturned)
+{
+    os::ScopedApiOverride seam;
+    seam->LocalAlloc = [](UINT, SIZE_T) -> HLOCAL { return nullptr; };
+    EXPECT_EQ(Utils::InitializeSecurity(), E_FAIL);
+    EXPECT_EQ(m_com.initializations, 0);
+    EXPECT_TRUE(m_com.securityCalls.empty());
+    EXPECT_THAT(m_log.Lines(),
+                ElementsAre(L"TraceIn|Utils::InitializeSecurity|",
+                            L"Error|Utils::InitializeSecurity|LocalAlloc failed for PSID"));
+}
+
+struct AccountFailure {
+    WELL_KNOWN_SID_TYPE account;
+    const wchar_t* line;
+    std::vector<std::wstring> remaining;  // the accounts still in the descriptor
+};
+
+class UtilsSecurityAccountTest : public UtilsSecurityTest, public testing::WithParamInterface<AccountFailure> { };
+
+TEST_P(UtilsSecurityAccountTest, AnAccountWhoseSidCannotBeMadeIsLoggedAndLeftOut)
+{
+    os::ScopedApiOverride seam;
+    seam->CreateWellKnownSid = &CreateWellKnownSidFailingOne;
+    failingAccount = GetParam().account;
+    EXPECT_EQ(Utils::InitializeSecurity(), S_OK);
+    failingAccount = WinNullSid;
+    EXPECT_THAT(m_log.Lines(),
+                ElementsAre(L"TraceIn|Utils::InitializeSecurity|", GetParam().line,
+                            L"TraceOut|Utils::InitializeSecurity|InitializeSecurity : HRESULT: 0x00000000"));
+    ASSERT_EQ(m_com.securityCalls.size(), 1u);
+    std::vector<std::wstring> accounts;
+    for (const auto& entry : Read(m_com.securityCalls[0].descriptor).entries)
+        accounts.push_back(entry.first);
+    EXPECT_EQ(accounts, GetParam().remaining);
+}
+
+INSTANTIATE_TEST_SUITE_P(
+    EachAccount, UtilsSecurityAccountTest,
+    testing::Values(
+        AccountFailure{
+            WinLocalSystemSid,
+            L"Error|Utils::InitializeSecurity|CreateWellKnownSid with WinLocalSystemSid failed. Error: 0x00000057",
+            {L"Administrators", L"Users"}},
+        AccountFailure{WinBuiltinAdministratorsSid,
+                       L"Error|Utils::InitializeSecurity|CreateWellKnownSid with WinBuiltinAdministratorsSid failed.  "
+                       L"Error: 0x00000057",
+                       {L"LocalSystem", L"Users"}},
+        AccountFailure{WinBuiltinUsersSid,
+                       L"Error|Utils::InitializeSecurity|CreateWellKnownSid with WinBuiltinUsersSid failed.  Error: "
+                       L"0x00000057",
+                       {L"LocalSystem", L"Administrators"}}));
 
 // The real calls. On Windows only the first CoInitializeSecurity of a
 // process succeeds and later ones give RPC_E_TOO_LATE; Wine 8's is a stub
@@ -214,20 +249,19 @@ TEST_F(UtilsSecurityTest, TheDescriptorLetsSystemAdministratorsAndUsersExecute)
 // this process (it sets the security too) does not change the result here.
 TEST(UtilsSecurityRealComTest, SucceedsWithWinesComEveryTime)
 {
-    fakes::RecordingListener* recorder = nullptr;
-    QX::Shared::ScopedLoggerForTesting logger(fakes::LoggerWithRecorder(recorder));
+    fakes::RecordingLog log;
     EXPECT_EQ(Utils::InitializeSecurity(), S_OK);
     EXPECT_EQ(Utils::InitializeSecurity(), S_OK);
-    EXPECT_THAT(recorder->Tails(), ElementsAre(L"Utils::InitializeSecurity|",
-                                               L"Utils::InitializeSecurity|InitializeSecurity : HRESULT: 0x00000000",
-                                               L"Utils::InitializeSecurity|",
-                                               L"Utils::InitializeSecurity|InitializeSecurity : HRESULT: 0x00000000"));
+    EXPECT_THAT(log.Lines(),
+                ElementsAre(L"TraceIn|Utils::InitializeSecurity|",
+                            L"TraceOut|Utils::InitializeSecurity|InitializeSecurity : HRESULT: 0x00000000",
+                            L"TraceIn|Utils::InitializeSecurity|",
+                            L"TraceOut|Utils::InitializeSecurity|InitializeSecurity : HRESULT: 0x00000000"));
 }
 
 TEST(UtilsSecurityRealComTest, LeavesTheThreadWithoutAnApartment)
 {
-    fakes::RecordingListener* recorder = nullptr;
-    QX::Shared::ScopedLoggerForTesting logger(fakes::LoggerWithRecorder(recorder));
+    fakes::RecordingLog log;
     Utils::InitializeSecurity();
     // A multithreaded initialisation would fail with RPC_E_CHANGED_MODE if
     // the single-threaded apartment had been left open.
@@ -237,4 +271,4 @@ TEST(UtilsSecurityRealComTest, LeavesTheThreadWithoutAnApartment)
         CoUninitialize();
 }
 
-} // namespace
+}  // namespace

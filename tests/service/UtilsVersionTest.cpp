@@ -22,19 +22,19 @@ using testing::ElementsAre;
 
 class UtilsVersionTest : public testing::Test {
 protected:
-    UtilsVersionTest() : logger_(fakes::LoggerWithRecorder(recorder_))
+    UtilsVersionTest()
     {
         wchar_t temp[MAX_PATH] = {};
         GetTempPathW(MAX_PATH, temp);
-        folder_ = std::wstring(temp) + L"TessarineVersionTest";
-        CreateDirectoryW(folder_.c_str(), nullptr);
-        noVersionPath_ = folder_ + L"\\noversion.exe";
-        fakes::WriteBytes(noVersionPath_, "not a program\r\n");
+        m_folder = std::wstring(temp) + L"TessarineVersionTest";
+        CreateDirectoryW(m_folder.c_str(), nullptr);
+        m_noVersionPath = m_folder + L"\\noversion.exe";
+        fakes::WriteBytes(m_noVersionPath, "not a program\r\n");
     }
     ~UtilsVersionTest() override
     {
-        DeleteFileW(noVersionPath_.c_str());
-        RemoveDirectoryW(folder_.c_str());
+        DeleteFileW(m_noVersionPath.c_str());
+        RemoveDirectoryW(m_folder.c_str());
     }
 
     static std::wstring OwnPath()
@@ -45,22 +45,21 @@ protected:
     }
     static std::wstring Text(const Utils::VersionRecord& version)
     {
-        return std::to_wstring(version.parts[0]) + L"." + std::to_wstring(version.parts[1]) + L"." +
-               std::to_wstring(version.parts[2]) + L"." + std::to_wstring(version.parts[3]);
+        return std::to_wstring(version.parts[0]) + L"." + std::to_wstring(version.parts[1]) + L"."
+            + std::to_wstring(version.parts[2]) + L"." + std::to_wstring(version.parts[3]);
     }
     // Points the seam's GetModuleFileNameW at the file without a version.
     static DWORD WINAPI NoVersionModuleName(HMODULE, LPWSTR path, DWORD size)
     {
-        wcsncpy(path, noVersionPath_.c_str(), size);
-        return static_cast<DWORD>(noVersionPath_.size());
+        wcsncpy(path, m_noVersionPath.c_str(), size);
+        return static_cast<DWORD>(m_noVersionPath.size());
     }
 
-    std::wstring folder_;
-    static std::wstring noVersionPath_;
-    fakes::RecordingListener* recorder_ = nullptr;
-    QX::Shared::ScopedLoggerForTesting logger_;
+    std::wstring m_folder;
+    static std::wstring m_noVersionPath;
+    fakes::RecordingLog m_log;
 };
-std::wstring UtilsVersionTest::noVersionPath_;
+std::wstring UtilsVersionTest::m_noVersionPath;
 
 // Wine reports a file that is not a program as having no resource data.
 constexpr DWORD kNoVersionError = ERROR_RESOURCE_DATA_NOT_FOUND;  // 1812
@@ -73,11 +72,11 @@ TEST_F(UtilsVersionTest, BinaryVersionIsTheProjectVersion)
 TEST_F(UtilsVersionTest, BinaryVersionLogsTheQueryAndTheResult)
 {
     Utils::GetBinaryVersion();
-    EXPECT_THAT(recorder_->Tails(),
-                ElementsAre(L"Utils::GetBinaryVersion|",
-                            L"Utils::GetBinaryVersion|VerQueryValue returned size = " +
-                                std::to_wstring(sizeof(VS_FIXEDFILEINFO)),
-                            L"Utils::GetBinaryVersion|" TESSARINE_VERSION_TEXT));
+    EXPECT_THAT(m_log.Lines(),
+                ElementsAre(L"TraceIn|Utils::GetBinaryVersion|",
+                            L"Verbose|Utils::GetBinaryVersion|VerQueryValue returned size = "
+                                + std::to_wstring(sizeof(VS_FIXEDFILEINFO)),
+                            L"TraceOut|Utils::GetBinaryVersion|" TESSARINE_VERSION_TEXT));
 }
 
 TEST_F(UtilsVersionTest, BinaryVersionOfAFileWithoutAVersionResourceIsAllZero)
@@ -92,12 +91,11 @@ TEST_F(UtilsVersionTest, BinaryVersionOfAFileWithoutAVersionResourceLogsTheSizeQ
     os::ScopedApiOverride seam;
     seam->GetModuleFileNameW = &NoVersionModuleName;
     Utils::GetBinaryVersion();
-    EXPECT_THAT(recorder_->Tails(),
-                ElementsAre(L"Utils::GetBinaryVersion|",
-                            L"Utils::GetBinaryVersion|GetFileVersionInfoSize Return Value  = 0 Error Code =" +
-                                std::to_wstring(kNoVersionError),
-                            L"Utils::GetBinaryVersion|0.0.0.0"));
-    EXPECT_EQ(recorder_->Records()[1].Level(), QX::Shared::LevelError);
+    EXPECT_THAT(m_log.Lines(),
+                ElementsAre(L"TraceIn|Utils::GetBinaryVersion|",
+                            L"Error|Utils::GetBinaryVersion|GetFileVersionInfoSize Return Value  = 0 Error Code ="
+                                + std::to_wstring(kNoVersionError),
+                            L"TraceOut|Utils::GetBinaryVersion|0.0.0.0"));
 }
 
 TEST_F(UtilsVersionTest, VersionValueOfThisExecutableFillsTheRecord)
@@ -112,24 +110,24 @@ TEST_F(UtilsVersionTest, VersionValueLogsThePathAndTheVersion)
 {
     Utils::VersionRecord version;
     Utils::GetVersionValue(version, OwnPath());
-    EXPECT_THAT(recorder_->Tails(),
-                ElementsAre(L"Utils::GetVersionValue|Executable Complete Path = " + OwnPath(),
-                            L"Utils::GetVersionValue|VerQueryValue returned size = " +
-                                std::to_wstring(sizeof(VS_FIXEDFILEINFO)),
-                            L"Utils::GetVersionValue|" TESSARINE_VERSION_TEXT));
+    EXPECT_THAT(m_log.Lines(),
+                ElementsAre(L"TraceIn|Utils::GetVersionValue|Executable Complete Path = " + OwnPath(),
+                            L"Verbose|Utils::GetVersionValue|VerQueryValue returned size = "
+                                + std::to_wstring(sizeof(VS_FIXEDFILEINFO)),
+                            L"TraceOut|Utils::GetVersionValue|" TESSARINE_VERSION_TEXT));
 }
 
 TEST_F(UtilsVersionTest, VersionValueOfAFileWithoutAVersionResourceLeavesTheRecordNotFound)
 {
     Utils::VersionRecord version;
-    Utils::GetVersionValue(version, noVersionPath_);
+    Utils::GetVersionValue(version, m_noVersionPath);
     EXPECT_FALSE(version.found);
     EXPECT_THAT(version.parts, ElementsAre(0, 0, 0, 0));
-    EXPECT_THAT(recorder_->Tails(),
-                ElementsAre(L"Utils::GetVersionValue|Executable Complete Path = " + noVersionPath_,
-                            L"Utils::GetVersionValue|GetFileVersionInfoSize Return Value  = 0 Error Code =" +
-                                std::to_wstring(kNoVersionError),
-                            L"Utils::GetVersionValue|0.0.0.0"));
+    EXPECT_THAT(m_log.Lines(),
+                ElementsAre(L"TraceIn|Utils::GetVersionValue|Executable Complete Path = " + m_noVersionPath,
+                            L"Error|Utils::GetVersionValue|GetFileVersionInfoSize Return Value  = 0 Error Code ="
+                                + std::to_wstring(kNoVersionError),
+                            L"TraceOut|Utils::GetVersionValue|0.0.0.0"));
 }
 
 TEST_F(UtilsVersionTest, VersionValueOfAFileWithoutAVersionResourceKeepsWhatTheRecordHeld)
@@ -137,7 +135,7 @@ TEST_F(UtilsVersionTest, VersionValueOfAFileWithoutAVersionResourceKeepsWhatTheR
     Utils::VersionRecord version;
     version.parts[0] = 7;
     version.parts[3] = 9;
-    Utils::GetVersionValue(version, noVersionPath_);
+    Utils::GetVersionValue(version, m_noVersionPath);
     EXPECT_FALSE(version.found);
     EXPECT_THAT(version.parts, ElementsAre(7, 0, 0, 9));
 }
@@ -145,9 +143,9 @@ TEST_F(UtilsVersionTest, VersionValueOfAFileWithoutAVersionResourceKeepsWhatTheR
 TEST_F(UtilsVersionTest, VersionValueOfAMissingFileLeavesTheRecordNotFound)
 {
     Utils::VersionRecord version;
-    Utils::GetVersionValue(version, folder_ + L"\\missing.exe");
+    Utils::GetVersionValue(version, m_folder + L"\\missing.exe");
     EXPECT_FALSE(version.found);
-    EXPECT_EQ(recorder_->Tails().back(), L"Utils::GetVersionValue|0.0.0.0");
+    EXPECT_EQ(m_log.Lines().back(), L"TraceOut|Utils::GetVersionValue|0.0.0.0");
 }
 
-} // namespace
+}  // namespace

@@ -3,11 +3,16 @@
 #include "switching/MainService.h"
 
 #include "fakes/FakeComObjects.h"
+#include "fakes/FakeComRuntime.h"
+#include "fakes/FakeEvents.h"
 #include "fakes/FakeEventLog.h"
 #include "fakes/FakeScm.h"
 #include "fakes/FakeServiceDispatcher.h"
+#include "fakes/FakeThreadPool.h"
+#include "fakes/FakeWlanClient.h"
 #include "fakes/RecordingListener.h"
-#include "logging/LoggerSlot.h"
+#include "state/SwitchingState.h"
+#include "switching/ResumeHandler.h"
 
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
@@ -17,7 +22,6 @@
 
 namespace {
 
-using fakes::ComJournal;
 using testing::Contains;
 using testing::ElementsAre;
 using testing::IsEmpty;
@@ -26,7 +30,7 @@ using testing::Not;
 // Opens the protected members to the tests.
 class TestableMainService : public CMainService {
 public:
-    TestableMainService() : CMainService(L"Tessarine", true, true, false) {}
+    TestableMainService() : CMainService(L"Tessarine", true, true, false) { }
     using CMainService::m_connectionEventsCookie;
     using CMainService::m_ethernetConnections;
     using CMainService::m_fServiceRunning;
@@ -36,19 +40,19 @@ public:
     using CMainService::m_nlmEventsCookie;
     using CMainService::m_pConnectionEventsConnectionPoint;
     using CMainService::m_pMbnInterfaceManager;
-    using CMainService::m_pNetworkEventSink;
     using CMainService::m_pNetworkEventsConnectionPoint;
+    using CMainService::m_pNetworkEventSink;
     using CMainService::m_pNetworkListManager;
     using CMainService::m_pNlmEventsConnectionPoint;
-    using CMainService::m_pRadioEventSink;
     using CMainService::m_pRadioEventsConnectionPoint;
+    using CMainService::m_pRadioEventSink;
     using CMainService::m_radioEventsCookie;
     using CMainService::OnShutdown;
     using CMainService::OnStart;
     using CMainService::OnStop;
 
     // Everything the worker and the subscriptions would have set.
-    void Subscribe(ComJournal& journal)
+    void Subscribe(fakes::Journal& journal)
     {
         m_pNlmEventsConnectionPoint.Reset(new fakes::FakeConnectionPoint("nlm-point", journal));
         m_pConnectionEventsConnectionPoint.Reset(new fakes::FakeConnectionPoint("connection-point", journal));
@@ -65,87 +69,23 @@ public:
     }
 };
 
-// Records the seam's Wi-Fi, event, thread-pool and COM calls.
-struct PlatformCalls {
-    static PlatformCalls* current;
-    PlatformCalls()
-    {
-        current = this;
-        seam->WlanOpenHandle = [](DWORD version, PVOID, PDWORD negotiated, PHANDLE handle) -> DWORD {
-            current->journal.push_back("WlanOpenHandle " + std::to_string(version));
-            if (current->openError)
-                return current->openError;
-            *negotiated = 2;
-            *handle = current->wlanHandle;
-            return ERROR_SUCCESS;
-        };
-        seam->WlanRegisterNotification = [](HANDLE handle, DWORD sources, BOOL ignoreDuplicate,
-                                            WLAN_NOTIFICATION_CALLBACK callback, PVOID context, PVOID reserved,
-                                            PDWORD previous) -> DWORD {
-            current->journal.push_back("WlanRegisterNotification " + std::to_string(sources) + " " +
-                                       std::to_string(ignoreDuplicate) + (callback ? " callback" : " none") +
-                                       (context ? " context" : "") + (reserved ? " reserved" : "") +
-                                       (previous ? " previous" : ""));
-            current->registeredCallback = callback;
-            EXPECT_EQ(handle, current->wlanHandle);
-            SetLastError(current->lastErrorOnFailure);
-            return current->registerError;
-        };
-        seam->WlanCloseHandle = [](HANDLE, PVOID) -> DWORD {
-            current->journal.push_back("WlanCloseHandle");
-            return current->closeError;
-        };
-        seam->SetEvent = [](HANDLE event) -> BOOL {
-            current->journal.push_back("SetEvent");
-            if (current->setEventFails) {
-                SetLastError(ERROR_INVALID_HANDLE);
-                return FALSE;
-            }
-            return ::SetEvent(event);
-        };
-        seam->CoUninitialize = []() { current->journal.push_back("CoUninitialize"); };
-        seam->QueueUserWorkItem = [](LPTHREAD_START_ROUTINE function, PVOID context, ULONG flags) -> BOOL {
-            current->journal.push_back("QueueUserWorkItem " + std::to_string(flags));
-            if (current->queueError) {
-                SetLastError(current->queueError);
-                return FALSE;
-            }
-            current->queued.push_back({function, context});
-            return TRUE;
-        };
-    }
-    ~PlatformCalls() { current = nullptr; }
-    // Runs the queued work items on this thread, as the pool would.
-    void RunQueued()
-    {
-        for (auto& [function, context] : queued)
-            function(context);
-        queued.clear();
-    }
-
-    os::ScopedApiOverride seam;
-    ComJournal journal;
-    HANDLE wlanHandle = reinterpret_cast<HANDLE>(0x3A1);
-    DWORD openError = 0;
-    DWORD registerError = 0;
-    DWORD lastErrorOnFailure = 0;
-    DWORD closeError = 0;
-    bool setEventFails = false;
-    DWORD queueError = 0;
-    WLAN_NOTIFICATION_CALLBACK registeredCallback = nullptr;
-    std::vector<std::pair<LPTHREAD_START_ROUTINE, PVOID>> queued;
+// The service's platform: Wi-Fi client, events, thread pool and COM, all
+// journalled into one journal.
+struct Platform {
+    fakes::Journal journal;
+    fakes::FakeWlanClient wlan{&journal};
+    fakes::FakeEvents events{&journal};
+    fakes::FakeThreadPool pool{&journal};
+    fakes::FakeComRuntime com{&journal};
 };
-PlatformCalls* PlatformCalls::current = nullptr;
+
+const HANDLE kClient = fakes::FakeWlanClient::kClientHandle;
+using WlanFailure = fakes::FakeWlanClient::Failure;
 
 class MainServiceTest : public testing::Test {
 protected:
-    MainServiceTest() : logger_(fakes::LoggerWithRecorder(recorder_)) {}
-
-    std::vector<std::wstring> TailsOf(const std::string& function) const { return recorder_->MessagesOf(function); }
-
-    fakes::RecordingListener* recorder_ = nullptr;
-    QX::Shared::ScopedLoggerForTesting logger_;
-    PlatformCalls platform_;
+    fakes::RecordingLog m_log;
+    Platform m_platform;
 };
 
 TEST_F(MainServiceTest, StartsWithEverythingNullAndTheSetEmpty)
@@ -177,22 +117,34 @@ TEST_F(MainServiceTest, ConstructorCreatesTheNamedManualResetAirplaneWatcherEven
     EXPECT_EQ(WaitForSingleObject(service.m_hAirplaneWatcherEvent, 0), WAIT_OBJECT_0);
     EXPECT_EQ(WaitForSingleObject(service.m_hAirplaneWatcherEvent, 0), WAIT_OBJECT_0);
     CloseHandle(byName);
-    EXPECT_THAT(TailsOf("CMainService::CMainService"), ElementsAre(L"", L""));
+    EXPECT_THAT(m_log.LinesOf("CMainService::CMainService"),
+                ElementsAre(L"TraceIn|CMainService::CMainService|", L"TraceOut|CMainService::CMainService|"));
 }
 
 TEST_F(MainServiceTest, WithoutTheEventStartUpContinuesAndStopSkipsTheSignal)
 {
-    os::ScopedApiOverride seam;
-    seam->CreateEventW = [](LPSECURITY_ATTRIBUTES, BOOL, BOOL, LPCWSTR) -> HANDLE {
-        SetLastError(ERROR_ACCESS_DENIED);
-        return nullptr;
-    };
+    m_platform.events.Fail(fakes::FakeEvents::Failure::CreateEvent, ERROR_ACCESS_DENIED);
+    fakes::FakeEventLog eventLog;
+    fakes::FakeScm scm;
+    scm.AddService(L"Tessarine", SERVICE_START_PENDING);
+    fakes::FakeServiceDispatcher dispatcher;
     TestableMainService service;
     EXPECT_EQ(service.m_hAirplaneWatcherEvent, nullptr);
-    EXPECT_THAT(TailsOf("CMainService::CMainService"),
-                ElementsAre(L"", L"CreateEvent (AirPlaneWatcherEvent) failed with error 5", L""));
+    EXPECT_THAT(m_log.LinesOf("CMainService::CMainService"),
+                ElementsAre(L"TraceIn|CMainService::CMainService|",
+                            L"Error|CMainService::CMainService|CreateEvent (AirPlaneWatcherEvent) failed with error 5",
+                            L"TraceOut|CMainService::CMainService|"));
+
+    service.Start(0, nullptr);
+    ASSERT_EQ(dispatcher.reports.size(), 2u);
+    EXPECT_EQ(dispatcher.reports[1].dwCurrentState, static_cast<DWORD>(SERVICE_RUNNING));
+    EXPECT_TRUE(service.m_fServiceRunning);
+    EXPECT_THAT(m_platform.pool.flags, ElementsAre(static_cast<ULONG>(WT_EXECUTEINPERSISTENTTHREAD)));
+
+    m_platform.journal.clear();
     service.OnStop();
-    EXPECT_THAT(platform_.journal, Not(Contains("SetEvent")));
+    EXPECT_THAT(m_platform.journal, Not(Contains("SetEvent")));
+    EXPECT_THAT(m_log.LinesOf("CMainService::OnStop"), Not(Contains(testing::HasSubstr(L"Airplane Watcher Event"))));
 }
 
 TEST_F(MainServiceTest, OnStartReportsTheVersionSetsRecoveryAndQueuesTheWorker)
@@ -207,16 +159,22 @@ TEST_F(MainServiceTest, OnStartReportsTheVersionSetsRecoveryAndQueuesTheWorker)
     EXPECT_EQ(eventLog.reports[0].type, EVENTLOG_INFORMATION_TYPE);
     EXPECT_THAT(eventLog.reports[0].strings,
                 ElementsAre(L"Tessarine", L"LAN/WLAN | LAN/WWAN Switching Service in OnStart"));
-    EXPECT_THAT(TailsOf("CMainService::OnStart"),
-                ElementsAre(L"", L"LAN/WLAN | LAN/WWAN Switching Service (" TESSARINE_VERSION_TEXT ") in OnStart",
-                            L"LAN/WLAN | LAN/WWAN Switching Service Restart Recovery On Failure set status : 0", L""));
+    EXPECT_THAT(
+        m_log.LinesOf("CMainService::OnStart"),
+        ElementsAre(L"TraceIn|CMainService::OnStart|",
+                    L"Information|CMainService::OnStart|LAN/WLAN | LAN/WWAN Switching Service (" TESSARINE_VERSION_TEXT
+                    ") in OnStart",
+                    L"Information|CMainService::OnStart|LAN/WLAN | LAN/WWAN Switching Service Restart Recovery On "
+                    L"Failure set status : 0",
+                    L"TraceOut|CMainService::OnStart|"));
     EXPECT_TRUE(scm.Find(L"Tessarine")->hasFailureActions);
     EXPECT_TRUE(service.m_fServiceRunning);
-    EXPECT_THAT(platform_.journal, ElementsAre("QueueUserWorkItem 128"));
+    EXPECT_THAT(m_platform.journal, ElementsAre("QueueUserWorkItem 128"));
 
-    platform_.RunQueued();
-    EXPECT_THAT(TailsOf("CMainService::ServiceWorkerThread"),
-                ElementsAre(L"ServiceWorkerThread - Entry", L"ServiceWorkerThread - Exit"));
+    m_platform.pool.RunQueued();
+    EXPECT_THAT(m_log.LinesOf("CMainService::ServiceWorkerThread"),
+                ElementsAre(L"TraceIn|CMainService::ServiceWorkerThread|ServiceWorkerThread - Entry",
+                            L"TraceOut|CMainService::ServiceWorkerThread|ServiceWorkerThread - Exit"));
 }
 
 TEST_F(MainServiceTest, RecoveryFailureOnlyChangesTheStatusLine)
@@ -225,15 +183,22 @@ TEST_F(MainServiceTest, RecoveryFailureOnlyChangesTheStatusLine)
     fakes::FakeScm scm;  // no such service: -1
     TestableMainService service;
     service.OnStart(0, nullptr);
-    EXPECT_THAT(TailsOf("CMainService::OnStart"),
-                Contains(L"LAN/WLAN | LAN/WWAN Switching Service Restart Recovery On Failure set status : -1"));
+    EXPECT_THAT(
+        m_log.LinesOf("CMainService::OnStart"),
+        ElementsAre(L"TraceIn|CMainService::OnStart|",
+                    L"Information|CMainService::OnStart|LAN/WLAN | LAN/WWAN Switching Service (" TESSARINE_VERSION_TEXT
+                    ") in OnStart",
+                    L"Information|CMainService::OnStart|LAN/WLAN | LAN/WWAN Switching Service Restart Recovery On "
+                    L"Failure set status : -1",
+                    L"TraceOut|CMainService::OnStart|"));
+    EXPECT_EQ(eventLog.reports.size(), 1u);
     EXPECT_TRUE(service.m_fServiceRunning);
-    EXPECT_THAT(platform_.journal, ElementsAre("QueueUserWorkItem 128"));
+    EXPECT_THAT(m_platform.journal, ElementsAre("QueueUserWorkItem 128"));
 }
 
 TEST_F(MainServiceTest, QueueWorkItemThrowsTheErrorWhenThePoolRefuses)
 {
-    platform_.queueError = ERROR_NOT_ENOUGH_MEMORY;
+    m_platform.pool.Fail(fakes::FakeThreadPool::Failure::QueueUserWorkItem, ERROR_NOT_ENOUGH_MEMORY);
     TestableMainService service;
     try {
         service.QueueWorkItem(&CMainService::AirplaneModeWatcher, &service, WT_EXECUTEONLYONCE);
@@ -241,15 +206,17 @@ TEST_F(MainServiceTest, QueueWorkItemThrowsTheErrorWhenThePoolRefuses)
     } catch (DWORD error) {
         EXPECT_EQ(error, static_cast<DWORD>(ERROR_NOT_ENOUGH_MEMORY));
     }
-    EXPECT_THAT(platform_.journal, ElementsAre("QueueUserWorkItem 8"));
+    EXPECT_THAT(m_platform.journal, ElementsAre("QueueUserWorkItem 8"));
 }
 
 TEST_F(MainServiceTest, QueueWorkItemRunsTheMemberOnTheObject)
 {
     TestableMainService service;
     service.QueueWorkItem(&CMainService::AirplaneModeWatcher, &service, WT_EXECUTEONLYONCE);
-    platform_.RunQueued();
-    EXPECT_THAT(TailsOf("CMainService::AirplaneModeWatcher"), ElementsAre(L"", L""));
+    m_platform.pool.RunQueued();
+    EXPECT_THAT(
+        m_log.LinesOf("CMainService::AirplaneModeWatcher"),
+        ElementsAre(L"TraceIn|CMainService::AirplaneModeWatcher|", L"TraceOut|CMainService::AirplaneModeWatcher|"));
 }
 
 TEST_F(MainServiceTest, AStartWhoseWorkerCannotBeQueuedStopsWithTheError)
@@ -257,7 +224,7 @@ TEST_F(MainServiceTest, AStartWhoseWorkerCannotBeQueuedStopsWithTheError)
     fakes::FakeEventLog eventLog;
     fakes::FakeScm scm;
     fakes::FakeServiceDispatcher dispatcher;
-    platform_.queueError = ERROR_NOT_ENOUGH_MEMORY;
+    m_platform.pool.Fail(fakes::FakeThreadPool::Failure::QueueUserWorkItem, ERROR_NOT_ENOUGH_MEMORY);
     TestableMainService service;
     service.Start(0, nullptr);
     ASSERT_EQ(dispatcher.reports.size(), 2u);
@@ -269,19 +236,21 @@ TEST_F(MainServiceTest, AStartWhoseWorkerCannotBeQueuedStopsWithTheError)
 
 TEST_F(MainServiceTest, OnStopReleasesEverythingInItsOrder)
 {
-    ComJournal journal;
+    fakes::Journal journal;
     TestableMainService service;
     service.Subscribe(journal);
     service.m_fServiceRunning = true;
-    service.m_hWlanClient = platform_.wlanHandle;
+    service.m_hWlanClient = kClient;
     service.OnStop();
 
-    EXPECT_THAT(journal, ElementsAre("nlm-point Unadvise 11", "nlm-point Release", "connection-point Unadvise 12",
-                                     "connection-point Release", "network-point Unadvise 13", "network-point Release",
-                                     "network-sink Release", "network-list-manager Release", "radio-point Unadvise 14",
-                                     "radio-point Release", "radio-sink Release", "mbn-manager Release"));
-    EXPECT_THAT(platform_.journal, ElementsAre("SetEvent", "WlanRegisterNotification 0 1 none previous",
-                                               "WlanCloseHandle", "CoUninitialize"));
+    EXPECT_THAT(journal,
+                ElementsAre("nlm-point Unadvise 11", "nlm-point Release", "connection-point Unadvise 12",
+                            "connection-point Release", "network-point Unadvise 13", "network-point Release",
+                            "network-sink Release", "network-list-manager Release", "radio-point Unadvise 14",
+                            "radio-point Release", "radio-sink Release", "mbn-manager Release"));
+    EXPECT_THAT(
+        m_platform.journal,
+        ElementsAre("SetEvent", "WlanRegisterNotification 0 1 none previous", "WlanCloseHandle", "CoUninitialize"));
     EXPECT_FALSE(service.m_fServiceRunning);
     EXPECT_FALSE(service.m_pNlmEventsConnectionPoint);
     EXPECT_FALSE(service.m_pRadioEventsConnectionPoint);
@@ -291,82 +260,88 @@ TEST_F(MainServiceTest, OnStopReleasesEverythingInItsOrder)
     EXPECT_EQ(service.m_pRadioEventSink, nullptr);
     EXPECT_EQ(service.m_hWlanClient, nullptr);
     EXPECT_EQ(WaitForSingleObject(service.m_hAirplaneWatcherEvent, 0), WAIT_OBJECT_0);
-    EXPECT_THAT(TailsOf("CMainService::OnStop"),
-                ElementsAre(L"", L"LAN/WLAN - LAN/WWAN Switching Service in OnStop", L""));
+    EXPECT_THAT(m_log.LinesOf("CMainService::OnStop"),
+                ElementsAre(L"TraceIn|CMainService::OnStop|",
+                            L"Information|CMainService::OnStop|LAN/WLAN - LAN/WWAN Switching Service in OnStop",
+                            L"TraceOut|CMainService::OnStop|"));
 }
 
 TEST_F(MainServiceTest, AStopBeforeTheWorkerSubscribedOnlyLogsItsScope)
 {
     TestableMainService service;
-    platform_.openError = ERROR_SERVICE_NOT_ACTIVE;  // no Wi-Fi service yet
-    recorder_->Clear();
+    m_platform.wlan.Fail(WlanFailure::OpenHandle, ERROR_SERVICE_NOT_ACTIVE);  // no Wi-Fi service yet
+    m_log.Clear();
     service.OnStop();
-    EXPECT_THAT(TailsOf("CMainService::OnStop"),
-                ElementsAre(L"", L"LAN/WLAN - LAN/WWAN Switching Service in OnStop",
-                            L"RegisterWlanNotification (Unregister) failed", L""));
-    EXPECT_THAT(platform_.journal, ElementsAre("SetEvent", "WlanOpenHandle 2", "CoUninitialize"));
+    EXPECT_THAT(m_log.LinesOf("CMainService::OnStop"),
+                ElementsAre(L"TraceIn|CMainService::OnStop|",
+                            L"Information|CMainService::OnStop|LAN/WLAN - LAN/WWAN Switching Service in OnStop",
+                            L"Error|CMainService::OnStop|RegisterWlanNotification (Unregister) failed",
+                            L"TraceOut|CMainService::OnStop|"));
+    EXPECT_THAT(m_platform.journal, ElementsAre("SetEvent", "WlanOpenHandle 2", "CoUninitialize"));
 }
 
 TEST_F(MainServiceTest, ASecondStopFindsEverythingReleasedAndStillUninitialisesCom)
 {
-    ComJournal journal;
+    fakes::Journal journal;
     TestableMainService service;
     service.Subscribe(journal);
-    service.m_hWlanClient = platform_.wlanHandle;
+    service.m_hWlanClient = kClient;
     service.OnStop();
     const size_t releases = journal.size();
-    platform_.journal.clear();
+    m_platform.journal.clear();
     service.OnStop();
     EXPECT_EQ(journal.size(), releases);
     // The Wi-Fi handle was closed, so the unregistration opens a new one.
-    EXPECT_THAT(platform_.journal, ElementsAre("SetEvent", "WlanOpenHandle 2",
-                                               "WlanRegisterNotification 0 1 none previous", "WlanCloseHandle",
-                                               "CoUninitialize"));
+    EXPECT_THAT(m_platform.journal,
+                ElementsAre("SetEvent", "WlanOpenHandle 2", "WlanRegisterNotification 0 1 none previous",
+                            "WlanCloseHandle", "CoUninitialize"));
 }
 
 TEST_F(MainServiceTest, AFailedEventSignalIsLoggedAndTheStopGoesOn)
 {
-    platform_.setEventFails = true;
+    m_platform.events.Fail(fakes::FakeEvents::Failure::SetEvent, ERROR_INVALID_HANDLE);
     TestableMainService service;
-    service.m_hWlanClient = platform_.wlanHandle;
+    service.m_hWlanClient = kClient;
     service.OnStop();
-    EXPECT_THAT(TailsOf("CMainService::OnStop"), Contains(L"Airplane Watcher Event Set failed with error 6"));
-    EXPECT_THAT(platform_.journal, Contains("CoUninitialize"));
+    EXPECT_THAT(m_log.LinesOf("CMainService::OnStop"),
+                Contains(L"Error|CMainService::OnStop|Airplane Watcher Event Set failed with error 6"));
+    EXPECT_THAT(m_platform.journal, Contains("CoUninitialize"));
 }
 
 TEST_F(MainServiceTest, AFailedWlanCloseKeepsTheHandleSoTheNextStopTriesAgain)
 {
-    platform_.closeError = ERROR_INVALID_HANDLE;
+    m_platform.wlan.Fail(WlanFailure::CloseHandle, ERROR_INVALID_HANDLE);
     TestableMainService service;
-    service.m_hWlanClient = platform_.wlanHandle;
+    service.m_hWlanClient = kClient;
     service.OnStop();
-    EXPECT_EQ(service.m_hWlanClient, platform_.wlanHandle);
-    EXPECT_THAT(TailsOf("CMainService::OnStop"), Contains(L"WlanCloseHandle failed with error 6"));
-    platform_.closeError = 0;
-    platform_.journal.clear();
+    EXPECT_EQ(service.m_hWlanClient, kClient);
+    EXPECT_THAT(m_log.LinesOf("CMainService::OnStop"),
+                Contains(L"Error|CMainService::OnStop|WlanCloseHandle failed with error 6"));
+    m_platform.wlan.Heal();
+    m_platform.journal.clear();
     service.OnStop();
-    EXPECT_THAT(platform_.journal, Contains("WlanCloseHandle"));
-    EXPECT_THAT(platform_.journal, Not(Contains("WlanOpenHandle 2")));
+    EXPECT_THAT(m_platform.journal, Contains("WlanCloseHandle"));
+    EXPECT_THAT(m_platform.journal, Not(Contains("WlanOpenHandle 2")));
     EXPECT_EQ(service.m_hWlanClient, nullptr);
 }
 
 TEST_F(MainServiceTest, OnShutdownRunsOnStopWithinItsScope)
 {
     TestableMainService service;
-    service.m_hWlanClient = platform_.wlanHandle;
-    recorder_->Clear();
+    service.m_hWlanClient = kClient;
+    m_log.Clear();
     service.OnShutdown();
-    const std::vector<std::wstring> tails = recorder_->Tails();
+    const std::vector<std::wstring> tails = m_log.Lines();
     ASSERT_GE(tails.size(), 4u);
-    EXPECT_EQ(tails.front(), L"CMainService::OnShutdown|");
-    EXPECT_EQ(tails[1], L"CMainService::OnStop|");
-    EXPECT_EQ(tails.back(), L"CMainService::OnShutdown|");
-    EXPECT_THAT(platform_.journal, Contains("CoUninitialize"));
+    EXPECT_EQ(tails.front(), L"TraceIn|CMainService::OnShutdown|");
+    EXPECT_EQ(tails[1], L"TraceIn|CMainService::OnStop|");
+    EXPECT_EQ(tails.back(), L"TraceOut|CMainService::OnShutdown|");
+    EXPECT_THAT(m_platform.journal, Contains("CoUninitialize"));
 }
 
 TEST_F(MainServiceTest, DestructorReleasesManagersAndPointsButNotTheSinks)
 {
-    ComJournal journal;
+    fakes::Journal journal;
     fakes::FakeSink* networkSink = nullptr;
     fakes::FakeSink* radioSink = nullptr;
     {
@@ -375,9 +350,11 @@ TEST_F(MainServiceTest, DestructorReleasesManagersAndPointsButNotTheSinks)
         networkSink = static_cast<fakes::FakeSink*>(service.m_pNetworkEventSink);
         radioSink = static_cast<fakes::FakeSink*>(service.m_pRadioEventSink);
     }
-    EXPECT_THAT(journal, ElementsAre("mbn-manager Release", "network-list-manager Release", "radio-point Release",
-                                     "nlm-point Release", "connection-point Release", "network-point Release"));
-    EXPECT_THAT(TailsOf("CMainService::~CMainService"), ElementsAre(L"", L""));
+    EXPECT_THAT(journal,
+                ElementsAre("mbn-manager Release", "network-list-manager Release", "radio-point Release",
+                            "nlm-point Release", "connection-point Release", "network-point Release"));
+    EXPECT_THAT(m_log.LinesOf("CMainService::~CMainService"),
+                ElementsAre(L"TraceIn|CMainService::~CMainService|", L"TraceOut|CMainService::~CMainService|"));
     // The sinks belong to their advise until OnStop; release them here.
     networkSink->Release();
     radioSink->Release();
@@ -388,59 +365,100 @@ TEST_F(MainServiceTest, RegisteringOpensTheClientAndAsksForAcmAndMsmNotification
     TestableMainService service;
     bool registration = true;
     EXPECT_EQ(service.RegisterWlanNotification(registration), 0u);
-    EXPECT_EQ(service.m_hWlanClient, platform_.wlanHandle);
-    EXPECT_THAT(platform_.journal, ElementsAre("WlanOpenHandle 2", "WlanRegisterNotification 24 1 callback previous"));
-    EXPECT_EQ(platform_.registeredCallback, &CMainService::WlanNotificationCallback);
-    EXPECT_THAT(TailsOf("CMainService::RegisterWlanNotification"),
-                ElementsAre(L"Registration Status - 1, WLANHandle = 0x00000000", L"Return  = 0"));
+    EXPECT_EQ(service.m_hWlanClient, kClient);
+    EXPECT_THAT(m_platform.journal, ElementsAre("WlanOpenHandle 2", "WlanRegisterNotification 24 1 callback previous"));
+    EXPECT_EQ(m_platform.wlan.registeredCallback, &CMainService::WlanNotificationCallback);
+    EXPECT_EQ(m_platform.wlan.registeredHandle, kClient);
+    EXPECT_THAT(
+        m_log.LinesOf("CMainService::RegisterWlanNotification"),
+        ElementsAre(L"TraceIn|CMainService::RegisterWlanNotification|Registration Status - 1, WLANHandle = 0x00000000",
+                    L"TraceOut|CMainService::RegisterWlanNotification|Return  = 0"));
 }
 
 TEST_F(MainServiceTest, RegisteringAgainKeepsTheOpenClient)
 {
     TestableMainService service;
-    service.m_hWlanClient = platform_.wlanHandle;
+    service.m_hWlanClient = kClient;
     bool registration = true;
     service.RegisterWlanNotification(registration);
-    EXPECT_THAT(platform_.journal, ElementsAre("WlanRegisterNotification 24 1 callback previous"));
-    EXPECT_THAT(TailsOf("CMainService::RegisterWlanNotification").front(),
-                L"Registration Status - 1, WLANHandle = 0x000003a1");
+    EXPECT_THAT(m_platform.journal, ElementsAre("WlanRegisterNotification 24 1 callback previous"));
+    EXPECT_THAT(m_log.LinesOf("CMainService::RegisterWlanNotification").front(),
+                L"TraceIn|CMainService::RegisterWlanNotification|Registration Status - 1, WLANHandle = 0x000003a1");
     service.m_hWlanClient = nullptr;
 }
 
 TEST_F(MainServiceTest, AClientThatCannotBeOpenedReturnsItsCodeWithoutAnExitLine)
 {
-    platform_.openError = ERROR_SERVICE_NOT_ACTIVE;
+    m_platform.wlan.Fail(WlanFailure::OpenHandle, ERROR_SERVICE_NOT_ACTIVE);
     TestableMainService service;
     bool registration = true;
     EXPECT_EQ(service.RegisterWlanNotification(registration), static_cast<DWORD>(ERROR_SERVICE_NOT_ACTIVE));
-    EXPECT_THAT(TailsOf("CMainService::RegisterWlanNotification"),
-                ElementsAre(L"Registration Status - 1, WLANHandle = 0x00000000", L"WlanOpenHandle failed with error: 1062"));
+    EXPECT_THAT(
+        m_log.LinesOf("CMainService::RegisterWlanNotification"),
+        ElementsAre(L"TraceIn|CMainService::RegisterWlanNotification|Registration Status - 1, WLANHandle = 0x00000000",
+                    L"Error|CMainService::RegisterWlanNotification|WlanOpenHandle failed with error: 1062"));
 }
 
 TEST_F(MainServiceTest, RegistrationFailureLogsTheLastErrorAndReturnsTheCode)
 {
-    platform_.registerError = ERROR_INVALID_STATE;
-    platform_.lastErrorOnFailure = 87;
+    m_platform.wlan.Fail(WlanFailure::RegisterNotification, ERROR_INVALID_STATE, 87);
     TestableMainService service;
     bool registration = true;
     EXPECT_EQ(service.RegisterWlanNotification(registration), static_cast<DWORD>(ERROR_INVALID_STATE));
-    EXPECT_THAT(TailsOf("CMainService::RegisterWlanNotification"),
-                ElementsAre(L"Registration Status - 1, WLANHandle = 0x00000000",
-                            L"WlanRegisterNotification(Registration) fail with err 87!!", L"Return  = 5023"));
+    EXPECT_THAT(
+        m_log.LinesOf("CMainService::RegisterWlanNotification"),
+        ElementsAre(
+            L"TraceIn|CMainService::RegisterWlanNotification|Registration Status - 1, WLANHandle = 0x00000000",
+            L"Error|CMainService::RegisterWlanNotification|WlanRegisterNotification(Registration) fail with err 87!!",
+            L"TraceOut|CMainService::RegisterWlanNotification|Return  = 5023"));
 }
 
 TEST_F(MainServiceTest, UnregistrationFailureLogsTheLastErrorAndReturnsTheCode)
 {
-    platform_.registerError = ERROR_INVALID_STATE;
-    platform_.lastErrorOnFailure = 87;
+    m_platform.wlan.Fail(WlanFailure::RegisterNotification, ERROR_INVALID_STATE, 87);
     TestableMainService service;
-    service.m_hWlanClient = platform_.wlanHandle;
+    service.m_hWlanClient = kClient;
     bool registration = false;
     EXPECT_EQ(service.RegisterWlanNotification(registration), static_cast<DWORD>(ERROR_INVALID_STATE));
-    EXPECT_THAT(TailsOf("CMainService::RegisterWlanNotification"),
-                ElementsAre(L"Registration Status - 0, WLANHandle = 0x000003a1",
-                            L"WlanRegisterNotification (Un-Registration) fail with err 87!!", L"Return  = 5023"));
+    EXPECT_THAT(
+        m_log.LinesOf("CMainService::RegisterWlanNotification"),
+        ElementsAre(L"TraceIn|CMainService::RegisterWlanNotification|Registration Status - 0, WLANHandle = 0x000003a1",
+                    L"Error|CMainService::RegisterWlanNotification|WlanRegisterNotification (Un-Registration) fail "
+                    L"with err 87!!",
+                    L"TraceOut|CMainService::RegisterWlanNotification|Return  = 5023"));
     service.m_hWlanClient = nullptr;
 }
 
-} // namespace
+TEST_F(MainServiceTest, AnAutomaticResumeThroughTheControlHandlerRunsTheResumeHandling)
+{
+    fakes::FakeEventLog eventLog;
+    fakes::FakeScm scm;
+    scm.AddService(L"Tessarine", SERVICE_START_PENDING);
+    fakes::FakeServiceDispatcher dispatcher;
+    dispatcher.runServiceMain = true;
+    CServiceBase::SetResumeHandler(&NLMUtils::SystemResumeHandler);  // as the executable does
+    TestableMainService service;
+    ASSERT_TRUE(CServiceBase::Run(service));
+    ASSERT_NE(dispatcher.handler, nullptr);
+    dispatcher.reports.clear();
+    m_log.Clear();
+
+    EXPECT_EQ(dispatcher.handler(SERVICE_CONTROL_POWEREVENT, PBT_APMSUSPEND, nullptr, nullptr), 0u);
+    EXPECT_TRUE(on_resumeflag);
+    EXPECT_EQ(dispatcher.handler(SERVICE_CONTROL_POWEREVENT, PBT_APMRESUMEAUTOMATIC, nullptr, nullptr), 0u);
+
+    std::vector<DWORD> states;
+    for (const SERVICE_STATUS& status : dispatcher.reports)
+        states.push_back(status.dwCurrentState);
+    EXPECT_THAT(states, ElementsAre(SERVICE_PAUSE_PENDING, SERVICE_PAUSED, SERVICE_CONTINUE_PENDING, SERVICE_RUNNING));
+    EXPECT_THAT(m_log.Lines(),
+                ElementsAre(L"Information|CServiceBase::HandlerEx|PBT_APMSTANDBY or PBT_APMSUSPEND",
+                            L"Information|CServiceBase::HandlerEx|Setting on_resumeflag to TRUE",
+                            L"TraceIn|CServiceBase::OnContinue|", L"TraceIn|NLMUtils::SystemResumeHandler|",
+                            L"TraceOut|NLMUtils::SystemResumeHandler|Return = 1",
+                            L"TraceOut|CServiceBase::OnContinue|"));
+    CServiceBase::SetResumeHandler(nullptr);
+    on_resumeflag = false;
+}
+
+}  // namespace

@@ -1,19 +1,20 @@
-#include "service/CommandLine.h"
+#include "app/CommandLine.h"
 
-#include "logging/Logger.h"
+#include "logging/OperationLog.h"
 #include "platform/Console.h"
-#include "service/ServiceInstaller.h"
-#include "service/ServiceNames.h"
+#include "app/ServiceInstaller.h"
+#include "state/ServiceNames.h"
 #include "service/Utils.h"
 #include "switching/MainService.h"
+#include "switching/ResumeHandler.h"
 
 #include <new>
 
 using namespace QX::Shared;
 
-namespace {
-
 int SecurityInitialized = 0;
+
+namespace {
 
 // Case-insensitive for ASCII letters only, whatever the locale.
 bool EqualsAsciiNoCase(const wchar_t* text, const wchar_t* expected)
@@ -33,7 +34,6 @@ bool EqualsAsciiNoCase(const wchar_t* text, const wchar_t* expected)
 
 void RunAsService()
 {
-    constexpr char kFunction[] = "wmain";
     // Printed on every service start too, where no console is attached.
     os::Print(L"Parameters:\n");
     os::Print(L" -install  to install the service.\n");
@@ -42,13 +42,15 @@ void RunAsService()
     if (SecurityInitialized == 0 && SUCCEEDED(Utils::InitializeSecurity()))
         SecurityInitialized = 1;
 
-    // Zero-filled storage first, then the object, as the service expects of
-    // every member it does not set itself.
+    CServiceBase::SetResumeHandler(&NLMUtils::SystemResumeHandler);
+
+    // Built in zero-filled storage, as the service object always has been;
+    // nothing depends on it, since every member has its own initialiser.
     alignas(CMainService) unsigned char storage[sizeof(CMainService)] = {};
     CMainService* service = new (storage) CMainService(kServiceName, true, true, false);
     if (!CServiceBase::Run(*service)) {
-        Log(GetLogger(), LevelError, kFunction, L"Service failed to run w/err 0x%08lx", GetLastError());
-        os::Print(L"Service failed to run w/err 0x%08lx\n", GetLastError());
+        // Logging keeps the last error, so the printed code is the logged one.
+        FunctionLog("wmain").LogAndPrint(LevelError, L"Service failed to run w/err 0x%08lx", GetLastError());
     }
     service->~CMainService();
 }
@@ -57,16 +59,16 @@ void RunAsService()
 
 int RunCommandLine(int argc, wchar_t* argv[])
 {
-    constexpr char kFunction[] = "wmain";
+    const FunctionLog log("wmain");
     if (argc > 1 && (argv[1][0] == L'-' || argv[1][0] == L'/')) {
         const wchar_t* option = argv[1] + 1;
         if (EqualsAsciiNoCase(option, L"install")) {
             InstallService(kServiceName, kServiceDisplayName, kServiceDisplayName, SERVICE_AUTO_START,
                            kServiceDependencies, nullptr, nullptr);
-            Log(GetLogger(), LevelInformation, kFunction, L"  Install Service.");
+            log.Log(LevelInformation, L"  Install Service.");
         } else if (EqualsAsciiNoCase(option, L"remove")) {
             UninstallService(kServiceName);
-            Log(GetLogger(), LevelInformation, kFunction, L"Uninstall Service.");
+            log.Log(LevelInformation, L"Uninstall Service.");
         }
         // Any other option: nothing at all, not even the usage text.
         return 0;

@@ -1,11 +1,11 @@
-#include "service/ServiceInstaller.h"
+#include "app/ServiceInstaller.h"
 
-#include "logging/Logger.h"
+#include "logging/OperationLog.h"
 #include "platform/Api.h"
 #include "platform/Console.h"
 #include "platform/Format.h"
-#include "platform/ServiceHandle.h"
-#include "radio/PowerStatus.h"
+#include "platform/UniqueHandle.h"
+#include "state/RegistryPaths.h"
 #include "service/Registry.h"
 
 using namespace QX::Shared;
@@ -21,19 +21,18 @@ constexpr DWORD kStopPollMilliseconds = 1000;
 void InstallService(const wchar_t* serviceName, const wchar_t* displayName, const wchar_t* description,
                     DWORD startType, const wchar_t* dependencies, const wchar_t* account, const wchar_t* password)
 {
-    constexpr char kFunction[] = "InstallService";
+    const FunctionLog log("InstallService");
     wchar_t path[kPathCharacters] = {};
     wchar_t quotedPath[kQuotedPathCharacters] = {};
     if (os::api().GetModuleFileNameW(nullptr, path, kPathCharacters) == 0) {
-        Log(GetLogger(), LevelError, kFunction, L"GetModuleFileName failed w/err 0x%08lx", GetLastError());
+        log.Log(LevelError, L"GetModuleFileName failed w/err 0x%08lx", GetLastError());
         return;
     }
     os::Format(quotedPath, kQuotedPathCharacters, L"\"%s\"", path);
 
     os::UniqueServiceHandle scm(os::api().OpenSCManagerW(nullptr, nullptr, SC_MANAGER_CONNECT | SC_MANAGER_CREATE_SERVICE));
     if (!scm) {
-        Log(GetLogger(), LevelError, kFunction, L"OpenSCManager failed w/err 0x%08lx", GetLastError());
-        os::Print(L"OpenSCManager failed w/err 0x%08lx\n", GetLastError());
+        log.LogAndPrint(LevelError, L"OpenSCManager failed w/err 0x%08lx", GetLastError());
         return;
     }
 
@@ -47,11 +46,9 @@ void InstallService(const wchar_t* serviceName, const wchar_t* displayName, cons
         os::Print(L"ChangeServiceConfig2 (SERVICE_CONFIG_DESCRIPTION) failed w/err 0x%08lx\n", GetLastError());
 
     if (service) {
-        Log(GetLogger(), LevelInformation, kFunction, L"%s is installed.", serviceName);
-        os::Print(L"%s is installed.\n", serviceName);
+        log.LogAndPrint(LevelInformation, L"%s is installed.", serviceName);
     } else {
-        Log(GetLogger(), LevelError, kFunction, L"CreateService failed w/err 0x%08lx", GetLastError());
-        os::Print(L"CreateService failed w/err 0x%08lx\n", GetLastError());
+        log.LogAndPrint(LevelError, L"CreateService failed w/err 0x%08lx", GetLastError());
     }
     scm.reset();
     service.reset();
@@ -59,18 +56,16 @@ void InstallService(const wchar_t* serviceName, const wchar_t* displayName, cons
 
 void UninstallService(const wchar_t* serviceName)
 {
-    constexpr char kFunction[] = "UninstallService";
+    const FunctionLog log("UninstallService");
     os::UniqueServiceHandle scm(os::api().OpenSCManagerW(nullptr, nullptr, SC_MANAGER_CONNECT));
     if (!scm) {
-        Log(GetLogger(), LevelError, kFunction, L"OpenSCManager failed w/err 0x%08lx", GetLastError());
-        os::Print(L"OpenSCManager failed w/err 0x%08lx\n", GetLastError());
+        log.LogAndPrint(LevelError, L"OpenSCManager failed w/err 0x%08lx", GetLastError());
         return;
     }
     os::UniqueServiceHandle service(
         os::api().OpenServiceW(scm.get(), serviceName, SERVICE_STOP | SERVICE_QUERY_STATUS | DELETE));
     if (!service) {
-        Log(GetLogger(), LevelError, kFunction, L"OpenService failed w/err 0x%08lx", GetLastError());
-        os::Print(L"OpenService failed w/err 0x%08lx\n", GetLastError());
+        log.LogAndPrint(LevelError, L"OpenService failed w/err 0x%08lx", GetLastError());
         return;
     }
 
@@ -86,20 +81,19 @@ void UninstallService(const wchar_t* serviceName)
         if (status.dwCurrentState == SERVICE_STOPPED) {
             os::Print(L"\n%s is stopped.\n", serviceName);
         } else {
-            Log(GetLogger(), LevelError, kFunction, L"%s failed to stop.", serviceName);
-            os::Print(L"\n%s failed to stop.\n", serviceName);
+            os::Print(L"\n");
+            log.LogAndPrint(LevelError, L"%s failed to stop.", serviceName);
         }
     }
 
     if (!os::api().DeleteService(service.get())) {
-        Log(GetLogger(), LevelError, kFunction, L"DeleteService failed w/err 0x%08lx", GetLastError());
-        os::Print(L"DeleteService failed w/err 0x%08lx\n", GetLastError());
+        log.LogAndPrint(LevelError, L"DeleteService failed w/err 0x%08lx", GetLastError());
     } else {
-        if (Registry::DeleteKey(HKEY_LOCAL_MACHINE, ServiceUtils::kWlanPowerStatusKey, Registry::kDefaultView) != 0)
-            Log(GetLogger(), LevelError, kFunction, L"DeleteSubkey (BrisaWlanPowerStatus) failed w/err 0x%08lx",
+        if (Registry::DeleteKey(HKEY_LOCAL_MACHINE, kWlanPowerStatusKey, Registry::kDefaultView) != 0)
+            log.Log(LevelError, L"DeleteSubkey (BrisaWlanPowerStatus) failed w/err 0x%08lx",
                 GetLastError());
-        if (Registry::DeleteKey(HKEY_LOCAL_MACHINE, ServiceUtils::kWwanPowerStatusKey, Registry::kDefaultView) != 0)
-            Log(GetLogger(), LevelError, kFunction, L"DeleteSubkey (BrisaWwanPowerStatus) failed w/err 0x%08lx",
+        if (Registry::DeleteKey(HKEY_LOCAL_MACHINE, kWwanPowerStatusKey, Registry::kDefaultView) != 0)
+            log.Log(LevelError, L"DeleteSubkey (BrisaWwanPowerStatus) failed w/err 0x%08lx",
                 GetLastError());
         os::Print(L"%s is removed.\n", serviceName);
     }

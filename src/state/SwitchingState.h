@@ -4,7 +4,7 @@
 // All zero at process start.
 #pragma once
 
-#include "radio/MbnApi.h"
+#include "platform/MbnApi.h"
 
 // A sleep has happened and the resume handling has not finished; the event
 // handlers ignore their events while it is set.

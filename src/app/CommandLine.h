@@ -4,4 +4,8 @@
 // option does nothing. Always returns 0, the process exit code.
 #pragma once
 
+// 1 once the service path has set the process-wide COM security, which it
+// does at most once per process; 0 before.
+extern int SecurityInitialized;
+
 int RunCommandLine(int argc, wchar_t* argv[]);

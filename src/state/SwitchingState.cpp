@@ -1,4 +1,4 @@
-#include "switching/SwitchingState.h"
+#include "state/SwitchingState.h"
 
 volatile bool on_resumeflag = false;
 volatile bool msm_Notification_flag = false;

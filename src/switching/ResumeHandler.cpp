@@ -1,4 +1,4 @@
-#include "network/ResumeHandler.h"
+#include "switching/ResumeHandler.h"
 
 #include "logging/OperationLog.h"
 

@@ -1,4 +1,4 @@
-#include "service/CommandLine.h"
+#include "app/CommandLine.h"
 
 int wmain(int argc, wchar_t* argv[])
 {
