@@ -90,6 +90,7 @@ struct Api {
     // conversions fail and count what is freed.
     decltype(&::StringFromCLSID) StringFromCLSID = ::StringFromCLSID;
     decltype(&::IIDFromString) IIDFromString = ::IIDFromString;
+    decltype(&::StringFromIID) StringFromIID = ::StringFromIID;
     decltype(&::CoTaskMemFree) CoTaskMemFree = ::CoTaskMemFree;
     decltype(&::SysFreeString) SysFreeString = ::SysFreeString;
 
@@ -102,6 +103,16 @@ struct Api {
     decltype(&::WlanOpenHandle) WlanOpenHandle = ::WlanOpenHandle;
     decltype(&::WlanCloseHandle) WlanCloseHandle = ::WlanCloseHandle;
     decltype(&::WlanRegisterNotification) WlanRegisterNotification = ::WlanRegisterNotification;
+    decltype(&::WlanEnumInterfaces) WlanEnumInterfaces = ::WlanEnumInterfaces;
+    decltype(&::WlanQueryInterface) WlanQueryInterface = ::WlanQueryInterface;
+    decltype(&::WlanGetInterfaceCapability) WlanGetInterfaceCapability = ::WlanGetInterfaceCapability;
+    decltype(&::WlanSetInterface) WlanSetInterface = ::WlanSetInterface;
+    decltype(&::WlanFreeMemory) WlanFreeMemory = ::WlanFreeMemory;
+
+    // COM objects: fakes stand in for the network list manager, the
+    // mobile-broadband interface manager and the WMI locator.
+    decltype(&::CoCreateInstance) CoCreateInstance = ::CoCreateInstance;
+    decltype(&::CoSetProxyBlanket) CoSetProxyBlanket = ::CoSetProxyBlanket;
 };
 
 // The table in force. Valid from the first call to process exit.

@@ -5,6 +5,7 @@
 #include "radio/PowerStatus.h"
 
 #include "fakes/RecordingListener.h"
+#include "fakes/RegistryKeys.h"
 #include "platform/Api.h"
 #include "logging/LoggerSlot.h"
 #include "service/Registry.h"
@@ -29,14 +30,7 @@ constexpr wchar_t kProductKey[] = L"SOFTWARE\\QX\\QX Brisa UWP";
 constexpr wchar_t kWlanKeyText[] = L"SOFTWARE\\QX\\QX Brisa UWP\\WlanPowerStatus";
 constexpr wchar_t kWwanKeyText[] = L"SOFTWARE\\QX\\QX Brisa UWP\\WwanPowerStatus";
 
-bool MachineKeyExists(const wchar_t* path)
-{
-    HKEY key = nullptr;
-    if (RegOpenKeyExW(HKEY_LOCAL_MACHINE, path, 0, KEY_READ, &key) != ERROR_SUCCESS)
-        return false;
-    RegCloseKey(key);
-    return true;
-}
+using fakes::MachineKeyExists;
 
 class PowerStatusTest : public testing::Test {
 protected:
