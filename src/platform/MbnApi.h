@@ -44,3 +44,30 @@ struct IMbnInterface : public IUnknown {
     virtual HRESULT STDMETHODCALLTYPE GetConnection(IMbnConnection** mbnConnection) = 0;
 };
 __CRT_UUID_DECL(IMbnInterface, 0xDCBBBAB6, 0x2001, 0x4BBB, 0xAA, 0xEE, 0x33, 0x8E, 0x36, 0x8A, 0xF6, 0xFA)
+
+// The software and hardware radio states: 32 bits.
+enum MBN_RADIO : int {
+    MBN_RADIO_OFF = 0,
+    MBN_RADIO_ON = 1,
+};
+
+// {DCCCCAB6-201F-4BBB-AAEE-338E368AF6FA}
+constexpr IID IID_IMbnRadio = {0xDCCCCAB6, 0x201F, 0x4BBB, {0xAA, 0xEE, 0x33, 0x8E, 0x36, 0x8A, 0xF6, 0xFA}};
+
+struct IMbnRadio : public IUnknown {
+    virtual HRESULT STDMETHODCALLTYPE get_SoftwareRadioState(MBN_RADIO* softwareRadioState) = 0;
+    virtual HRESULT STDMETHODCALLTYPE get_HardwareRadioState(MBN_RADIO* hardwareRadioState) = 0;
+    // Asynchronous: the outcome arrives at IMbnRadioEvents.
+    virtual HRESULT STDMETHODCALLTYPE SetSoftwareRadioState(MBN_RADIO radioState, ULONG* requestID) = 0;
+};
+__CRT_UUID_DECL(IMbnRadio, 0xDCCCCAB6, 0x201F, 0x4BBB, 0xAA, 0xEE, 0x33, 0x8E, 0x36, 0x8A, 0xF6, 0xFA)
+
+// {DCDDDAB6-201F-4BBB-AAEE-338E368AF6FA}
+constexpr IID IID_IMbnRadioEvents = {0xDCDDDAB6, 0x201F, 0x4BBB, {0xAA, 0xEE, 0x33, 0x8E, 0x36, 0x8A, 0xF6, 0xFA}};
+
+struct IMbnRadioEvents : public IUnknown {
+    virtual HRESULT STDMETHODCALLTYPE OnRadioStateChange(IMbnRadio* newInterface) = 0;
+    virtual HRESULT STDMETHODCALLTYPE OnSetSoftwareRadioStateComplete(IMbnRadio* newInterface, ULONG requestID,
+                                                                      HRESULT status) = 0;
+};
+__CRT_UUID_DECL(IMbnRadioEvents, 0xDCDDDAB6, 0x201F, 0x4BBB, 0xAA, 0xEE, 0x33, 0x8E, 0x36, 0x8A, 0xF6, 0xFA)

@@ -9,6 +9,7 @@ FakeComTexts::FakeComTexts()
     s_current = this;
     m_seam->StringFromCLSID = &FakeComTexts::StringFromCLSID;
     m_seam->IIDFromString = &FakeComTexts::IIDFromString;
+    m_seam->StringFromIID = &FakeComTexts::StringFromIID;
     m_seam->CoTaskMemFree = &FakeComTexts::CoTaskMemFree;
     m_seam->SysFreeString = &FakeComTexts::SysFreeString;
 }
@@ -20,7 +21,10 @@ void FakeComTexts::Fail(Failure point, HRESULT result, int n)
     std::lock_guard<std::mutex> lock(m_lock);
     m_failure = point;
     m_failureResult = result;
-    m_failAt = n == 0 ? 0 : (point == Failure::StringFromCLSID ? m_stringCalls : m_iidCalls) + n;
+    const int calls = point == Failure::StringFromCLSID ? m_stringCalls
+                      : point == Failure::StringFromIID ? m_iidTextCalls
+                                                        : m_iidCalls;
+    m_failAt = n == 0 ? 0 : calls + n;
 }
 
 BSTR FakeComTexts::MakeBstr(const std::wstring& text)
@@ -60,6 +64,20 @@ HRESULT WINAPI FakeComTexts::StringFromCLSID(REFCLSID id, LPOLESTR* text)
         return self.m_failureResult;
     }
     const HRESULT hr = ::StringFromCLSID(id, text);
+    if (SUCCEEDED(hr))
+        self.m_texts.insert(*text);
+    return hr;
+}
+
+HRESULT WINAPI FakeComTexts::StringFromIID(REFIID id, LPOLESTR* text)
+{
+    FakeComTexts& self = *s_current;
+    std::lock_guard<std::mutex> lock(self.m_lock);
+    if (self.Fails(Failure::StringFromIID, self.m_iidTextCalls)) {
+        *text = nullptr;
+        return self.m_failureResult;
+    }
+    const HRESULT hr = ::StringFromIID(id, text);
     if (SUCCEEDED(hr))
         self.m_texts.insert(*text);
     return hr;

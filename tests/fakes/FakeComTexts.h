@@ -1,5 +1,6 @@
 // FakeComTexts: the texts COM hands out, through the seam, for the life of
-// the object: GUID texts (StringFromCLSID, freed with CoTaskMemFree), GUIDs
+// the object: GUID texts (StringFromCLSID and StringFromIID, freed with
+// CoTaskMemFree), GUIDs
 // read back from texts (IIDFromString) and BSTRs (freed with SysFreeString).
 // The conversions run for real unless a failure point says otherwise; the
 // fake counts what was handed out and what was freed, so a test sees a
@@ -16,7 +17,7 @@ namespace fakes {
 
 class FakeComTexts {
 public:
-    enum class Failure { None, StringFromCLSID, IIDFromString };
+    enum class Failure { None, StringFromCLSID, StringFromIID, IIDFromString };
 
     FakeComTexts();
     ~FakeComTexts();
@@ -36,6 +37,7 @@ public:
 
 private:
     static HRESULT WINAPI StringFromCLSID(REFCLSID id, LPOLESTR* text);
+    static HRESULT WINAPI StringFromIID(REFIID id, LPOLESTR* text);
     static HRESULT WINAPI IIDFromString(LPCOLESTR text, LPIID id);
     static void WINAPI CoTaskMemFree(LPVOID block);
     static void WINAPI SysFreeString(BSTR text);
@@ -51,6 +53,7 @@ private:
     int m_failAt = 0;
     int m_stringCalls = 0;
     int m_iidCalls = 0;
+    int m_iidTextCalls = 0;
 };
 
 } // namespace fakes

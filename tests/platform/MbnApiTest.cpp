@@ -42,6 +42,26 @@ TEST(MbnApi, InterfaceSlots)
     EXPECT_EQ(SlotOf(&IMbnInterface::GetConnection), 13);
 }
 
+TEST(MbnApi, RadioSlots)
+{
+    EXPECT_EQ(SlotOf(&IMbnRadio::get_SoftwareRadioState), 3);
+    EXPECT_EQ(SlotOf(&IMbnRadio::get_HardwareRadioState), 4);
+    EXPECT_EQ(SlotOf(&IMbnRadio::SetSoftwareRadioState), 5);
+}
+
+TEST(MbnApi, RadioEventsSlots)
+{
+    EXPECT_EQ(SlotOf(&IMbnRadioEvents::OnRadioStateChange), 3);
+    EXPECT_EQ(SlotOf(&IMbnRadioEvents::OnSetSoftwareRadioStateComplete), 4);
+}
+
+TEST(MbnApi, RadioStates)
+{
+    EXPECT_EQ(sizeof(MBN_RADIO), 4u);
+    EXPECT_EQ(MBN_RADIO_OFF, 0);
+    EXPECT_EQ(MBN_RADIO_ON, 1);
+}
+
 TEST(MbnApi, TheSlotReadingSeesIUnknownWhereItIs)
 {
     EXPECT_EQ(SlotOf(&IUnknown::AddRef), 1);
@@ -58,6 +78,12 @@ TEST(MbnApi, Identifiers)
     EXPECT_TRUE(IsEqualIID(IID_IMbnInterface, mbnInterface));
     EXPECT_TRUE(IsEqualIID(__uuidof(IMbnInterface), mbnInterface));
     EXPECT_TRUE(IsEqualCLSID(CLSID_MbnInterfaceManager, managerClass));
+    const IID radio = {0xDCCCCAB6, 0x201F, 0x4BBB, {0xAA, 0xEE, 0x33, 0x8E, 0x36, 0x8A, 0xF6, 0xFA}};
+    const IID radioEvents = {0xDCDDDAB6, 0x201F, 0x4BBB, {0xAA, 0xEE, 0x33, 0x8E, 0x36, 0x8A, 0xF6, 0xFA}};
+    EXPECT_TRUE(IsEqualIID(IID_IMbnRadio, radio));
+    EXPECT_TRUE(IsEqualIID(__uuidof(IMbnRadio), radio));
+    EXPECT_TRUE(IsEqualIID(IID_IMbnRadioEvents, radioEvents));
+    EXPECT_TRUE(IsEqualIID(__uuidof(IMbnRadioEvents), radioEvents));
 }
 
 } // namespace
