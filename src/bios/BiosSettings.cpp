@@ -155,7 +155,7 @@ HRESULT ReadNetworkSwitchingStatus(const std::wstring& className, SettingMap& se
     if (services) {
         const std::wstring text = BuildQuery(className);
         op.Log(LevelVerbose, L"WMI Query =  %s", text.c_str());
-        query.reset(::SysAllocString(text.c_str()));
+        query.reset(os::api().SysAllocString(text.c_str()));
         if (!query) {
             op.Log(LevelError, L"Failed to initialize WMI Query. Error = 0x%08lx", GetLastError());
         } else {

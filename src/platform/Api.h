@@ -93,6 +93,8 @@ struct Api {
     decltype(&::StringFromIID) StringFromIID = ::StringFromIID;
     decltype(&::CoTaskMemFree) CoTaskMemFree = ::CoTaskMemFree;
     decltype(&::SysFreeString) SysFreeString = ::SysFreeString;
+    decltype(&::SysAllocString) SysAllocString = ::SysAllocString;
+    decltype(&::SysAllocStringLen) SysAllocStringLen = ::SysAllocStringLen;
 
     // COM initialisation and process security.
     decltype(&::CoInitializeEx) CoInitializeEx = ::CoInitializeEx;

@@ -6,6 +6,7 @@
 // only; any thread.
 #pragma once
 
+#include "platform/Api.h"
 #include "platform/UniqueHandle.h"
 
 #include <oleauto.h>
@@ -29,7 +30,7 @@ private:
 // allocation is refused.
 inline UniqueBstr MakeBstr(const wchar_t* text, UINT length)
 {
-    UniqueBstr copy(::SysAllocStringLen(text, length));
+    UniqueBstr copy(api().SysAllocStringLen(text, length));
     if (!copy)
         throw ComError(E_OUTOFMEMORY);
     return copy;

@@ -87,7 +87,8 @@ bool EnumerateWwanInterfaces()
             op.Log(LevelError, L"CopyArrayOfInterfaces Failed with error 0x%08X", hr);
             return false;
         }
-        result = true;
+        // An empty array is no device.
+        result = count > 0;
         for (ULONG i = 0; i < count; ++i) {
             os::UniqueCoTaskString text;
             hr = os::api().StringFromIID(guids[i], text.put());

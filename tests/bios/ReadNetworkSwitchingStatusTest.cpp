@@ -3,6 +3,8 @@
 // retries in virtual time, and COM initialisation balanced as prescribed.
 #include "BiosTestSupport.h"
 
+#include "platform/ComError.h"
+
 namespace {
 
 using biostest::kFirstClass;
@@ -369,6 +371,54 @@ TEST_F(ReadNetworkSwitchingStatusTest, TheMapIsClearedAtTheStartOfEveryRead)
     Read();
 
     EXPECT_TRUE(m_settings.empty());
+}
+
+// BSTR allocations that are refused: the query's (kept as a logged
+// failure, then the clean-up) and the namespace's (a COM error).
+BSTR WINAPI RefusingQueries(const OLECHAR* text)
+{
+    if (std::wstring(text).rfind(L"SELECT", 0) == 0) {
+        SetLastError(ERROR_NOT_ENOUGH_MEMORY);
+        return nullptr;
+    }
+    return ::SysAllocString(text);
+}
+
+BSTR WINAPI RefusingTheNamespace(const OLECHAR* text, UINT length)
+{
+    if (std::wstring(text, length) == L"ROOT\\qx\\instrumentedbios")
+        return nullptr;
+    return ::SysAllocStringLen(text, length);
+}
+
+TEST_F(ReadNetworkSwitchingStatusTest, AQueryTextThatCannotBeAllocatedIsLoggedAndCleanedUp)
+{
+    Add(kFirstClass, kWlan, L"Enable");
+    os::ScopedApiOverride seam;
+    seam->SysAllocString = &RefusingQueries;
+    EXPECT_EQ(Read(), S_OK);
+    EXPECT_TRUE(m_settings.empty());
+    EXPECT_THAT(Lines(kRead), testing::Contains(ReadLine(L"Error", L"Failed to initialize WMI Query. Error = 0x00000008")));
+    EXPECT_EQ(Lines(kRead).back(), ReadLine(L"TraceOut", L"Return WMI Read Count = 0,Return Value = 0x0"));
+    EXPECT_EQ(m_com.uninitializations, 1);
+    EXPECT_EQ(m_wmi.Queries().size(), 0u);
+}
+
+TEST_F(ReadNetworkSwitchingStatusTest, ANamespaceTextThatCannotBeAllocatedIsAComErrorOutOfMemory)
+{
+    Add(kFirstClass, kWlan, L"Enable");
+    os::ScopedApiOverride seam;
+    seam->SysAllocStringLen = &RefusingTheNamespace;
+    try {
+        NLMUtils::SettingMap settings;
+        os::ComPtr<IWbemLocator> locator;
+        os::ComPtr<IWbemServices> services;
+        NLMUtils::InitWMIRead(locator, services);
+        FAIL() << "no COM error";
+    } catch (const os::ComError& error) {
+        EXPECT_EQ(error.Error(), E_OUTOFMEMORY);
+    }
+    EXPECT_TRUE(m_wmi.Connections().empty());
 }
 
 } // namespace

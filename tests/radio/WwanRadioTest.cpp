@@ -18,6 +18,7 @@
 #include <gtest/gtest.h>
 
 #include <string>
+#include <thread>
 #include <vector>
 
 namespace {
@@ -158,6 +159,17 @@ TEST_F(WwanRadioTest, EnumerationSucceedingAtTheThirdTryPausedTwice)
     m_model.Fail(Failure::GetInterfaces, E_FAIL, 2);
     EXPECT_TRUE(ServiceUtils::EnumerateWwanInterfaces());
     EXPECT_EQ(m_clock.Pauses(), std::vector<DWORD>(2, 750));
+}
+
+TEST_F(WwanRadioTest, AnEmptyInterfaceArrayIsNoDevice)
+{
+    m_model.SetInterfaces({});
+    ServiceUtils::WwanInterfaceId.clear();
+    EXPECT_FALSE(ServiceUtils::EnumerateWwanInterfaces());
+    EXPECT_EQ(ServiceUtils::WwanInterfaceId, L"");
+    EXPECT_THAT(Lines("ServiceUtils::EnumerateWwanInterfaces"),
+                ElementsAre(L"TraceIn|ServiceUtils::EnumerateWwanInterfaces|",
+                            L"TraceOut|ServiceUtils::EnumerateWwanInterfaces|Return = 0"));
 }
 
 TEST_F(WwanRadioTest, EnumerationWithoutAManagerFails)
@@ -488,6 +500,47 @@ TEST_F(WwanRadioTest, AStartThatCannotSwitchOnIsLogged)
     const std::vector<std::wstring> lines = Lines("ServiceUtils::StartWWANService");
     EXPECT_EQ(lines[lines.size() - 2], Line(L"Error", "ServiceUtils::StartWWANService",
                                             L"SwitchWwanStatusWithRetry (StartWWANService) failed"));
+}
+
+// Four threads switch the radio on and off: each switch's state check and
+// its sets stay together, as the switch mutex keeps other switches out.
+TEST_F(WwanRadioTest, ConcurrentSwitchesDoNotInterleave)
+{
+    constexpr int kThreads = 4;
+    constexpr int kSwitches = 200;
+    fakes::RecordingLog quiet(QX::Shared::LevelError, QX::Shared::LevelError);
+    m_model.SetDeliverCompletions(false);
+    std::vector<std::thread> threads;
+    for (int t = 0; t < kThreads; ++t) {
+        threads.emplace_back([t] {
+            for (int i = 0; i < kSwitches; ++i) {
+                bool wanted = (i + t) % 2 == 0;
+                bool check = false;
+                ServiceUtils::SwitchWwanStatus(wanted, check);
+            }
+        });
+    }
+    for (std::thread& thread : threads)
+        thread.join();
+    // Every set is followed by the state read of its own attempt before any
+    // other set: with sets taking effect at once, each set is answered by
+    // the state it asked for.
+    const fakes::Journal calls = m_model.Calls();
+    int sets = 0;
+    for (size_t i = 0; i < calls.size(); ++i) {
+        if (calls[i].rfind("SetSoftwareRadioState ", 0) != 0)
+            continue;
+        ++sets;
+        size_t next = i + 1;
+        while (next < calls.size() && calls[next] != "get_SoftwareRadioState")
+            ++next;
+        ASSERT_LT(next, calls.size());
+        for (size_t between = i + 1; between < next; ++between)
+            EXPECT_EQ(calls[between].rfind("SetSoftwareRadioState", 0), std::string::npos)
+                << "another set came between set " << i << " and its check";
+    }
+    EXPECT_GT(sets, 0);
+    EXPECT_TRUE(quiet.Lines().empty());
 }
 
 } // namespace
