@@ -44,6 +44,15 @@ public:
     // unregisters (false) the Wi-Fi notifications; a Win32 code.
     DWORD RegisterWlanNotification(bool& registration);
     static void WINAPI WlanNotificationCallback(PWLAN_NOTIFICATION_DATA data, PVOID context);
+    // The two notifications the service follows (Native Wi-Fi thread).
+    static void HandleWlanNotificationAcmNetworkAvailable();
+    static void HandleWlanNotificationMsmRadioStateChange();
+
+    // Put a radio back into the state the persisted power status remembers
+    // (the airplane watcher, the worker and resume handling use them). They
+    // need nothing of the object, so resume handling reaches them without one.
+    static void UpdateWlanPowerStatus();
+    static void UpdateWwanPowerStatus();
 
 protected:
     void OnStart(DWORD argc, LPWSTR* argv) override;

@@ -1,5 +1,5 @@
-// The start-up sequence and the airplane-mode watcher, both on thread-pool
-// threads queued by OnStart.
+// The start-up sequence, on a thread-pool thread queued by OnStart (the
+// airplane-mode watcher it queues lives in AirplaneModeWatcher.cpp).
 #include "switching/MainService.h"
 
 #include "logging/OperationLog.h"
@@ -10,10 +10,4 @@ void CMainService::ServiceWorkerThread()
     // it ran.
     QX::Shared::OperationLog op("CMainService::ServiceWorkerThread", L"ServiceWorkerThread - Entry");
     op.Exit(L"ServiceWorkerThread - Exit");
-}
-
-void CMainService::AirplaneModeWatcher()
-{
-    QX::Shared::OperationLog op("CMainService::AirplaneModeWatcher");
-    op.Exit();
 }

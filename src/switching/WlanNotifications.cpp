@@ -1,9 +1,21 @@
-// Wi-Fi notifications: registration with the Native Wi-Fi service and the
-// callback that receives them on the Native Wi-Fi notification thread.
+// Wi-Fi notifications: registration with the Native Wi-Fi service, the
+// callback that receives them on the Native Wi-Fi notification thread, and
+// the two handlers that follow the user's Wi-Fi: they switch Wi-Fi off again
+// while a wire is up (where the firmware allows it), or record the user's
+// state for the next restore. One notification is handled at a time
+// (WlanCallbackMutex); the network event sink, the airplane watcher and
+// resume handling are kept apart only by the switching flags and the Wi-Fi
+// switch mutex.
 #include "switching/MainService.h"
 
 #include "logging/OperationLog.h"
+#include "network/NLMEventHandler.h"
 #include "platform/Api.h"
+#include "radio/PowerStatus.h"
+#include "radio/WlanRadio.h"
+#include "state/SwitchingState.h"
+
+#include <mutex>
 
 using namespace QX::Shared;
 
@@ -11,8 +23,26 @@ namespace {
 
 constexpr DWORD kWlanClientVersion = 2;
 constexpr DWORD kNotificationSources = WLAN_NOTIFICATION_SOURCE_ACM | WLAN_NOTIFICATION_SOURCE_MSM;
+// The two notification codes followed (the toolchain's headers lack the
+// media-specific module's codes).
+constexpr DWORD kAcmNetworkAvailable = 19;  // wlan_notification_acm_network_available
+constexpr DWORD kMsmRadioStateChange = 7;   // wlan_notification_msm_radio_state_change
+
+// Both handlers stand aside while the event sink switches the radio itself
+// or a resume is being handled.
+bool StandsAside(const FunctionLog& log)
+{
+    if (!msm_Notification_flag && !on_resumeflag)
+        return false;
+    log.Log(LevelInformation, L"Not processing the callback, msm_Notification_flag = %d, ResumeFlag = %d",
+            msm_Notification_flag, on_resumeflag);
+    return true;
+}
 
 } // namespace
+
+// Serialises the notification callback.
+std::mutex WlanCallbackMutex;
 
 DWORD CMainService::RegisterWlanNotification(bool& registration)
 {
@@ -49,8 +79,114 @@ DWORD CMainService::RegisterWlanNotification(bool& registration)
     return result;
 }
 
-void WINAPI CMainService::WlanNotificationCallback(PWLAN_NOTIFICATION_DATA, PVOID)
+void WINAPI CMainService::WlanNotificationCallback(PWLAN_NOTIFICATION_DATA data, PVOID)
 {
-    // The handling of Wi-Fi notifications is not built yet: they are
-    // received and dropped.
+    if (data == nullptr)
+        return;
+    const FunctionLog log("CMainService::WlanNotificationCallback");
+    try {
+        std::lock_guard<std::mutex> lock(WlanCallbackMutex);
+        if (data->NotificationSource == WLAN_NOTIFICATION_SOURCE_ACM &&
+            data->NotificationCode == kAcmNetworkAvailable) {
+            log.Log(LevelInformation, L"NotificationSource = WLAN_NOTIFICATION_SOURCE_ACM, NotificationCode = "
+                                      L"wlan_notification_acm_network_available. Processing Callback");
+            HandleWlanNotificationAcmNetworkAvailable();
+        } else if (data->NotificationSource == WLAN_NOTIFICATION_SOURCE_MSM &&
+                   data->NotificationCode == kMsmRadioStateChange) {
+            log.Log(LevelInformation, L"NotificationSource = WLAN_NOTIFICATION_SOURCE_MSM, NotificationCode= "
+                                      L"wlan_notification_msm_radio_state_change. Processing Callback");
+            HandleWlanNotificationMsmRadioStateChange();
+        }
+    } catch (...) {
+        // Nothing may leave a callback of the Native Wi-Fi thread.
+        log.Log(LevelError, L"Exception in WlanNotificationCallback()");
+    }
+}
+
+void CMainService::HandleWlanNotificationAcmNetworkAvailable()
+{
+    OperationLog op("CMainService::HandleWlanNotificationAcmNetworkAvailable");
+    if (StandsAside(op))
+        return;
+    bool wifiOn = false;
+    if (!ServiceUtils::CheckWlanStatus(wifiOn)) {
+        op.Log(LevelWarning, L"CheckWlanStatus failed");
+        return;
+    }
+    op.Log(LevelInformation, L"Current WLAN status = %d", wifiOn);
+    int ethernet = 0;
+    if (!NLMEventHandler::CheckEthernetConnectionStatusEx(&ethernet, nullptr)) {
+        op.Log(LevelError, L"CheckEthernetConnectionStatusEx failed");
+    } else {
+        op.Log(LevelInformation, L"Ethernet connection status = %d", ethernet);
+        if (ethernet == 0) {
+            op.Log(LevelInformation, L"wlan_notification_acm_network_available ServiceUtils::my_service_turnonoff_wifi : %d",
+                   my_service_turnonoff_wifi);
+            // Only an "on" state is stored here: a network showing up says
+            // nothing about a user who turned Wi-Fi off.
+            if (wifiOn) {
+                op.Log(LevelInformation,
+                       L"wlan_notification_acm_network_available Registry set to True. Setting WlanPowerStatus %d in "
+                       L"registry.",
+                       wifiOn);
+                ServiceUtils::SetWlanPowerStatusInRegistry(wifiOn);
+            }
+        } else {
+            op.Log(LevelInformation, L"Ethernet is connected");
+            op.Log(LevelInformation, L"LAN-WLAN Auto Switching Status = %d", LanWlanSwitchingEnabled);
+            // Compared with 1, unlike the radio-state handler's non-zero test
+            // (the same for a flag that only ever holds 0 or 1).
+            if (static_cast<int>(LanWlanSwitchingEnabled) == 1) {
+                if (!ServiceUtils::SwitchWlanStatus(false, true))
+                    op.Log(LevelError, L"SwitchWlanStatus(false) failed");
+            } else {
+                op.Log(LevelInformation,
+                       L"wlan_notification_acm_network_available[LanWlanSwitchingEnabled disabled].Setting "
+                       L"WlanPowerStatus %d in registry.",
+                       wifiOn);
+                ServiceUtils::SetWlanPowerStatusInRegistry(wifiOn);
+            }
+        }
+    }
+    op.Exit();
+}
+
+void CMainService::HandleWlanNotificationMsmRadioStateChange()
+{
+    OperationLog op("CMainService::HandleWlanNotificationMsmRadioStateChange");
+    if (StandsAside(op))
+        return;
+    bool wifiOn = false;
+    if (!ServiceUtils::CheckWlanStatus(wifiOn)) {
+        op.Log(LevelWarning, L"CheckWlanStatus failed");
+        return;
+    }
+    op.Log(LevelInformation, L"Current WLAN status = %d", wifiOn);
+    int ethernet = 0;
+    if (!NLMEventHandler::CheckEthernetConnectionStatusEx(&ethernet, nullptr)) {
+        op.Log(LevelError, L"CheckEthernetConnectionStatusEx failed");
+        op.Exit();
+        return;
+    }
+    op.Log(LevelInformation, L"Ethernet connection status = %d", ethernet);
+    op.Log(LevelInformation, L"LAN-WLAN_Switching Status = %d", LanWlanSwitchingEnabled);
+    const bool airplaneMode = ServiceUtils::CheckAirplaneMode();
+    if (!airplaneMode && ethernet == 0) {
+        op.Log(LevelInformation,
+               L"Airplane mode if OFF. Ethernet not connected. Setting WLAN registry status with WiFi Status = %d",
+               wifiOn);
+        ServiceUtils::SetWlanPowerStatusInRegistry(wifiOn);
+    }
+    if (ethernet != 0) {
+        if (LanWlanSwitchingEnabled) {
+            // Off only while on, and without the airplane check: the
+            // service's own switch notifies too, and must not loop.
+            if (wifiOn && !ServiceUtils::SwitchWlanStatus(false, false))
+                op.Log(LevelError, L"SwitchWlanStatus(false) failed");
+        } else if (!airplaneMode) {
+            op.Log(LevelInformation, L"Ethernet connected and LanWlanSwitching Disabled. Update registry");
+            ServiceUtils::SetWlanPowerStatusInRegistry(wifiOn);
+        }
+    }
+    op.Exit();
 }

@@ -5,12 +5,14 @@
 #include "fakes/FakeComObjects.h"
 #include "fakes/FakeComRuntime.h"
 #include "fakes/FakeEvents.h"
+#include "fakes/FakeIpHelper.h"
 #include "fakes/FakeEventLog.h"
 #include "fakes/FakeScm.h"
 #include "fakes/FakeServiceDispatcher.h"
 #include "fakes/FakeThreadPool.h"
 #include "fakes/FakeWlanClient.h"
 #include "fakes/RecordingListener.h"
+#include "fakes/VirtualClock.h"
 #include "state/SwitchingState.h"
 #include "switching/ResumeHandler.h"
 
@@ -214,9 +216,10 @@ TEST_F(MainServiceTest, QueueWorkItemRunsTheMemberOnTheObject)
     TestableMainService service;
     service.QueueWorkItem(&CMainService::AirplaneModeWatcher, &service, WT_EXECUTEONLYONCE);
     m_platform.pool.RunQueued();
-    EXPECT_THAT(
-        m_log.LinesOf("CMainService::AirplaneModeWatcher"),
-        ElementsAre(L"TraceIn|CMainService::AirplaneModeWatcher|", L"TraceOut|CMainService::AirplaneModeWatcher|"));
+    // Not running: the watcher ends before its first pass.
+    EXPECT_THAT(m_log.LinesOf("CMainService::AirplaneModeWatcher"),
+                ElementsAre(L"TraceIn|CMainService::AirplaneModeWatcher|AirplaneModeWatcher - Entry",
+                            L"TraceOut|CMainService::AirplaneModeWatcher|AirplaneModeWatcher - Exit"));
 }
 
 TEST_F(MainServiceTest, AStartWhoseWorkerCannotBeQueuedStopsWithTheError)
@@ -436,6 +439,15 @@ TEST_F(MainServiceTest, AnAutomaticResumeThroughTheControlHandlerRunsTheResumeHa
     scm.AddService(L"Tessarine", SERVICE_START_PENDING);
     fakes::FakeServiceDispatcher dispatcher;
     dispatcher.runServiceMain = true;
+    // A machine with a wired link, in virtual time; the radio services run.
+    fakes::VirtualClock clock;
+    fakes::AdapterDescription wired;
+    wired.name = "{11111111-2222-3333-4444-555555555555}";
+    wired.description = "Intel(R) Ethernet";
+    wired.address = "192.168.1.2";
+    fakes::FakeIpHelper ipHelper({wired});
+    scm.AddService(L"WlanSvc", SERVICE_RUNNING);
+    scm.AddService(L"WwanSvc", SERVICE_RUNNING);
     CServiceBase::SetResumeHandler(&NLMUtils::SystemResumeHandler);  // as the executable does
     TestableMainService service;
     ASSERT_TRUE(CServiceBase::Run(service));
@@ -451,12 +463,17 @@ TEST_F(MainServiceTest, AnAutomaticResumeThroughTheControlHandlerRunsTheResumeHa
     for (const SERVICE_STATUS& status : dispatcher.reports)
         states.push_back(status.dwCurrentState);
     EXPECT_THAT(states, ElementsAre(SERVICE_PAUSE_PENDING, SERVICE_PAUSED, SERVICE_CONTINUE_PENDING, SERVICE_RUNNING));
-    EXPECT_THAT(m_log.Lines(),
+    const std::vector<std::wstring> lines = m_log.Lines();
+    ASSERT_GE(lines.size(), 7u);
+    EXPECT_THAT(std::vector<std::wstring>(lines.begin(), lines.begin() + 4),
                 ElementsAre(L"Information|CServiceBase::HandlerEx|PBT_APMSTANDBY or PBT_APMSUSPEND",
                             L"Information|CServiceBase::HandlerEx|Setting on_resumeflag to TRUE",
-                            L"TraceIn|CServiceBase::OnContinue|", L"TraceIn|NLMUtils::SystemResumeHandler|",
+                            L"TraceIn|CServiceBase::OnContinue|", L"TraceIn|NLMUtils::SystemResumeHandler|"));
+    EXPECT_THAT(std::vector<std::wstring>(lines.end() - 3, lines.end()),
+                ElementsAre(L"Information|NLMUtils::SystemResumeHandler|Resetting on_resumeflag to False",
                             L"TraceOut|NLMUtils::SystemResumeHandler|Return = 1",
                             L"TraceOut|CServiceBase::OnContinue|"));
+    EXPECT_FALSE(on_resumeflag);
     CServiceBase::SetResumeHandler(nullptr);
     on_resumeflag = false;
 }
