@@ -1,17 +1,60 @@
 // NLMEventHandler: the network event sink. This layer holds its static
 // machine-wide Ethernet test, which every thread of the service may call
 // (always through CheckEthernetConnectionStatusEx); the sink's COM side
-// lives in a layer above the radio control it calls.
+// (src/events/) lives in a layer above the radio control it calls, and only
+// that layer constructs the object.
+//
+// The COM object: one identity behind three interfaces that share one
+// reference count. The Network List Manager calls it on COM threads of the
+// multithreaded apartment; connectivity callbacks are serialised by
+// connectivityCallbackMutex, which is always taken before ethernetCheckMutex.
+// It neither owns the network list manager (the main service object keeps it
+// alive, so no reference is taken) nor the set of Ethernet connections.
 #pragma once
 
 #include "logging/OperationLog.h"
 #include "platform/UniqueHandle.h"
 
+#include <winsock2.h>
+#include <iphlpapi.h>
+#include <netlistmgr.h>
+
 #include <mutex>
+#include <set>
+#include <string>
 #include <system_error>
 
-class NLMEventHandler {
+class NLMEventHandler : public INetworkListManagerEvents, public INetworkEvents, public INetworkConnectionEvents {
 public:
+    // Creating the object does not count as a reference: the count starts at 0.
+    NLMEventHandler(INetworkListManager* networkListManager, std::set<std::wstring>* ethernetConnections);
+    // Frees pAdapterInfo once more.
+    virtual ~NLMEventHandler();
+    NLMEventHandler(const NLMEventHandler&) = delete;
+    NLMEventHandler& operator=(const NLMEventHandler&) = delete;
+
+    // IUnknown, shared by the three interfaces. The count is a plain
+    // increment and decrement, not an interlocked one.
+    HRESULT STDMETHODCALLTYPE QueryInterface(REFIID iid, void** object) override;
+    ULONG STDMETHODCALLTYPE AddRef() override;
+    ULONG STDMETHODCALLTYPE Release() override;
+
+    // INetworkListManagerEvents
+    HRESULT STDMETHODCALLTYPE ConnectivityChanged(NLM_CONNECTIVITY connectivity) override;
+
+    // INetworkEvents
+    HRESULT STDMETHODCALLTYPE NetworkAdded(GUID networkId) override;
+    HRESULT STDMETHODCALLTYPE NetworkDeleted(GUID networkId) override;
+    HRESULT STDMETHODCALLTYPE NetworkConnectivityChanged(GUID networkId, NLM_CONNECTIVITY connectivity) override;
+    HRESULT STDMETHODCALLTYPE NetworkPropertyChanged(GUID networkId, NLM_NETWORK_PROPERTY_CHANGE change) override;
+
+    // INetworkConnectionEvents: switches the radios off when an Ethernet
+    // connection comes up and on when the last one goes.
+    HRESULT STDMETHODCALLTYPE NetworkConnectionConnectivityChanged(GUID connectionId,
+                                                                   NLM_CONNECTIVITY connectivity) override;
+    HRESULT STDMETHODCALLTYPE NetworkConnectionPropertyChanged(GUID connectionId,
+                                                               NLM_CONNECTION_PROPERTY_CHANGE change) override;
+
     // Rebuilds pAdapterInfo with GetAdaptersInfo: 0 on success, the call's
     // code when it failed, or 1 after a failed allocation or an exception.
     static int InitialiseAdapter();
@@ -29,6 +72,19 @@ public:
     // code and gives 0.
     template <typename Mutex>
     static int CheckEthernetConnectionStatusUnder(Mutex& mutex, int* ethernetStatus, int* ipNotAssigned);
+
+private:
+    // The connect and disconnect halves of NetworkConnectionConnectivityChanged,
+    // run under connectivityCallbackMutex.
+    void OnConnected(GUID connectionId, const std::wstring& identifier, NLM_CONNECTIVITY connectivity,
+                     const QX::Shared::FunctionLog& log);
+    void OnDisconnected(const std::wstring& identifier, const QX::Shared::FunctionLog& log);
+
+    ULONG m_refCount = 0;
+    // Not AddRef'd and never released here: the main service object owns it.
+    INetworkListManager* m_networkListManager;
+    // The main service object's m_ethernetConnections; may be null.
+    std::set<std::wstring>* m_ethernetConnections;
 };
 
 // The legacy adapter list, a process-heap block that InitialiseAdapter
@@ -38,6 +94,9 @@ public:
 extern os::UniqueProcessHeapBlock pAdapterInfo;
 // Serialises the machine-wide test; lives for the whole process.
 extern std::mutex ethernetCheckMutex;
+// Serialises the sink's connectivity callbacks; taken before
+// ethernetCheckMutex. Defined with the sink's COM side.
+extern std::mutex connectivityCallbackMutex;
 
 template <typename Mutex>
 int NLMEventHandler::CheckEthernetConnectionStatusUnder(Mutex& mutex, int* ethernetStatus, int* ipNotAssigned)

@@ -4,6 +4,7 @@
 // SystemRadioState key and put it back after each test.
 #include "radio/PowerStatus.h"
 
+#include "fakes/MachineState.h"
 #include "fakes/RecordingListener.h"
 #include "fakes/RegistryKeys.h"
 #include "platform/Api.h"
@@ -238,56 +239,11 @@ TEST_F(PowerStatusTest, AThrowingRegistryWriteIsLoggedAsAnExceptionAndReturnsSuc
                             L"Error|ServiceUtils::SetPowerStatusInRegistry|Exception in SetPowerStatusInRegistry()"));
 }
 
-// Keeps the values of the prefix's SystemRadioState key (it has no
-// subkeys) and puts them back, or removes the key, and its parent
-// RadioManagement, if they were not there.
+// The airplane-mode tests keep the prefix's SystemRadioState key and put it
+// back afterwards; each starts without it.
 class AirplaneModeTest : public PowerStatusTest {
 protected:
-    struct SavedValue {
-        std::wstring name;
-        DWORD type;
-        std::vector<BYTE> data;
-    };
-
-    AirplaneModeTest()
-    {
-        m_parentExisted = MachineKeyExists(kRadioManagementKey);
-        HKEY key = nullptr;
-        m_existed = RegOpenKeyExW(HKEY_LOCAL_MACHINE, kAirplaneModeKey, 0, KEY_READ, &key) == ERROR_SUCCESS;
-        if (m_existed) {
-            for (DWORD index = 0;; ++index) {
-                wchar_t name[256] = {};
-                DWORD nameLength = 256;
-                BYTE data[1024];
-                DWORD size = sizeof(data);
-                DWORD type = REG_NONE;
-                if (RegEnumValueW(key, index, name, &nameLength, nullptr, &type, data, &size) != ERROR_SUCCESS)
-                    break;
-                m_saved.push_back({std::wstring(name, nameLength), type, std::vector<BYTE>(data, data + size)});
-            }
-            DWORD subkeys = 0;
-            RegQueryInfoKeyW(key, nullptr, nullptr, nullptr, &subkeys, nullptr, nullptr, nullptr, nullptr, nullptr,
-                             nullptr, nullptr);
-            EXPECT_EQ(subkeys, 0u) << "SystemRadioState has subkeys that the test would lose";
-            RegCloseKey(key);
-        }
-        RemoveKey();
-    }
-    ~AirplaneModeTest() override
-    {
-        RemoveKey();
-        if (m_existed) {
-            HKEY key = nullptr;
-            RegCreateKeyExW(HKEY_LOCAL_MACHINE, kAirplaneModeKey, 0, nullptr, 0, KEY_ALL_ACCESS, nullptr, &key,
-                            nullptr);
-            for (const SavedValue& value : m_saved)
-                RegSetValueExW(key, value.name.c_str(), 0, value.type, value.data.data(),
-                               static_cast<DWORD>(value.data.size()));
-            RegCloseKey(key);
-        } else if (!m_parentExisted) {
-            RegDeleteKeyW(HKEY_LOCAL_MACHINE, kRadioManagementKey);
-        }
-    }
+    AirplaneModeTest() { RemoveKey(); }
     static void RemoveKey() { Registry::DeleteKey(HKEY_LOCAL_MACHINE, kAirplaneModeKey, 0); }
 
     // Creates the key; with data, sets its default value.
@@ -304,11 +260,7 @@ protected:
     }
     void SetNumber(DWORD value) { SetState(REG_DWORD, &value, sizeof(value)); }
 
-    static constexpr wchar_t kRadioManagementKey[] = L"SYSTEM\\CurrentControlSet\\Control\\RadioManagement";
-
-    bool m_parentExisted = false;
-    bool m_existed = false;
-    std::vector<SavedValue> m_saved;
+    fakes::ScopedAirplaneMode m_airplane;
 };
 
 TEST_F(AirplaneModeTest, OneIsOn)

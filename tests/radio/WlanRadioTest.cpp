@@ -6,6 +6,7 @@
 #include "radio/WlanRadio.h"
 
 #include "fakes/FakeWlanClient.h"
+#include "fakes/MachineState.h"
 #include "fakes/RecordingListener.h"
 #include "fakes/VirtualClock.h"
 #include "platform/Api.h"
@@ -32,7 +33,6 @@ using Calls = std::vector<std::string>;
 using testing::ElementsAre;
 using testing::IsEmpty;
 
-constexpr wchar_t kProductKey[] = L"SOFTWARE\\QX\\QX Brisa UWP";
 constexpr wchar_t kAdapter[] = L"Simulated Wireless-AC 9560";
 
 Lines operator+(Lines left, const Lines& right)
@@ -137,19 +137,6 @@ protected:
     {
         my_setwifitimeout = false;
         my_service_turnonoff_wifi = false;
-        CleanProduct();
-        m_parentExisted = KeyExists(kRadioManagementKey);
-        HKEY key = nullptr;
-        m_airplaneExisted = RegOpenKeyExW(HKEY_LOCAL_MACHINE, kAirplaneModeKey, 0, KEY_READ, &key) == ERROR_SUCCESS;
-        if (m_airplaneExisted) {
-            BYTE data[256];
-            DWORD size = sizeof(data);
-            m_airplaneValueExisted
-                = RegQueryValueExW(key, nullptr, nullptr, &m_airplaneType, data, &size) == ERROR_SUCCESS;
-            if (m_airplaneValueExisted)
-                m_airplaneData.assign(data, data + size);
-            RegCloseKey(key);
-        }
         SetAirplaneMode(false);
         m_wlan.AddInterface(kAdapter, 2, FakeWlanClient::kOn, wlan_interface_state_connected);
     }
@@ -157,65 +144,12 @@ protected:
     {
         my_setwifitimeout = false;
         my_service_turnonoff_wifi = false;
-        CleanProduct();
-        if (m_airplaneExisted) {
-            HKEY key = nullptr;
-            RegOpenKeyExW(HKEY_LOCAL_MACHINE, kAirplaneModeKey, 0, KEY_ALL_ACCESS, &key);
-            if (m_airplaneValueExisted)
-                RegSetValueExW(key, nullptr, 0, m_airplaneType, m_airplaneData.data(),
-                               static_cast<DWORD>(m_airplaneData.size()));
-            else
-                RegDeleteValueW(key, nullptr);
-            RegCloseKey(key);
-        } else {
-            Registry::DeleteKey(HKEY_LOCAL_MACHINE, kAirplaneModeKey, Registry::kDefaultView);
-            if (!m_parentExisted)
-                RegDeleteKeyW(HKEY_LOCAL_MACHINE, kRadioManagementKey);
-        }
     }
 
-    static bool KeyExists(const wchar_t* path)
-    {
-        HKEY key = nullptr;
-        if (RegOpenKeyExW(HKEY_LOCAL_MACHINE, path, 0, KEY_READ, &key) != ERROR_SUCCESS)
-            return false;
-        RegCloseKey(key);
-        return true;
-    }
-    static void CleanProduct()
-    {
-        Registry::DeleteKey(HKEY_LOCAL_MACHINE, kProductKey, Registry::kDefaultView);
-        RegDeleteKeyW(HKEY_LOCAL_MACHINE, L"SOFTWARE\\QX");  // only when nothing else is in it
-    }
-    static void SetAirplaneMode(bool on)
-    {
-        HKEY key = nullptr;
-        ASSERT_EQ(RegCreateKeyExW(HKEY_LOCAL_MACHINE, kAirplaneModeKey, 0, nullptr, 0, KEY_ALL_ACCESS, nullptr, &key,
-                                  nullptr),
-                  ERROR_SUCCESS);
-        const DWORD value = on ? 1 : 0;
-        RegSetValueExW(key, nullptr, 0, REG_DWORD, reinterpret_cast<const BYTE*>(&value), sizeof(value));
-        RegCloseKey(key);
-    }
-    static void StorePowerStatus(const wchar_t* text)
-    {
-        ASSERT_EQ(Registry::SetValue(HKEY_LOCAL_MACHINE, kWlanPowerStatusKey, kPowerStatusValue, text,
-                                     Registry::kDefaultView),
-                  ERROR_SUCCESS);
-    }
+    void SetAirplaneMode(bool on) { m_airplane.Set(on); }
+    static void StorePowerStatus(const wchar_t* text) { fakes::ScopedPowerStatus::Store(kWlanPowerStatusKey, text); }
     // PowerOnOff as stored; "<missing>" when there is none.
-    static std::wstring StoredPowerStatus()
-    {
-        HKEY key = nullptr;
-        if (RegOpenKeyExW(HKEY_LOCAL_MACHINE, kWlanPowerStatusKey, 0, KEY_READ, &key) != ERROR_SUCCESS)
-            return L"<missing>";
-        wchar_t data[32] = {};
-        DWORD size = sizeof(data);
-        const LSTATUS status
-            = RegQueryValueExW(key, kPowerStatusValue, nullptr, nullptr, reinterpret_cast<BYTE*>(data), &size);
-        RegCloseKey(key);
-        return status == ERROR_SUCCESS ? std::wstring(data) : L"<missing>";
-    }
+    static std::wstring StoredPowerStatus() { return fakes::ScopedPowerStatus::Stored(kWlanPowerStatusKey); }
     void ExpectNoLeaks() const
     {
         EXPECT_EQ(m_wlan.OutstandingBuffers(), 0u);
@@ -236,14 +170,8 @@ protected:
         return all;
     }
 
-    static constexpr wchar_t kRadioManagementKey[] = L"SYSTEM\\CurrentControlSet\\Control\\RadioManagement";
-
-    bool m_parentExisted = false;
-    bool m_airplaneExisted = false;
-    bool m_airplaneValueExisted = false;
-    DWORD m_airplaneType = REG_NONE;
-    std::vector<BYTE> m_airplaneData;
-
+    fakes::ScopedAirplaneMode m_airplane;
+    fakes::ScopedPowerStatus m_powerStatus;
     fakes::RecordingLog m_log;
     fakes::VirtualClock m_clock;
     fakes::Journal m_journal;
