@@ -14,7 +14,7 @@
 #include "fakes/NetworkListModel.h"
 #include "fakes/RecordingListener.h"
 #include "fakes/VirtualClock.h"
-#include "network/Adapters.h"
+#include "fakes/Adapters.h"
 #include "platform/Api.h"
 #include "platform/ComPtr.h"
 #include "radio/WlanRadio.h"
@@ -38,8 +38,8 @@ namespace {
 
 using Lines = std::vector<std::wstring>;
 using Pauses = std::vector<DWORD>;
-using nettest::Adapter;
-using nettest::Ethernet;
+using fakes::Adapter;
+using fakes::Ethernet;
 using testing::ElementsAre;
 using testing::IsEmpty;
 
@@ -50,7 +50,7 @@ constexpr wchar_t kSecondConnectionText[] = L"{0D0D0D0D-1111-2222-0102-030405060
 const GUID kWirelessConnectionId = {0x0E0E0E0E, 0x1111, 0x2222, {1, 2, 3, 4, 5, 6, 7, 8}};
 constexpr wchar_t kWirelessConnectionText[] = L"{0E0E0E0E-1111-2222-0102-030405060708}";
 
-// The adapters behind them (nettest's Ethernet and wireless names).
+// The adapters behind them (the Ethernet and wireless names of fakes/Adapters.h).
 const GUID kEthernetAdapterId = {0x11111111, 0x2222, 0x3333, {0x44, 0x44, 0x55, 0x55, 0x55, 0x55, 0x55, 0x55}};
 const GUID kSecondAdapterId = {0x22222222, 0x2222, 0x3333, {0x44, 0x44, 0x55, 0x55, 0x55, 0x55, 0x55, 0x55}};
 constexpr char kSecondAdapterName[] = "{22222222-2222-3333-4444-555555555555}";
@@ -399,7 +399,7 @@ TEST_F(SinkTest, NetworkDeletedWithAFailedConversionReturnsItsCodeWithoutTheEndL
 TEST_F(SinkTest, AWifiConnectionGainingConnectivityIsNotEthernetAndChangesNothing)
 {
     BothSwitchingFlags();
-    m_ipHelper.SetAdapters({Adapter(IF_TYPE_IEEE80211, nettest::kWirelessGuid, "Simulated Wireless", "192.168.1.30")});
+    m_ipHelper.SetAdapters({Adapter(IF_TYPE_IEEE80211, fakes::kWirelessGuid, "Simulated Wireless", "192.168.1.30")});
     EXPECT_EQ(Changed(kWirelessConnectionId, 0x40), S_OK);
     EXPECT_EQ(SinkLines(),
               (Head(0x40, kWirelessConnectionText)

@@ -3,7 +3,7 @@
 // adapter id asked of the network list manager.
 #include "network/NLMUtils.h"
 
-#include "Adapters.h"
+#include "fakes/Adapters.h"
 #include "fakes/FakeComTexts.h"
 #include "fakes/FakeIpHelper.h"
 #include "fakes/FakeProcessHeap.h"
@@ -20,9 +20,9 @@
 namespace {
 
 using fakes::FakeIpHelper;
-using nettest::Adapter;
-using nettest::Ethernet;
-using nettest::kEthernetGuidText;
+using fakes::Adapter;
+using fakes::Ethernet;
+using fakes::kEthernetGuidText;
 using testing::ElementsAre;
 using testing::ElementsAreArray;
 
@@ -200,7 +200,7 @@ TEST_F(AdapterLookupTest, AnotherErrorEndsTheLookup)
 
 TEST_F(AdapterLookupTest, AWirelessAdapterIsNotEthernet)
 {
-    m_ipHelper.SetAdapters({Adapter(IF_TYPE_IEEE80211, nettest::kEthernetGuid, "Wireless-AC 9560", "10.0.0.2")});
+    m_ipHelper.SetAdapters({Adapter(IF_TYPE_IEEE80211, fakes::kEthernetGuid, "Wireless-AC 9560", "10.0.0.2")});
     EXPECT_FALSE(Lookup());
     const std::vector<std::wstring> lines = Lines();
     EXPECT_EQ(lines[lines.size() - 2], Line(L"Information", L"Interface type: IEEE 802.11 Wireless"));
@@ -246,7 +246,7 @@ TEST_F(AdapterLookupTest, NoMatchingAdapterIsAWarning)
 
 TEST_F(AdapterLookupTest, IsEthernetIsOnlyEverSetToTrue)
 {
-    m_ipHelper.SetAdapters({Adapter(IF_TYPE_IEEE80211, nettest::kEthernetGuid, "wifi", "10.0.0.2")});
+    m_ipHelper.SetAdapters({Adapter(IF_TYPE_IEEE80211, fakes::kEthernetGuid, "wifi", "10.0.0.2")});
     bool isEthernet = true;
     NLMUtils::PrintAdapterInfo(kEthernetGuidText, &isEthernet);
     EXPECT_TRUE(isEthernet);

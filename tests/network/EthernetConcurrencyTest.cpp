@@ -2,7 +2,7 @@
 // answer is one that some whole adapter list gives, and nothing leaks.
 #include "network/NLMEventHandler.h"
 
-#include "Adapters.h"
+#include "fakes/Adapters.h"
 #include "fakes/FakeIpHelper.h"
 #include "fakes/FakeProcessHeap.h"
 #include "fakes/RecordingListener.h"
@@ -18,7 +18,7 @@
 
 namespace {
 
-using nettest::Ethernet;
+using fakes::Ethernet;
 
 TEST(EthernetConcurrency, EightThreadsSeeOnlyWholeListsWhileTheAdaptersChange)
 {
@@ -33,7 +33,7 @@ TEST(EthernetConcurrency, EightThreadsSeeOnlyWholeListsWhileTheAdaptersChange)
         {Ethernet("TAP-Windows Adapter", "10.8.0.2"), Ethernet("Intel(R) Ethernet", "192.168.1.2")},
         {Ethernet("Intel(R) Ethernet", "0.0.0.0")},
         {Ethernet("Contoso VPN", "10.1.0.2"),
-         nettest::Adapter(IF_TYPE_IEEE80211, nettest::kWirelessGuid, "Wireless-AC", "192.168.1.3"),
+         fakes::Adapter(IF_TYPE_IEEE80211, fakes::kWirelessGuid, "Wireless-AC", "192.168.1.3"),
          Ethernet("Hyper-V Virtual Ethernet", "172.16.0.1")},
     };
     fakes::FakeIpHelper ipHelper(machines[0]);

@@ -3,7 +3,7 @@
 #include "network/AdapterWalks.h"
 #include "network/NLMEventHandler.h"
 
-#include "Adapters.h"
+#include "fakes/Adapters.h"
 #include "fakes/FakeIpHelper.h"
 #include "fakes/FakeProcessHeap.h"
 #include "fakes/RecordingListener.h"
@@ -20,8 +20,8 @@
 namespace {
 
 using fakes::FakeIpHelper;
-using nettest::Adapter;
-using nettest::Ethernet;
+using fakes::Adapter;
+using fakes::Ethernet;
 using testing::ElementsAre;
 using testing::IsEmpty;
 
@@ -218,7 +218,7 @@ TEST_F(EthernetDetectionTest, TheNotAssignedMarkIsNeverCleared)
 TEST_F(EthernetDetectionTest, ATapAdapterFirstAndAnOrdinaryCardSecondEndsTheWalkAtTheSecond)
 {
     m_ipHelper.SetAdapters({Ethernet("TAP-Windows Adapter V9", "10.8.0.2"), Ethernet("Intel(R) Ethernet", "192.168.1.2"),
-                            Adapter(IF_TYPE_IEEE80211, nettest::kWirelessGuid, "Wi-Fi", "192.168.1.3")});
+                            Adapter(IF_TYPE_IEEE80211, fakes::kWirelessGuid, "Wi-Fi", "192.168.1.3")});
     EXPECT_EQ(NLMEventHandler::CheckEthernetConnectionStatusEx(&m_status, &m_ipNotAssigned), 1);
     EXPECT_EQ(m_status, 1);
     EXPECT_THAT(Lines("NLMEventHandler::CheckEthernetConnectionStatus"),

@@ -3,7 +3,7 @@
 // of a safe array of mobile-broadband interfaces.
 #include "network/NLMUtils.h"
 
-#include "Adapters.h"
+#include "fakes/Adapters.h"
 #include "fakes/FakeComTexts.h"
 #include "fakes/FakeIpHelper.h"
 #include "fakes/FakeMbnInterface.h"
@@ -22,8 +22,8 @@
 namespace {
 
 using fakes::ConnectionDescription;
-using nettest::Adapter;
-using nettest::Ethernet;
+using fakes::Adapter;
+using fakes::Ethernet;
 using testing::ElementsAre;
 using testing::IsEmpty;
 

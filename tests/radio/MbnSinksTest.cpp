@@ -6,6 +6,7 @@
 #include "radio/WwanRadio.h"
 
 #include "fakes/FakeComTexts.h"
+#include "fakes/Adapters.h"
 #include "fakes/FakeIpHelper.h"
 #include "fakes/MachineState.h"
 #include "fakes/MobileBroadbandModel.h"
@@ -33,23 +34,6 @@ constexpr char kFunction[] = "CMbnSinks::OnSetSoftwareRadioStateComplete";
 std::wstring Line(const wchar_t* level, const std::wstring& message)
 {
     return std::wstring(level) + L"|CMbnSinks::OnSetSoftwareRadioStateComplete|" + message;
-}
-
-fakes::AdapterDescription Wired()
-{
-    fakes::AdapterDescription adapter;
-    adapter.name = "{11111111-2222-3333-4444-555555555555}";
-    adapter.description = "Intel(R) Ethernet";
-    adapter.address = "192.168.1.2";
-    return adapter;
-}
-
-fakes::AdapterDescription WirelessOnly()
-{
-    fakes::AdapterDescription adapter = Wired();
-    adapter.type = IF_TYPE_IEEE80211;
-    adapter.description = "Wireless-AC";
-    return adapter;
 }
 
 class MbnSinksTest : public testing::Test {
@@ -91,7 +75,7 @@ protected:
     fakes::RecordingLog m_log;
     fakes::VirtualClock m_clock;
     fakes::FakeComTexts m_texts;
-    fakes::FakeIpHelper m_ipHelper{{WirelessOnly()}};
+    fakes::FakeIpHelper m_ipHelper{{fakes::WirelessAdapter()}};
     fakes::ScopedAirplaneMode m_airplane;
     fakes::ScopedPowerStatus m_powerStatus;
     MobileBroadbandModel m_model;
@@ -122,7 +106,7 @@ TEST_F(MbnSinksTest, TheUserTurningTheRadioOffWithoutEthernetIsRecorded)
 
 TEST_F(MbnSinksTest, TheUserTurningTheRadioOnWithEthernetIsSwitchedOffAgainAndNothingWritten)
 {
-    m_ipHelper.SetAdapters({Wired()});
+    m_ipHelper.SetAdapters({fakes::WiredAdapter()});
     m_model.SetDeliverCompletions(true);
     UserSwitches(MBN_RADIO_ON);
     EXPECT_EQ(m_model.RadioState(), MBN_RADIO_OFF);
@@ -139,7 +123,7 @@ TEST_F(MbnSinksTest, TheUserTurningTheRadioOnWithEthernetIsSwitchedOffAgainAndNo
 TEST_F(MbnSinksTest, WithSwitchingDisallowedTheUsersChoiceIsWrittenEvenWithEthernet)
 {
     LanWwanSwitchingEnabled = false;
-    m_ipHelper.SetAdapters({Wired()});
+    m_ipHelper.SetAdapters({fakes::WiredAdapter()});
     UserSwitches(MBN_RADIO_ON);
     EXPECT_EQ(m_model.RadioState(), MBN_RADIO_ON);
     EXPECT_EQ(fakes::ScopedPowerStatus::Stored(kWwanPowerStatusKey), L"True");
@@ -147,7 +131,7 @@ TEST_F(MbnSinksTest, WithSwitchingDisallowedTheUsersChoiceIsWrittenEvenWithEther
 
 TEST_F(MbnSinksTest, TheUserTurningTheRadioOffWithEthernetNeedsNothing)
 {
-    m_ipHelper.SetAdapters({Wired()});
+    m_ipHelper.SetAdapters({fakes::WiredAdapter()});
     UserSwitches(MBN_RADIO_OFF);
     EXPECT_EQ(fakes::ScopedPowerStatus::Stored(kWwanPowerStatusKey), L"<missing>");
     EXPECT_EQ(Lines().back(),
@@ -239,7 +223,7 @@ TEST_F(MbnSinksTest, AddRefAndReleaseCountFromZero)
 
 TEST_F(MbnSinksTest, ACompletionWhileTheSwitchMutexIsHeldWaitsForItWithoutDeadlock)
 {
-    m_ipHelper.SetAdapters({Wired()});
+    m_ipHelper.SetAdapters({fakes::WiredAdapter()});
     std::future<void> completion;
     {
         std::lock_guard<std::mutex> held(ServiceUtils::WwanSwitchMutex);

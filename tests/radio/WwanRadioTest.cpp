@@ -4,6 +4,7 @@
 #include "radio/WwanRadio.h"
 
 #include "fakes/FakeComTexts.h"
+#include "fakes/Adapters.h"
 #include "fakes/FakeIpHelper.h"
 #include "fakes/FakeProcessHeap.h"
 #include "fakes/MachineState.h"
@@ -33,15 +34,6 @@ constexpr wchar_t kInterfaceId[] = L"{5A5A5A5A-0000-1111-2222-333344445555}";
 std::wstring Line(const wchar_t* level, const char* function, const std::wstring& message)
 {
     return std::wstring(level) + L"|" + std::wstring(function, function + strlen(function)) + L"|" + message;
-}
-
-fakes::AdapterDescription Wired(bool withAddress)
-{
-    fakes::AdapterDescription adapter;
-    adapter.name = "{11111111-2222-3333-4444-555555555555}";
-    adapter.description = "Intel(R) Ethernet";
-    adapter.address = withAddress ? "192.168.1.2" : "0.0.0.0";
-    return adapter;
 }
 
 class WwanRadioTest : public testing::Test {
@@ -81,7 +73,7 @@ protected:
     fakes::RecordingLog m_log;
     fakes::VirtualClock m_clock;
     fakes::FakeComTexts m_texts;
-    fakes::FakeIpHelper m_ipHelper{{Wired(false)}};
+    fakes::FakeIpHelper m_ipHelper{{fakes::WiredAdapter(false)}};
     fakes::ScopedAirplaneMode m_airplane;
     fakes::ScopedPowerStatus m_powerStatus;
     MobileBroadbandModel m_model;
@@ -380,7 +372,7 @@ TEST_F(WwanRadioTest, OffWithoutEthernetMarksTheServiceTurnOff)
 
 TEST_F(WwanRadioTest, OffWithEthernetLeavesTheMarkAlone)
 {
-    m_ipHelper.SetAdapters({Wired(true)});
+    m_ipHelper.SetAdapters({fakes::WiredAdapter(true)});
     m_model.SetRadioState(MBN_RADIO_ON);
     Switch(false, false);
     EXPECT_FALSE(ServiceUtils::WwanServiceTurnOff);

@@ -8,6 +8,7 @@
 // bound fails the test, and is then ended by force so the run goes on.
 #include "switching/MainService.h"
 
+#include "fakes/Adapters.h"
 #include "fakes/FakeIpHelper.h"
 #include "fakes/FakeWlanClient.h"
 #include "fakes/MachineState.h"
@@ -53,25 +54,6 @@ const std::wstring kEntry = L"TraceIn|CMainService::AirplaneModeWatcher|Airplane
 const std::wstring kTriggered = Line(L"Information", L"AirplaneModeWatcher - Registry Change Event Triggered");
 const std::wstring kStopSeen = Line(L"Information", L"AirplaneModeWatcher - Service Stop event Triggered. Exiting");
 const std::wstring kExit = L"TraceOut|CMainService::AirplaneModeWatcher|AirplaneModeWatcher - Exit";
-
-fakes::AdapterDescription Wired()
-{
-    fakes::AdapterDescription adapter;
-    adapter.name = "{11111111-2222-3333-4444-555555555555}";
-    adapter.description = "Intel(R) Ethernet Connection";
-    adapter.address = "192.168.1.2";
-    return adapter;
-}
-
-fakes::AdapterDescription WirelessOnly()
-{
-    fakes::AdapterDescription adapter;
-    adapter.name = "{22222222-2222-3333-4444-555555555555}";
-    adapter.description = "Simulated Wireless-AC 9560";
-    adapter.type = IF_TYPE_IEEE80211;
-    adapter.address = "10.0.0.7";
-    return adapter;
-}
 
 class WatchedService : public CMainService {
 public:
@@ -200,7 +182,7 @@ protected:
 
     fakes::RecordingLog m_log;
     fakes::VirtualClock m_clock;
-    fakes::FakeIpHelper m_ipHelper{{WirelessOnly()}};
+    fakes::FakeIpHelper m_ipHelper{{fakes::WirelessAdapter()}};
     fakes::FakeWlanClient m_wlan;
     fakes::ScopedAirplaneMode m_airplane;
     fakes::ScopedPowerStatus m_powerStatus;
@@ -322,7 +304,7 @@ TEST_F(AirplaneModeWatcherTest, AirplaneModeOffWithoutEthernetAndWiFiAlreadyOnSt
 TEST_F(AirplaneModeWatcherTest, AirplaneModeOffWithEthernetDoesNothing)
 {
     LanWwanSwitchingEnabled = true;
-    m_ipHelper.SetAdapters({Wired()});
+    m_ipHelper.SetAdapters({fakes::WiredAdapter()});
     m_airplane.Set(true);
     m_wlan.SwitchByHand(0, false);
     m_model.SetRadioState(MBN_RADIO_OFF);

@@ -5,6 +5,7 @@
 // real registry of the Wine prefix (kept and put back by the fixture).
 #include "switching/ResumeHandler.h"
 
+#include "fakes/Adapters.h"
 #include "fakes/FakeIpHelper.h"
 #include "fakes/FakeScm.h"
 #include "fakes/FakeWlanClient.h"
@@ -43,26 +44,6 @@ std::wstring Line(const wchar_t* level, const std::wstring& message)
     return std::wstring(level) + L"|NLMUtils::SystemResumeHandler|" + message;
 }
 
-fakes::AdapterDescription Wired(bool withAddress)
-{
-    fakes::AdapterDescription adapter;
-    adapter.name = "{11111111-2222-3333-4444-555555555555}";
-    adapter.description = "Intel(R) Ethernet Connection";
-    adapter.address = withAddress ? "192.168.1.2" : "0.0.0.0";
-    return adapter;
-}
-
-// No cable: only the Wi-Fi adapter, which is no Ethernet.
-fakes::AdapterDescription WirelessOnly()
-{
-    fakes::AdapterDescription adapter;
-    adapter.name = "{22222222-2222-3333-4444-555555555555}";
-    adapter.description = "Simulated Wireless-AC 9560";
-    adapter.type = IF_TYPE_IEEE80211;
-    adapter.address = "10.0.0.7";
-    return adapter;
-}
-
 // DHCP in virtual time: the wired adapter gets its address when the given
 // number of one-second pauses of the address wait have passed. Installed
 // over the virtual clock, whose pause it still takes.
@@ -82,7 +63,7 @@ private:
     {
         s_previous(milliseconds);
         if (milliseconds == 1000 && s_left > 0 && --s_left == 0)
-            s_ipHelper->SetAdapters({Wired(true)});
+            s_ipHelper->SetAdapters({fakes::WiredAdapter(true)});
     }
 
     static inline fakes::FakeIpHelper* s_ipHelper = nullptr;
@@ -173,7 +154,7 @@ protected:
 
     fakes::RecordingLog m_log;
     fakes::VirtualClock m_clock;
-    fakes::FakeIpHelper m_ipHelper{{WirelessOnly()}};
+    fakes::FakeIpHelper m_ipHelper{{fakes::WirelessAdapter()}};
     fakes::FakeWlanClient m_wlan;
     fakes::FakeScm m_scm;
     fakes::ScopedAirplaneMode m_airplane;
@@ -188,7 +169,7 @@ protected:
 // decide the count: three "failed in try" lines and three pauses.
 TEST_F(ResumeHandlerTest, CableWithTheAddressFoundAtTwoSecondsGivesThreeFailedTriesThenSwitchesBothOff)
 {
-    m_ipHelper.SetAdapters({Wired(false)});
+    m_ipHelper.SetAdapters({fakes::WiredAdapter(false)});
     AddressAfterPauses dhcp(m_ipHelper, 2);
     EXPECT_TRUE(Resume());
 
@@ -232,7 +213,7 @@ TEST_F(ResumeHandlerTest, CableWithTheAddressFoundAtTwoSecondsGivesThreeFailedTr
 // 1 s, so the second call finds it and is the second failed try.
 TEST_F(ResumeHandlerTest, CableWithTheAddressFoundAtOneSecondGivesTwoFailedTriesThenSwitchesBothOff)
 {
-    m_ipHelper.SetAdapters({Wired(false)});
+    m_ipHelper.SetAdapters({fakes::WiredAdapter(false)});
     AddressAfterPauses dhcp(m_ipHelper, 1);
     EXPECT_TRUE(Resume());
 
@@ -252,7 +233,7 @@ TEST_F(ResumeHandlerTest, CableWithTheAddressFoundAtOneSecondGivesTwoFailedTries
 
 TEST_F(ResumeHandlerTest, CableWithItsAddressAlreadyThereWaitsForNothing)
 {
-    m_ipHelper.SetAdapters({Wired(true)});
+    m_ipHelper.SetAdapters({fakes::WiredAdapter(true)});
     EXPECT_TRUE(Resume());
     EXPECT_FALSE(m_wlan.RadioOn());
     EXPECT_EQ(m_model.RadioState(), MBN_RADIO_OFF);
@@ -263,7 +244,7 @@ TEST_F(ResumeHandlerTest, CableWithItsAddressAlreadyThereWaitsForNothing)
 
 TEST_F(ResumeHandlerTest, AnAdapterThatNeverGetsAnAddressIsTriedEightTimesAndCountsAsNoEthernet)
 {
-    m_ipHelper.SetAdapters({Wired(false)});
+    m_ipHelper.SetAdapters({fakes::WiredAdapter(false)});
     m_wlan.SwitchByHand(0, false);
     m_model.SetRadioState(MBN_RADIO_OFF);
     EXPECT_TRUE(Resume());
@@ -364,7 +345,7 @@ TEST_F(ResumeHandlerTest, BothFirmwareFlagsOffWithTheCableRestoresMobileBroadban
 {
     LanWlanSwitchingEnabled = false;
     LanWwanSwitchingEnabled = false;
-    m_ipHelper.SetAdapters({Wired(true)});
+    m_ipHelper.SetAdapters({fakes::WiredAdapter(true)});
     m_wlan.SwitchByHand(0, false);
     m_model.SetRadioState(MBN_RADIO_OFF);
     EXPECT_TRUE(Resume());
@@ -419,7 +400,7 @@ TEST_F(ResumeHandlerTest, WithoutAMobileBroadbandDeviceThereIsNoWwanWaitButItsOp
 TEST_F(ResumeHandlerTest, WithoutAMobileBroadbandDeviceAndWithTheCableTheFailedWwanSwitchIsLogged)
 {
     WwanDeviceAvailable = false;
-    m_ipHelper.SetAdapters({Wired(true)});
+    m_ipHelper.SetAdapters({fakes::WiredAdapter(true)});
     EXPECT_TRUE(Resume());
 
     EXPECT_THAT(ServicesOpened(), ElementsAre(L"WlanSvc"));
@@ -462,7 +443,7 @@ TEST_F(ResumeHandlerTest, AnEthernetTestThatFailsOutrightCountsAsNoEthernetAndSt
 
 TEST_F(ResumeHandlerTest, RadioServicesThatNeverRunAreWaitedFor15SecondsEachAndTheHandlerGoesOn)
 {
-    m_ipHelper.SetAdapters({Wired(true)});
+    m_ipHelper.SetAdapters({fakes::WiredAdapter(true)});
     m_scm.Find(L"WlanSvc")->state = SERVICE_STOPPED;
     m_scm.Find(L"WwanSvc")->state = SERVICE_START_PENDING;
     EXPECT_TRUE(Resume());
@@ -494,7 +475,7 @@ TEST_F(ResumeHandlerTest, RadioServicesThatNeverRunAreWaitedFor15SecondsEachAndT
 
 TEST_F(ResumeHandlerTest, AFailedWiFiSwitchIsLoggedAndTheFlagIsStillCleared)
 {
-    m_ipHelper.SetAdapters({Wired(true)});
+    m_ipHelper.SetAdapters({fakes::WiredAdapter(true)});
     m_wlan.RefuseSets(0, 0, fakes::FakeWlanClient::kForEver);
     EXPECT_TRUE(Resume());
     const Lines lines = HandlerLines();

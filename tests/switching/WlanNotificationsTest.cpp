@@ -3,6 +3,7 @@
 // adapter model, the adapter list and the real registry.
 #include "switching/MainService.h"
 
+#include "fakes/Adapters.h"
 #include "fakes/FakeIpHelper.h"
 #include "fakes/FakeWlanClient.h"
 #include "fakes/MachineState.h"
@@ -36,23 +37,6 @@ std::wstring Msm(const wchar_t* level, const std::wstring& message)
     return std::wstring(level) + L"|CMainService::HandleWlanNotificationMsmRadioStateChange|" + message;
 }
 
-fakes::AdapterDescription Wired()
-{
-    fakes::AdapterDescription adapter;
-    adapter.name = "{11111111-2222-3333-4444-555555555555}";
-    adapter.description = "Intel(R) Ethernet";
-    adapter.address = "192.168.1.2";
-    return adapter;
-}
-
-fakes::AdapterDescription Wireless()
-{
-    fakes::AdapterDescription adapter = Wired();
-    adapter.type = IF_TYPE_IEEE80211;
-    adapter.description = "Wireless-AC";
-    return adapter;
-}
-
 class WlanNotificationsTest : public testing::Test {
 protected:
     WlanNotificationsTest()
@@ -73,7 +57,7 @@ protected:
         EXPECT_EQ(m_wlan.OutstandingBuffers(), 0u);
         EXPECT_EQ(m_wlan.OpenClientHandles(), 0u);
     }
-    void EthernetUp(bool up) { m_ipHelper.SetAdapters({up ? Wired() : Wireless()}); }
+    void EthernetUp(bool up) { m_ipHelper.SetAdapters({up ? fakes::WiredAdapter() : fakes::WirelessAdapter()}); }
     static std::wstring StoredWlan() { return fakes::ScopedPowerStatus::Stored(kWlanPowerStatusKey); }
     static void Notify(DWORD source, DWORD code)
     {
@@ -85,7 +69,7 @@ protected:
 
     fakes::RecordingLog m_log;
     fakes::VirtualClock m_clock;
-    fakes::FakeIpHelper m_ipHelper{{Wireless()}};
+    fakes::FakeIpHelper m_ipHelper{{fakes::WirelessAdapter()}};
     fakes::FakeWlanClient m_wlan;
     fakes::ScopedAirplaneMode m_airplane;
     fakes::ScopedPowerStatus m_powerStatus;
