@@ -14,6 +14,7 @@
 #include <wlanapi.h>
 #include <winsock2.h>
 #include <iphlpapi.h>
+#include <sensapi.h>
 
 #include <cstdio>
 
@@ -115,6 +116,9 @@ struct Api {
     // mobile-broadband interface manager and the WMI locator.
     decltype(&::CoCreateInstance) CoCreateInstance = ::CoCreateInstance;
     decltype(&::CoSetProxyBlanket) CoSetProxyBlanket = ::CoSetProxyBlanket;
+
+    // Network reachability, only reported by the start-up worker.
+    decltype(&::IsNetworkAlive) IsNetworkAlive = ::IsNetworkAlive;
 };
 
 // The table in force. Valid from the first call to process exit.

@@ -10,8 +10,10 @@
 // worker; OnStop tolerates members it has not set yet.
 #pragma once
 
+#include "network/NLMEventHandler.h"
 #include "platform/ComPtr.h"
 #include "platform/MbnApi.h"
+#include "radio/MbnSinks.h"
 #include "service/ServiceBase.h"
 
 #include <netlistmgr.h>
@@ -54,7 +56,19 @@ public:
     static void UpdateWlanPowerStatus();
     static void UpdateWwanPowerStatus();
 
+    // Attach the network event sink to the network list manager (connection,
+    // network and manager events) and the radio event sink to the
+    // mobile-broadband interface manager. Both managers must exist. Failures
+    // are only logged; what was attached before a failure stays attached.
+    void ListenForWlanEvents();
+    void ListenForWwanEvents();
+
 protected:
+    // The sinks the subscriptions create (tests hand in their own, or none
+    // to play a failed allocation). The new object's count is 0.
+    virtual NLMEventHandler* NewNetworkEventSink();
+    virtual CMbnSinks* NewRadioEventSink();
+
     void OnStart(DWORD argc, LPWSTR* argv) override;
     void OnStop() override;
     void OnShutdown() override;
@@ -70,10 +84,11 @@ protected:
     DWORD m_connectionEventsCookie = 0;
     DWORD m_networkEventsCookie = 0;
     DWORD m_radioEventsCookie = 0;
-    // The sinks are stored without a reference of their own (the advise
-    // holds theirs) and released once, in OnStop; the destructor leaves them.
-    IUnknown* m_pNetworkEventSink = nullptr;
-    IUnknown* m_pRadioEventSink = nullptr;
+    // The sinks are stored without a reference of their own (the queries
+    // made for the advise hold theirs, for ever) and released once, in
+    // OnStop; the destructor leaves them.
+    NLMEventHandler* m_pNetworkEventSink = nullptr;
+    CMbnSinks* m_pRadioEventSink = nullptr;
     // The airplane watcher loops while this is set.
     volatile bool m_fServiceRunning = false;
     // Both handles stay raw on purpose: each is nulled only when its close

@@ -2,12 +2,128 @@
 // airplane-mode watcher it queues lives in AirplaneModeWatcher.cpp).
 #include "switching/MainService.h"
 
+#include "bios/BiosSettings.h"
 #include "logging/OperationLog.h"
+#include "network/NLMUtils.h"
+#include "platform/Api.h"
+#include "radio/WlanRadio.h"
+#include "radio/WwanRadio.h"
+#include "service/Utils.h"
+#include "state/SwitchingState.h"
+
+#include <exception>
+
+using namespace QX::Shared;
 
 void CMainService::ServiceWorkerThread()
 {
-    // The start-up decision is not built yet: the worker only reports that
-    // it ran.
-    QX::Shared::OperationLog op("CMainService::ServiceWorkerThread", L"ServiceWorkerThread - Entry");
+    OperationLog op("CMainService::ServiceWorkerThread", L"ServiceWorkerThread - Entry");
+    const HRESULT initialized = os::api().CoInitializeEx(nullptr, COINIT_MULTITHREADED);
+    if (FAILED(initialized) && initialized != RPC_E_CHANGED_MODE) {
+        op.Log(LevelError, L"CoInitialize failed with error: 0x%08X", initialized);
+        return;  // no exit line
+    }
+    // Already in another apartment: go on, but leave COM as it was.
+    const bool uninitialize = initialized != RPC_E_CHANGED_MODE;
+
+    try {
+        HRESULT hr = os::api().CoCreateInstance(CLSID_NetworkListManager, nullptr, CLSCTX_ALL,
+                                                IID_INetworkListManager,
+                                                reinterpret_cast<void**>(m_pNetworkListManager.Put()));
+        if (FAILED(hr)) {
+            op.Log(LevelError, L"CoCreateInstance(CLSID_NetworkListManager) failed with error: 0x%08X", hr);
+            return;  // no uninitialise, no exit line
+        }
+
+        QueueWorkItem(&CMainService::AirplaneModeWatcher, this, WT_EXECUTEONLYONCE);
+        NLMUtils::GetAutoSwitchingStatus();
+        op.Log(LevelInformation,
+               L"Finished reading LanWlanWan Switching status from BIOS. Wait for (WLAN AutoConfig) to start");
+        int32_t running = Utils::WaitforServiceToStartRunning(L"WlanSvc", 15);
+        if (running != 0)
+            op.Log(LevelError, L"WaitforServiceToStartRunning (WLAN AutoConfig) failed with running status = %d",
+                   running);
+        op.Log(LevelInformation,
+               L"WLAN AutoConfig wait completed and WLAN Device Available. So Listening for WLAN Notifications..");
+        ListenForWlanEvents();
+        bool registration = true;
+        if (RegisterWlanNotification(registration) != 0)
+            op.Log(LevelError, L"RegisterWlanNotification (register) failed");
+        NLMUtils::PrintNetworkConnections(m_pNetworkListManager.Get(), &m_ethernetConnections);
+        DWORD aliveFlags = 0;
+        const BOOL alive = os::api().IsNetworkAlive(&aliveFlags);
+        op.Log(LevelInformation, L"Network Alive : Return  = %d, Status : %d", alive, aliveFlags);
+
+        // The Wi-Fi side.
+        const bool switchOff = false;
+        const bool checkAirplaneMode = true;
+        if (!LanWlanSwitchingEnabled) {
+            op.Log(LevelInformation, L"LAN WLAN Auto Switching is disabled in BIOS. Restoring previous WLAN Status.");
+            UpdateWlanPowerStatus();
+        } else {
+            op.Log(LevelInformation, L"Checking Ethernet connection status...");
+            int ethernetConnected = 0;
+            if (!NLMEventHandler::CheckEthernetConnectionStatusEx(&ethernetConnected, nullptr)) {
+                op.Log(LevelError, L"CheckEthernetConnectionStatusEx failed");
+            } else if (ethernetConnected) {
+                op.Log(LevelInformation, L"LAN connection available when service start. Stopping WLAN service...");
+                ServiceUtils::SwitchWlanStatus(switchOff, checkAirplaneMode);
+            } else {
+                UpdateWlanPowerStatus();
+            }
+        }
+
+        hr = os::api().CoCreateInstance(CLSID_MbnInterfaceManager, nullptr, CLSCTX_ALL, IID_IMbnInterfaceManager,
+                                        reinterpret_cast<void**>(m_pMbnInterfaceManager.Put()));
+        if (FAILED(hr)) {
+            op.Log(LevelError, L"CoCreateInstance(CLSID_MbnInterfaceManager) failed with error: 0x%08X", hr);
+            return;  // no uninitialise, no exit line
+        }
+        op.Log(LevelInformation, L"Wait for (WWAN AutoConfig) to start");
+        running = Utils::WaitforServiceToStartRunning(L"WwanSvc", 15);
+        if (running != 0)
+            op.Log(LevelError, L"WaitforServiceToStartRunning (WWAN AutoConfig) failed with running status = %d",
+                   running);
+        if (MbnInterfaceManager != m_pMbnInterfaceManager.Get()) {
+            IMbnInterfaceManager* previous = MbnInterfaceManager;
+            m_pMbnInterfaceManager->AddRef();
+            MbnInterfaceManager = m_pMbnInterfaceManager.Get();
+            if (previous != nullptr)
+                previous->Release();
+        }
+        WwanDeviceAvailable = ServiceUtils::EnumerateWwanInterfaces();
+        if (!WwanDeviceAvailable) {
+            // A machine without a mobile-broadband device ends here.
+            op.Log(LevelError, L"WWAN Device enumeration failed / No supporting WWAN device found ");
+            return;  // no uninitialise, no exit line
+        }
+        op.Log(LevelInformation,
+               L"WWAN AutoConfig wait completed and WWAN Device Available. So Listening for WWAN events..");
+        ListenForWwanEvents();
+
+        // The mobile-broadband side: unlike the Wi-Fi side, no "Checking"
+        // line, and a line of its own when no wired link is up.
+        if (!LanWwanSwitchingEnabled) {
+            op.Log(LevelInformation, L"LAN WWAN Auto Switching is disabled in BIOS.Restoring previous WWAN Status.");
+            UpdateWwanPowerStatus();
+        } else {
+            int ethernetConnected = 0;
+            if (!NLMEventHandler::CheckEthernetConnectionStatusEx(&ethernetConnected, nullptr)) {
+                op.Log(LevelError, L"CheckEthernetConnectionStatusEx failed");
+            } else if (ethernetConnected) {
+                op.Log(LevelInformation, L"LAN connection available when service start. Stopping WWAN service...");
+                bool off = false;
+                bool check = true;
+                ServiceUtils::SwitchWwanStatus(off, check);
+            } else {
+                op.Log(LevelInformation, L"LAN connection not available when service start. starting WWAN service...");
+                UpdateWwanPowerStatus();
+            }
+        }
+        if (uninitialize)
+            os::api().CoUninitialize();
+    } catch (const std::exception& error) {
+        op.Log(LevelError, L"Exception in ServiceWorkerThread. %S", error.what());
+    }
     op.Exit(L"ServiceWorkerThread - Exit");
 }

@@ -5,11 +5,14 @@
 #pragma once
 
 #include "fakes/Journal.h"
+#include "network/NLMEventHandler.h"
 #include "platform/MbnApi.h"
 
 #include <netlistmgr.h>
 #include <ocidl.h>
 
+#include <functional>
+#include <set>
 #include <string>
 
 namespace fakes {
@@ -26,8 +29,14 @@ public:
         return E_NOINTERFACE;
     }
     ULONG STDMETHODCALLTYPE AddRef() override { return ++m_references; }
+    // Runs at the start of every Release (a test looks at other objects
+    // at that moment).
+    void BeforeRelease(std::function<void()> hook) { m_beforeRelease = std::move(hook); }
+
     ULONG STDMETHODCALLTYPE Release() override
     {
+        if (m_beforeRelease)
+            m_beforeRelease();
         m_journal.push_back(m_name + " Release");
         const ULONG left = --m_references;
         if (left == 0)
@@ -42,6 +51,7 @@ private:
     std::string m_name;
     Journal& m_journal;
     ULONG m_references = 1;
+    std::function<void()> m_beforeRelease;
 };
 
 class FakeConnectionPoint : public FakeUnknown<IConnectionPoint> {
@@ -86,5 +96,32 @@ public:
 
 // A sink as the service keeps it: only its IUnknown matters.
 using FakeSink = FakeUnknown<IUnknown>;
+
+// The real network event sink that also writes "<name> Release" into the
+// journal at every Release (only the programs that link the sink use it).
+class JournalledNetworkSink : public NLMEventHandler {
+public:
+    JournalledNetworkSink(std::string name, Journal& journal, INetworkListManager* manager = nullptr,
+                          std::set<std::wstring>* ethernetConnections = nullptr)
+        : NLMEventHandler(manager, ethernetConnections), m_name(std::move(name)), m_journal(journal)
+    {
+    }
+    ULONG STDMETHODCALLTYPE Release() override
+    {
+        m_journal.push_back(m_name + " Release");
+        return NLMEventHandler::Release();
+    }
+
+private:
+    std::string m_name;
+    Journal& m_journal;
+};
+
+// The references an object holds now.
+inline ULONG ReferencesOf(IUnknown* object)
+{
+    object->AddRef();
+    return object->Release();
+}
 
 } // namespace fakes

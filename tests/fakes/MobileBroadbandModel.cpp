@@ -67,9 +67,59 @@ private:
     std::wstring m_id;
 };
 
+class ModelRadioEventsPoint : public CountedObject<IConnectionPoint> {
+public:
+    explicit ModelRadioEventsPoint(MobileBroadbandModel& model) : CountedObject(model.Ledger()), m_model(model) {}
+    HRESULT STDMETHODCALLTYPE GetConnectionInterface(IID* iid) override
+    {
+        *iid = IID_IMbnRadioEvents;
+        return S_OK;
+    }
+    HRESULT STDMETHODCALLTYPE GetConnectionPointContainer(IConnectionPointContainer**) override { return E_NOTIMPL; }
+    HRESULT STDMETHODCALLTYPE Advise(IUnknown* sink, DWORD* cookie) override { return m_model.AdviseSink(sink, cookie); }
+    HRESULT STDMETHODCALLTYPE Unadvise(DWORD cookie) override { return m_model.UnadviseSink(cookie); }
+    HRESULT STDMETHODCALLTYPE EnumConnections(IEnumConnections**) override { return E_NOTIMPL; }
+
+private:
+    MobileBroadbandModel& m_model;
+};
+
+class ModelContainer : public CountedObject<IConnectionPointContainer> {
+public:
+    explicit ModelContainer(MobileBroadbandModel& model) : CountedObject(model.Ledger()), m_model(model) {}
+    HRESULT STDMETHODCALLTYPE EnumConnectionPoints(IEnumConnectionPoints**) override { return E_NOTIMPL; }
+    HRESULT STDMETHODCALLTYPE FindConnectionPoint(REFIID iid, IConnectionPoint** point) override
+    {
+        *point = nullptr;
+        const bool radioEvents = IsEqualIID(iid, IID_IMbnRadioEvents);
+        m_model.Note(radioEvents ? "FindConnectionPoint IMbnRadioEvents" : "FindConnectionPoint ?");
+        if (const HRESULT failure = m_model.Failing(Failure::FindConnectionPoint))
+            return failure;
+        if (!radioEvents)
+            return CONNECT_E_NOCONNECTION;
+        *point = new ModelRadioEventsPoint(m_model);
+        return S_OK;
+    }
+
+private:
+    MobileBroadbandModel& m_model;
+};
+
 class ModelManager : public CountedObject<IMbnInterfaceManager> {
 public:
     explicit ModelManager(MobileBroadbandModel& model) : CountedObject(model.Ledger()), m_model(model) {}
+    HRESULT STDMETHODCALLTYPE QueryInterface(REFIID iid, void** object) override
+    {
+        if (IsEqualIID(iid, IID_IConnectionPointContainer)) {
+            *object = nullptr;
+            m_model.Note("QueryInterface IConnectionPointContainer");
+            if (const HRESULT failure = m_model.Failing(Failure::QueryContainer))
+                return failure;
+            *object = static_cast<IConnectionPointContainer*>(new ModelContainer(m_model));
+            return S_OK;
+        }
+        return CountedObject::QueryInterface(iid, object);
+    }
     HRESULT STDMETHODCALLTYPE GetInterface(LPCWSTR id, IMbnInterface** mbnInterface) override
     {
         m_model.Note("GetInterface " + std::string(id, id + wcslen(id)));
@@ -175,6 +225,54 @@ void MobileBroadbandModel::Advise(IMbnRadioEvents* sink)
     sink->AddRef();
     std::lock_guard<std::mutex> lock(m_lock);
     m_sinks.push_back(sink);
+}
+
+HRESULT MobileBroadbandModel::AdviseSink(IUnknown* sink, DWORD* cookie)
+{
+    Note("Advise");
+    *cookie = 0;
+    if (const HRESULT failure = Failing(Failure::Advise))
+        return failure;
+    if (sink == nullptr)
+        return E_POINTER;
+    IMbnRadioEvents* events = nullptr;
+    if (FAILED(sink->QueryInterface(IID_IMbnRadioEvents, reinterpret_cast<void**>(&events))))
+        return CONNECT_E_CANNOTCONNECT;
+    std::lock_guard<std::mutex> lock(m_lock);
+    *cookie = m_nextCookie++;
+    m_cookies[*cookie] = events;
+    m_sinks.push_back(events);  // the reference of the query
+    return S_OK;
+}
+
+HRESULT MobileBroadbandModel::UnadviseSink(DWORD cookie)
+{
+    Note("Unadvise " + std::to_string(cookie));
+    if (const HRESULT failure = Failing(Failure::Unadvise))
+        return failure;
+    IMbnRadioEvents* sink = nullptr;
+    {
+        std::lock_guard<std::mutex> lock(m_lock);
+        auto found = m_cookies.find(cookie);
+        if (found == m_cookies.end())
+            return CONNECT_E_NOCONNECTION;
+        sink = found->second;
+        m_cookies.erase(found);
+        for (auto it = m_sinks.begin(); it != m_sinks.end(); ++it) {
+            if (*it == sink) {
+                m_sinks.erase(it);
+                break;
+            }
+        }
+    }
+    sink->Release();
+    return S_OK;
+}
+
+size_t MobileBroadbandModel::AdvisedCount() const
+{
+    std::lock_guard<std::mutex> lock(m_lock);
+    return m_sinks.size();
 }
 
 void MobileBroadbandModel::SwitchByUser(MBN_RADIO state, ULONG requestId)
@@ -284,10 +382,16 @@ void MobileBroadbandModel::Deliver(ULONG requestId, HRESULT status)
     if (!m_deliver || m_sinks.empty())
         return;
     std::vector<IMbnRadioEvents*> sinks = m_sinks;
+    // Each delivery holds the sinks it calls, so an unadvise meanwhile
+    // cannot free one under it.
+    for (IMbnRadioEvents* sink : sinks)
+        sink->AddRef();
     m_deliveries.emplace_back([this, sinks, requestId, status] {
         ModelRadio* radio = new ModelRadio(*this);
-        for (IMbnRadioEvents* sink : sinks)
+        for (IMbnRadioEvents* sink : sinks) {
             sink->OnSetSoftwareRadioStateComplete(radio, requestId, status);
+            sink->Release();
+        }
         radio->Release();
     });
 }

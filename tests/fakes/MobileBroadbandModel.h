@@ -12,6 +12,8 @@
 #include "fakes/Journal.h"
 #include "platform/MbnApi.h"
 
+#include <olectl.h>
+
 #include <map>
 #include <mutex>
 #include <string>
@@ -22,7 +24,20 @@ namespace fakes {
 
 class MobileBroadbandModel {
 public:
-    enum class Failure { GetInterfaces, GetInterface, QueryRadio, GetSoftwareRadioState, SetSoftwareRadioState };
+    enum class Failure {
+        GetInterfaces,
+        GetInterface,
+        QueryRadio,
+        GetSoftwareRadioState,
+        SetSoftwareRadioState,
+        // The events side: the manager's IConnectionPointContainer, its
+        // FindConnectionPoint, and Advise and Unadvise on the radio events
+        // point.
+        QueryContainer,
+        FindConnectionPoint,
+        Advise,
+        Unadvise
+    };
 
     MobileBroadbandModel();
     // Waits for the completions still being delivered.
@@ -50,6 +65,13 @@ public:
     IMbnInterfaceManager* NewManager();
     // Completions go to `sink` (a reference is kept until the model ends).
     void Advise(IMbnRadioEvents* sink);
+    // The same through the manager's radio events connection point: the
+    // sink is queried for IMbnRadioEvents and kept until its cookie is
+    // unadvised (or the model ends).
+    HRESULT AdviseSink(IUnknown* sink, DWORD* cookie);
+    HRESULT UnadviseSink(DWORD cookie);
+    // Sinks that completions reach now.
+    size_t AdvisedCount() const;
     // The user (or another program) switches the radio: the state changes
     // and a completion with `requestId` is delivered.
     void SwitchByUser(MBN_RADIO state, ULONG requestId);
@@ -85,6 +107,8 @@ private:
     bool m_waitForDelivery = false;
     ULONG m_nextRequest = 1;
     std::vector<IMbnRadioEvents*> m_sinks;
+    std::map<DWORD, IMbnRadioEvents*> m_cookies;  // of the sinks advised through the point
+    DWORD m_nextCookie = 1;
     std::vector<std::thread> m_deliveries;
 };
 

@@ -8,6 +8,64 @@ namespace fakes {
 namespace {
 
 using ConnectionFailure = ConnectionDescription::Failure;
+using EventFailure = NetworkListModel::EventFailure;
+
+// The name of an event interface of the manager, or "" for another.
+std::string EventInterfaceName(REFIID iid)
+{
+    if (IsEqualIID(iid, IID_INetworkListManagerEvents))
+        return "INetworkListManagerEvents";
+    if (IsEqualIID(iid, IID_INetworkConnectionEvents))
+        return "INetworkConnectionEvents";
+    if (IsEqualIID(iid, IID_INetworkEvents))
+        return "INetworkEvents";
+    return "";
+}
+
+class ModelConnectionPoint : public CountedObject<IConnectionPoint> {
+public:
+    ModelConnectionPoint(NetworkListModel& model, IID iid)
+        : CountedObject(model.Ledger()), m_model(model), m_iid(iid)
+    {
+    }
+    HRESULT STDMETHODCALLTYPE GetConnectionInterface(IID* iid) override
+    {
+        *iid = m_iid;
+        return S_OK;
+    }
+    HRESULT STDMETHODCALLTYPE GetConnectionPointContainer(IConnectionPointContainer**) override { return E_NOTIMPL; }
+    HRESULT STDMETHODCALLTYPE Advise(IUnknown* sink, DWORD* cookie) override
+    {
+        return m_model.AdviseSink(m_iid, sink, cookie);
+    }
+    HRESULT STDMETHODCALLTYPE Unadvise(DWORD cookie) override { return m_model.UnadviseSink(m_iid, cookie); }
+    HRESULT STDMETHODCALLTYPE EnumConnections(IEnumConnections**) override { return E_NOTIMPL; }
+
+private:
+    NetworkListModel& m_model;
+    IID m_iid;
+};
+
+class ModelContainer : public CountedObject<IConnectionPointContainer> {
+public:
+    explicit ModelContainer(NetworkListModel& model) : CountedObject(model.Ledger()), m_model(model) {}
+    HRESULT STDMETHODCALLTYPE EnumConnectionPoints(IEnumConnectionPoints**) override { return E_NOTIMPL; }
+    HRESULT STDMETHODCALLTYPE FindConnectionPoint(REFIID iid, IConnectionPoint** point) override
+    {
+        *point = nullptr;
+        const std::string name = EventInterfaceName(iid);
+        if (const HRESULT failure = m_model.EventCall(EventFailure::FindConnectionPoint,
+                                                      "FindConnectionPoint " + (name.empty() ? "?" : name)))
+            return failure;
+        if (name.empty())
+            return CONNECT_E_NOCONNECTION;
+        *point = new ModelConnectionPoint(m_model, iid);
+        return S_OK;
+    }
+
+private:
+    NetworkListModel& m_model;
+};
 
 class ModelNetwork : public CountedDispatch<INetwork> {
 public:
@@ -129,6 +187,18 @@ private:
 class ModelManager : public CountedDispatch<INetworkListManager> {
 public:
     ModelManager(NetworkListModel& model) : CountedDispatch(model.Ledger()), m_model(model) {}
+    HRESULT STDMETHODCALLTYPE QueryInterface(REFIID iid, void** object) override
+    {
+        if (IsEqualIID(iid, IID_IConnectionPointContainer)) {
+            *object = nullptr;
+            if (const HRESULT failure =
+                    m_model.EventCall(EventFailure::QueryContainer, "QueryInterface IConnectionPointContainer"))
+                return failure;
+            *object = static_cast<IConnectionPointContainer*>(new ModelContainer(m_model));
+            return S_OK;
+        }
+        return CountedDispatch::QueryInterface(iid, object);
+    }
     HRESULT STDMETHODCALLTYPE GetNetworks(NLM_ENUM_NETWORK, IEnumNetworks**) override { return E_NOTIMPL; }
     HRESULT STDMETHODCALLTYPE GetNetwork(GUID, INetwork**) override { return E_NOTIMPL; }
     HRESULT STDMETHODCALLTYPE GetNetworkConnections(IEnumNetworkConnections** enumerator) override
@@ -201,5 +271,129 @@ std::vector<ULONG> NetworkListModel::NextRequests() const
 }
 
 INetworkListManager* NetworkListModel::NewManager() { return new ModelManager(*this); }
+
+NetworkListModel::~NetworkListModel()
+{
+    for (auto& [name, sinks] : m_advised)
+        for (auto& [cookie, sink] : sinks)
+            sink->Release();
+}
+
+void NetworkListModel::FailEvents(EventFailure point, HRESULT result, int occurrence)
+{
+    std::lock_guard<std::mutex> lock(m_lock);
+    m_eventFailures[point] = {result, occurrence == 0 ? 0 : m_eventCalls[point] + occurrence};
+}
+
+HRESULT NetworkListModel::EventCall(EventFailure point, const std::string& call)
+{
+    std::lock_guard<std::mutex> lock(m_lock);
+    m_eventJournal.push_back(call);
+    const int number = ++m_eventCalls[point];
+    auto found = m_eventFailures.find(point);
+    if (found == m_eventFailures.end())
+        return S_OK;
+    if (found->second.second == 0 || found->second.second == number)
+        return found->second.first;
+    return S_OK;
+}
+
+HRESULT NetworkListModel::AdviseSink(REFIID iid, IUnknown* sink, DWORD* cookie)
+{
+    const std::string name = EventInterfaceName(iid);
+    *cookie = 0;
+    DWORD next = 0;
+    {
+        std::lock_guard<std::mutex> lock(m_lock);
+        next = m_nextCookie;
+    }
+    if (const HRESULT failure = EventCall(EventFailure::Advise, "Advise " + name + " " + std::to_string(next)))
+        return failure;
+    if (sink == nullptr)
+        return E_POINTER;
+    IUnknown* events = nullptr;
+    if (FAILED(sink->QueryInterface(iid, reinterpret_cast<void**>(&events))))
+        return CONNECT_E_CANNOTCONNECT;
+    std::lock_guard<std::mutex> lock(m_lock);
+    *cookie = m_nextCookie++;
+    m_advised[name][*cookie] = events;
+    return S_OK;
+}
+
+HRESULT NetworkListModel::UnadviseSink(REFIID iid, DWORD cookie)
+{
+    const std::string name = EventInterfaceName(iid);
+    if (const HRESULT failure = EventCall(EventFailure::Unadvise, "Unadvise " + name + " " + std::to_string(cookie)))
+        return failure;
+    IUnknown* sink = nullptr;
+    {
+        std::lock_guard<std::mutex> lock(m_lock);
+        auto& sinks = m_advised[name];
+        auto found = sinks.find(cookie);
+        if (found == sinks.end())
+            return CONNECT_E_NOCONNECTION;
+        sink = found->second;
+        sinks.erase(found);
+    }
+    sink->Release();
+    return S_OK;
+}
+
+Journal NetworkListModel::EventCalls() const
+{
+    std::lock_guard<std::mutex> lock(m_lock);
+    return m_eventJournal;
+}
+
+size_t NetworkListModel::AdvisedCount(REFIID iid) const
+{
+    std::lock_guard<std::mutex> lock(m_lock);
+    auto found = m_advised.find(EventInterfaceName(iid));
+    return found == m_advised.end() ? 0 : found->second.size();
+}
+
+namespace {
+
+// The sinks advised for `name`, each with a reference of the caller's.
+template <typename Interface>
+std::vector<Interface*> TakeSinks(std::mutex& lock, std::map<std::string, std::map<DWORD, IUnknown*>>& advised,
+                                  const std::string& name)
+{
+    std::lock_guard<std::mutex> guard(lock);
+    std::vector<Interface*> sinks;
+    for (auto& [cookie, sink] : advised[name]) {
+        sink->AddRef();
+        sinks.push_back(static_cast<Interface*>(sink));
+    }
+    return sinks;
+}
+
+} // namespace
+
+void NetworkListModel::DeliverConnectivityChanged(NLM_CONNECTIVITY connectivity)
+{
+    for (INetworkListManagerEvents* sink :
+         TakeSinks<INetworkListManagerEvents>(m_lock, m_advised, "INetworkListManagerEvents")) {
+        sink->ConnectivityChanged(connectivity);
+        sink->Release();
+    }
+}
+
+void NetworkListModel::DeliverConnectionConnectivityChanged(GUID connectionId, NLM_CONNECTIVITY connectivity)
+{
+    for (INetworkConnectionEvents* sink :
+         TakeSinks<INetworkConnectionEvents>(m_lock, m_advised, "INetworkConnectionEvents")) {
+        sink->NetworkConnectionConnectivityChanged(connectionId, connectivity);
+        sink->Release();
+    }
+}
+
+void NetworkListModel::DeliverNetworkDeleted(GUID networkId)
+{
+    for (INetworkEvents* sink : TakeSinks<INetworkEvents>(m_lock, m_advised, "INetworkEvents")) {
+        sink->NetworkDeleted(networkId);
+        sink->Release();
+    }
+}
 
 } // namespace fakes

@@ -5,12 +5,24 @@
 // all through an IEnumNetworkConnections that gives them in the batches
 // asked for. Every object counts in the model's ledger until released, and
 // each call can be made to fail.
+//
+// The manager is also an IConnectionPointContainer (a separate counted
+// object, as the service only asks for it and releases it): its connection
+// points for the manager, connection and network events hold the sinks
+// advised on them (each advise queries the sink for the point's interface
+// and keeps that reference until the unadvise). A test delivers events to
+// the advised sinks synchronously. The query, the n-th FindConnectionPoint
+// and the n-th Advise can be made to fail.
 #pragma once
 
 #include "fakes/CountedCom.h"
+#include "fakes/Journal.h"
 
 #include <netlistmgr.h>
+#include <ocidl.h>
+#include <olectl.h>
 
+#include <map>
 #include <mutex>
 #include <string>
 #include <vector>
@@ -50,6 +62,31 @@ public:
     // A new manager; the caller owns the reference.
     INetworkListManager* NewManager();
 
+    // The events side. Occurrence counts the calls of that kind (1: the
+    // first); 0 fails every call from now on.
+    enum class EventFailure { QueryContainer, FindConnectionPoint, Advise, Unadvise };
+    void FailEvents(EventFailure point, HRESULT result, int occurrence = 0);
+    // Calls of the events side, in order: "QueryInterface
+    // IConnectionPointContainer", "FindConnectionPoint <interface>",
+    // "Advise <interface> <cookie>", "Unadvise <interface> <cookie>".
+    Journal EventCalls() const;
+    // How many sinks are advised on the point of `iid`.
+    size_t AdvisedCount(REFIID iid) const;
+    // Deliver to every sink advised for the interface (on the caller's thread).
+    void DeliverConnectivityChanged(NLM_CONNECTIVITY connectivity);
+    void DeliverConnectionConnectivityChanged(GUID connectionId, NLM_CONNECTIVITY connectivity);
+    void DeliverNetworkDeleted(GUID networkId);
+    // Releases the sinks still advised.
+    ~NetworkListModel();
+    NetworkListModel() = default;
+    NetworkListModel(const NetworkListModel&) = delete;
+    NetworkListModel& operator=(const NetworkListModel&) = delete;
+
+    // For the model's objects.
+    HRESULT EventCall(EventFailure point, const std::string& call);
+    HRESULT AdviseSink(REFIID iid, IUnknown* sink, DWORD* cookie);
+    HRESULT UnadviseSink(REFIID iid, DWORD cookie);
+
     // The batch size of every IEnumNetworkConnections::Next, in order.
     std::vector<ULONG> NextRequests() const;
     // Objects of this model not yet released.
@@ -66,6 +103,12 @@ private:
     Failure m_failure = Failure::None;
     HRESULT m_failureResult = S_OK;
     std::vector<ULONG> m_nextRequests;
+    std::map<EventFailure, std::pair<HRESULT, int>> m_eventFailures;
+    std::map<EventFailure, int> m_eventCalls;
+    Journal m_eventJournal;
+    // Per interface, the advised sinks by cookie (each holds one reference).
+    std::map<std::string, std::map<DWORD, IUnknown*>> m_advised;
+    DWORD m_nextCookie = 1;
     ComLedger m_ledger;
 };
 

@@ -13,6 +13,7 @@
 #include "fakes/FakeWlanClient.h"
 #include "fakes/RecordingListener.h"
 #include "fakes/VirtualClock.h"
+#include "platform/Api.h"
 #include "state/SwitchingState.h"
 #include "switching/ResumeHandler.h"
 
@@ -53,7 +54,9 @@ public:
     using CMainService::OnStart;
     using CMainService::OnStop;
 
-    // Everything the worker and the subscriptions would have set.
+    // Everything the worker and the subscriptions would have set. The
+    // sinks are the real ones, each with two references: the one OnStop
+    // gives back and the one the subscriptions keep for ever.
     void Subscribe(fakes::Journal& journal)
     {
         m_pNlmEventsConnectionPoint.Reset(new fakes::FakeConnectionPoint("nlm-point", journal));
@@ -66,10 +69,22 @@ public:
         m_connectionEventsCookie = 12;
         m_networkEventsCookie = 13;
         m_radioEventsCookie = 14;
-        m_pNetworkEventSink = new fakes::FakeSink("network-sink", journal);
-        m_pRadioEventSink = new fakes::FakeSink("radio-sink", journal);
+        m_pNetworkEventSink = new fakes::JournalledNetworkSink("network-sink", journal);
+        m_pNetworkEventSink->AddRef();
+        m_pNetworkEventSink->AddRef();
+        m_pRadioEventSink = new CMbnSinks();
+        m_pRadioEventSink->AddRef();
+        m_pRadioEventSink->AddRef();
     }
 };
+
+// Gives back the reference the subscriptions keep for ever on each sink
+// (after OnStop, the last one).
+void ReleaseKeptReferences(NLMEventHandler* networkSink, CMbnSinks* radioSink)
+{
+    EXPECT_EQ(networkSink->Release(), 0u);
+    EXPECT_EQ(radioSink->Release(), 0u);
+}
 
 // The service's platform: Wi-Fi client, events, thread pool and COM, all
 // journalled into one journal.
@@ -82,6 +97,13 @@ struct Platform {
 };
 
 const HANDLE kClient = fakes::FakeWlanClient::kClientHandle;
+
+// No COM class is registered.
+HRESULT WINAPI NoComClass(REFCLSID, LPUNKNOWN, DWORD, REFIID, LPVOID* object)
+{
+    *object = nullptr;
+    return REGDB_E_CLASSNOTREG;
+}
 using WlanFailure = fakes::FakeWlanClient::Failure;
 
 class MainServiceTest : public testing::Test {
@@ -173,10 +195,14 @@ TEST_F(MainServiceTest, OnStartReportsTheVersionSetsRecoveryAndQueuesTheWorker)
     EXPECT_TRUE(service.m_fServiceRunning);
     EXPECT_THAT(m_platform.journal, ElementsAre("QueueUserWorkItem 128"));
 
+    // The queued item is the worker (here it finds no network list manager).
+    os::ScopedApiOverride seam;
+    seam->CoCreateInstance = &NoComClass;
     m_platform.pool.RunQueued();
     EXPECT_THAT(m_log.LinesOf("CMainService::ServiceWorkerThread"),
                 ElementsAre(L"TraceIn|CMainService::ServiceWorkerThread|ServiceWorkerThread - Entry",
-                            L"TraceOut|CMainService::ServiceWorkerThread|ServiceWorkerThread - Exit"));
+                            L"Error|CMainService::ServiceWorkerThread|CoCreateInstance(CLSID_NetworkListManager) "
+                            L"failed with error: 0x80040154"));
 }
 
 TEST_F(MainServiceTest, RecoveryFailureOnlyChangesTheStatusLine)
@@ -244,13 +270,26 @@ TEST_F(MainServiceTest, OnStopReleasesEverythingInItsOrder)
     service.Subscribe(journal);
     service.m_fServiceRunning = true;
     service.m_hWlanClient = kClient;
+    NLMEventHandler* networkSink = service.m_pNetworkEventSink;
+    CMbnSinks* radioSink = service.m_pRadioEventSink;
+    // The radio sink does not journal: its references at the releases of
+    // its neighbours show when it was released.
+    ULONG radioSinkAtPointRelease = 0;
+    ULONG radioSinkAtManagerRelease = 0;
+    static_cast<fakes::FakeConnectionPoint*>(service.m_pRadioEventsConnectionPoint.Get())
+        ->BeforeRelease([&] { radioSinkAtPointRelease = fakes::ReferencesOf(radioSink); });
+    static_cast<fakes::FakeMbnInterfaceManager*>(service.m_pMbnInterfaceManager.Get())
+        ->BeforeRelease([&] { radioSinkAtManagerRelease = fakes::ReferencesOf(radioSink); });
     service.OnStop();
 
     EXPECT_THAT(journal,
                 ElementsAre("nlm-point Unadvise 11", "nlm-point Release", "connection-point Unadvise 12",
                             "connection-point Release", "network-point Unadvise 13", "network-point Release",
                             "network-sink Release", "network-list-manager Release", "radio-point Unadvise 14",
-                            "radio-point Release", "radio-sink Release", "mbn-manager Release"));
+                            "radio-point Release", "mbn-manager Release"));
+    // "radio-sink Release" came between "radio-point Release" and "mbn-manager Release".
+    EXPECT_EQ(radioSinkAtPointRelease, 2u);
+    EXPECT_EQ(radioSinkAtManagerRelease, 1u);
     EXPECT_THAT(
         m_platform.journal,
         ElementsAre("SetEvent", "WlanRegisterNotification 0 1 none previous", "WlanCloseHandle", "CoUninitialize"));
@@ -267,6 +306,8 @@ TEST_F(MainServiceTest, OnStopReleasesEverythingInItsOrder)
                 ElementsAre(L"TraceIn|CMainService::OnStop|",
                             L"Information|CMainService::OnStop|LAN/WLAN - LAN/WWAN Switching Service in OnStop",
                             L"TraceOut|CMainService::OnStop|"));
+    // Each sink was released once: the kept reference is the last one.
+    ReleaseKeptReferences(networkSink, radioSink);
 }
 
 TEST_F(MainServiceTest, AStopBeforeTheWorkerSubscribedOnlyLogsItsScope)
@@ -289,11 +330,14 @@ TEST_F(MainServiceTest, ASecondStopFindsEverythingReleasedAndStillUninitialisesC
     TestableMainService service;
     service.Subscribe(journal);
     service.m_hWlanClient = kClient;
+    NLMEventHandler* networkSink = service.m_pNetworkEventSink;
+    CMbnSinks* radioSink = service.m_pRadioEventSink;
     service.OnStop();
     const size_t releases = journal.size();
     m_platform.journal.clear();
     service.OnStop();
     EXPECT_EQ(journal.size(), releases);
+    ReleaseKeptReferences(networkSink, radioSink);
     // The Wi-Fi handle was closed, so the unregistration opens a new one.
     EXPECT_THAT(m_platform.journal,
                 ElementsAre("SetEvent", "WlanOpenHandle 2", "WlanRegisterNotification 0 1 none previous",
@@ -345,21 +389,24 @@ TEST_F(MainServiceTest, OnShutdownRunsOnStopWithinItsScope)
 TEST_F(MainServiceTest, DestructorReleasesManagersAndPointsButNotTheSinks)
 {
     fakes::Journal journal;
-    fakes::FakeSink* networkSink = nullptr;
-    fakes::FakeSink* radioSink = nullptr;
+    NLMEventHandler* networkSink = nullptr;
+    CMbnSinks* radioSink = nullptr;
     {
         TestableMainService service;
         service.Subscribe(journal);
-        networkSink = static_cast<fakes::FakeSink*>(service.m_pNetworkEventSink);
-        radioSink = static_cast<fakes::FakeSink*>(service.m_pRadioEventSink);
+        networkSink = service.m_pNetworkEventSink;
+        radioSink = service.m_pRadioEventSink;
     }
     EXPECT_THAT(journal,
                 ElementsAre("mbn-manager Release", "network-list-manager Release", "radio-point Release",
                             "nlm-point Release", "connection-point Release", "network-point Release"));
     EXPECT_THAT(m_log.LinesOf("CMainService::~CMainService"),
                 ElementsAre(L"TraceIn|CMainService::~CMainService|", L"TraceOut|CMainService::~CMainService|"));
-    // The sinks belong to their advise until OnStop; release them here.
+    // Both sinks still hold both references; give them back here.
+    EXPECT_EQ(fakes::ReferencesOf(radioSink), 2u);
     networkSink->Release();
+    networkSink->Release();
+    radioSink->Release();
     radioSink->Release();
 }
 
