@@ -74,6 +74,9 @@ struct Api {
     // throw; the registry itself stays real.
     decltype(&::RegOpenKeyExW) RegOpenKeyExW = ::RegOpenKeyExW;
     decltype(&::RegCreateKeyExW) RegCreateKeyExW = ::RegCreateKeyExW;
+    // The airplane watcher's arming, so a simulated laptop knows when the
+    // watcher waits again.
+    decltype(&::RegNotifyChangeKeyValue) RegNotifyChangeKeyValue = ::RegNotifyChangeKeyValue;
 
     // The process security descriptor's SID buffer and accounts, so tests
     // can make them fail.

@@ -57,7 +57,8 @@ void CMainService::AirplaneModeWatcher()
 
             // The event is never reset here: the notification is re-armed in
             // every pass and OnStop's signal must survive until it is seen.
-            if (RegNotifyChangeKeyValue(key, TRUE, kWatchFilter, m_hAirplaneWatcherEvent, TRUE) != ERROR_SUCCESS)
+            if (os::api().RegNotifyChangeKeyValue(key, TRUE, kWatchFilter, m_hAirplaneWatcherEvent, TRUE) !=
+                ERROR_SUCCESS)
                 continue;
 
             // An infinite wait is no timed pause: it stays the real call, as

@@ -78,6 +78,18 @@ std::vector<ULONG> FakeIpHelper::AddressesLengths() const
 
 ULONG FakeIpHelper::InfoLength(size_t count) { return static_cast<ULONG>(count * sizeof(IP_ADAPTER_INFO)); }
 
+std::vector<AdapterDescription> FakeIpHelper::Adapters() const
+{
+    std::lock_guard<std::mutex> lock(m_lock);
+    return m_adapters;
+}
+
+void FakeIpHelper::SetClock(std::function<uint64_t()> nowMilliseconds)
+{
+    std::lock_guard<std::mutex> lock(m_lock);
+    m_nowMilliseconds = std::move(nowMilliseconds);
+}
+
 ULONG FakeIpHelper::AddressesLength() const
 {
     std::lock_guard<std::mutex> lock(m_lock);
@@ -120,8 +132,10 @@ ULONG WINAPI FakeIpHelper::GetAdaptersInfo(PIP_ADAPTER_INFO buffer, PULONG lengt
         record.Type = adapter.type;
         CopyText(record.AdapterName, sizeof(record.AdapterName), adapter.name);
         CopyText(record.Description, sizeof(record.Description), adapter.description);
+        const bool addressArrived =
+            !self.m_nowMilliseconds || self.m_nowMilliseconds() >= adapter.addressFromMilliseconds;
         CopyText(record.IpAddressList.IpAddress.String, sizeof(record.IpAddressList.IpAddress.String),
-                 adapter.address);
+                 addressArrived ? adapter.address : std::string("0.0.0.0"));
     }
     return ERROR_SUCCESS;
 }

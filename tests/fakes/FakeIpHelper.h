@@ -9,6 +9,8 @@
 
 #include "platform/Api.h"
 
+#include <cstdint>
+#include <functional>
 #include <mutex>
 #include <string>
 #include <vector>
@@ -21,6 +23,9 @@ struct AdapterDescription {
     std::wstring friendlyName;
     UINT type = MIB_IF_TYPE_ETHERNET;  // the legacy Type and the IfType
     std::string address = "0.0.0.0";   // the first IPv4 address; "0.0.0.0" while none is assigned
+    // DHCP in virtual time: before this moment of the clock the adapter has
+    // no address yet ("0.0.0.0"); needs the helper's clock.
+    uint64_t addressFromMilliseconds = 0;
 };
 
 class FakeIpHelper {
@@ -33,6 +38,9 @@ public:
     FakeIpHelper& operator=(const FakeIpHelper&) = delete;
 
     void SetAdapters(std::vector<AdapterDescription> adapters);
+    std::vector<AdapterDescription> Adapters() const;
+    // The clock that decides when an adapter's address arrives (milliseconds).
+    void SetClock(std::function<uint64_t()> nowMilliseconds);
     // The call fails with `code` (and that code as the last error) from now on.
     void Fail(Failure point, ULONG code);
     // The next `times` calls of GetAdaptersAddresses answer
@@ -61,6 +69,7 @@ private:
     Failure m_failure = Failure::None;
     ULONG m_failureCode = 0;
     int m_overflows = 0;
+    std::function<uint64_t()> m_nowMilliseconds;
     int m_infoCalls = 0;
     int m_addressesCalls = 0;
     std::vector<ULONG> m_addressesLengths;

@@ -66,6 +66,7 @@ void FakeScm::Call(const wchar_t* format, ...)
 
 SC_HANDLE WINAPI FakeScm::OpenSCManagerW(LPCWSTR machine, LPCWSTR database, DWORD access)
 {
+    const std::lock_guard<std::recursive_mutex> lock(s_current->m_lock);
     s_current->Call(L"OpenSCManagerW %s %s 0x%08lX", machine ? machine : L"local", database ? database : L"active",
                    access);
     if (s_current->openScmError) {
@@ -77,6 +78,7 @@ SC_HANDLE WINAPI FakeScm::OpenSCManagerW(LPCWSTR machine, LPCWSTR database, DWOR
 
 SC_HANDLE WINAPI FakeScm::OpenServiceW(SC_HANDLE, LPCWSTR name, DWORD access)
 {
+    const std::lock_guard<std::recursive_mutex> lock(s_current->m_lock);
     s_current->Call(L"OpenServiceW %s 0x%08lX", name, access);
     Service* service = s_current->Find(name);
     if (!service || service->deleted) {
@@ -95,6 +97,7 @@ SC_HANDLE WINAPI FakeScm::CreateServiceW(SC_HANDLE, LPCWSTR name, LPCWSTR displa
                                          LPCWSTR loadOrderGroup, LPDWORD tagId, LPCWSTR dependencies,
                                          LPCWSTR account, LPCWSTR password)
 {
+    const std::lock_guard<std::recursive_mutex> lock(s_current->m_lock);
     s_current->Call(L"CreateServiceW %s", name);
     Creation creation;
     creation.name = name;
@@ -127,6 +130,7 @@ SC_HANDLE WINAPI FakeScm::CreateServiceW(SC_HANDLE, LPCWSTR name, LPCWSTR displa
 
 BOOL WINAPI FakeScm::ChangeServiceConfig2W(SC_HANDLE handle, DWORD level, LPVOID info)
 {
+    const std::lock_guard<std::recursive_mutex> lock(s_current->m_lock);
     s_current->Call(L"ChangeServiceConfig2W %lu", level);
     Service* service = s_current->ServiceOf(handle);
     if (!service)
@@ -163,6 +167,7 @@ BOOL WINAPI FakeScm::ChangeServiceConfig2W(SC_HANDLE handle, DWORD level, LPVOID
 
 BOOL WINAPI FakeScm::ControlService(SC_HANDLE handle, DWORD control, LPSERVICE_STATUS status)
 {
+    const std::lock_guard<std::recursive_mutex> lock(s_current->m_lock);
     s_current->Call(L"ControlService %lu", control);
     Service* service = s_current->ServiceOf(handle);
     if (!service)
@@ -182,6 +187,7 @@ BOOL WINAPI FakeScm::ControlService(SC_HANDLE handle, DWORD control, LPSERVICE_S
 
 BOOL WINAPI FakeScm::QueryServiceStatus(SC_HANDLE handle, LPSERVICE_STATUS status)
 {
+    const std::lock_guard<std::recursive_mutex> lock(s_current->m_lock);
     s_current->Call(L"QueryServiceStatus");
     Service* service = s_current->ServiceOf(handle);
     if (!service)
@@ -200,6 +206,7 @@ BOOL WINAPI FakeScm::QueryServiceStatus(SC_HANDLE handle, LPSERVICE_STATUS statu
 BOOL WINAPI FakeScm::QueryServiceStatusEx(SC_HANDLE handle, SC_STATUS_TYPE level, LPBYTE buffer, DWORD size,
                                           LPDWORD needed)
 {
+    const std::lock_guard<std::recursive_mutex> lock(s_current->m_lock);
     s_current->Call(L"QueryServiceStatusEx %d", static_cast<int>(level));
     Service* service = s_current->ServiceOf(handle);
     if (!service)
@@ -224,6 +231,7 @@ BOOL WINAPI FakeScm::QueryServiceStatusEx(SC_HANDLE handle, SC_STATUS_TYPE level
 BOOL WINAPI FakeScm::QueryServiceConfigW(SC_HANDLE handle, LPQUERY_SERVICE_CONFIGW config, DWORD size,
                                          LPDWORD needed)
 {
+    const std::lock_guard<std::recursive_mutex> lock(s_current->m_lock);
     s_current->Call(L"QueryServiceConfigW %lu", size);
     Service* service = s_current->ServiceOf(handle);
     if (!service)
@@ -247,6 +255,7 @@ BOOL WINAPI FakeScm::QueryServiceConfigW(SC_HANDLE handle, LPQUERY_SERVICE_CONFI
 
 BOOL WINAPI FakeScm::DeleteService(SC_HANDLE handle)
 {
+    const std::lock_guard<std::recursive_mutex> lock(s_current->m_lock);
     s_current->Call(L"DeleteService");
     Service* service = s_current->ServiceOf(handle);
     if (!service)
@@ -261,6 +270,7 @@ BOOL WINAPI FakeScm::DeleteService(SC_HANDLE handle)
 
 BOOL WINAPI FakeScm::CloseServiceHandle(SC_HANDLE handle)
 {
+    const std::lock_guard<std::recursive_mutex> lock(s_current->m_lock);
     auto it = s_current->m_handles.find(handle);
     if (it == s_current->m_handles.end()) {
         s_current->Call(L"CloseServiceHandle unknown");

@@ -1,12 +1,14 @@
 // FakeScm: a scripted Service Control Manager in the platform seam for the
 // lifetime of the object. Services, their states and failures are set by the
 // test; every call is recorded in order, and every handle handed out must be
-// closed again. Single-threaded use.
+// closed again. Calls may come from several threads; the test sets services
+// up before the service runs.
 #pragma once
 
 #include "platform/Api.h"
 
 #include <map>
+#include <mutex>
 #include <string>
 #include <vector>
 
@@ -85,6 +87,9 @@ private:
     void Call(const wchar_t* format, ...);
 
     os::ScopedApiOverride m_seam;
+    // The service's threads may ask at the same time (the worker, resume
+    // handling, the radio operations); each call holds it.
+    std::recursive_mutex m_lock;
     std::map<std::wstring, Service> m_services;
     std::map<SC_HANDLE, std::wstring> m_handles;  // empty name: the SCM
     uintptr_t m_nextHandle = 0x5C00;

@@ -28,6 +28,11 @@ void FakeThreadPool::RunQueued()
         function(context);
 }
 
+bool FakeThreadPool::WaitForItem(size_t number, std::chrono::milliseconds bound)
+{
+    return m_threads.WaitFor(number, bound);
+}
+
 BOOL WINAPI FakeThreadPool::QueueUserWorkItem(LPTHREAD_START_ROUTINE function, PVOID context, ULONG flags)
 {
     s_current->flags.push_back(flags);
@@ -36,7 +41,10 @@ BOOL WINAPI FakeThreadPool::QueueUserWorkItem(LPTHREAD_START_ROUTINE function, P
         SetLastError(s_current->m_error);
         return FALSE;
     }
-    s_current->queued.emplace_back(function, context);
+    if (s_current->m_ownThreads)
+        s_current->m_threads.Start([function, context] { function(context); });
+    else
+        s_current->queued.emplace_back(function, context);
     return TRUE;
 }
 

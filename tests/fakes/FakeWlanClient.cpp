@@ -2,6 +2,7 @@
 
 #include <cstdlib>
 #include <cstring>
+#include <memory>
 #include <stdexcept>
 
 namespace fakes {
@@ -10,6 +11,11 @@ const HANDLE FakeWlanClient::kClientHandle = reinterpret_cast<HANDLE>(0x3A1);
 FakeWlanClient* FakeWlanClient::s_current = nullptr;
 
 namespace {
+
+// The notification codes the simulated adapter sends (the toolchain's
+// headers lack the media-specific module's codes).
+constexpr DWORD kAcmNetworkAvailable = 19;  // wlan_notification_acm_network_available
+constexpr DWORD kMsmRadioStateChange = 7;   // wlan_notification_msm_radio_state_change
 
 // Each open hands out its own handle, the first one kClientHandle.
 constexpr uintptr_t kHandleStep = 0x10;
@@ -48,6 +54,8 @@ FakeWlanClient::FakeWlanClient(Journal* journal) : m_journal(journal)
 
 FakeWlanClient::~FakeWlanClient()
 {
+    // Callbacks still running call back into the model.
+    m_notifications.WaitForAll();
     s_current = nullptr;
     // What the code under test leaked is the test's to report; the memory
     // is the model's to give back.
@@ -139,8 +147,62 @@ void FakeWlanClient::SetReportedPhys(size_t interfaceIndex, int phys)
 void FakeWlanClient::SwitchByHand(size_t interfaceIndex, bool on)
 {
     std::lock_guard<std::mutex> lock(m_lock);
-    for (Phy& phy : m_interfaces.at(interfaceIndex).phys)
-        phy.softwareState = on ? kOn : kOff;
+    Interface& adapter = m_interfaces.at(interfaceIndex);
+    for (size_t index = 0; index < adapter.phys.size(); ++index) {
+        Phy& phy = adapter.phys[index];
+        const DWORD state = on ? kOn : kOff;
+        if (phy.softwareState == state)
+            continue;
+        phy.softwareState = state;
+        WLAN_PHY_RADIO_STATE radioState = {};
+        radioState.dwPhyIndex = static_cast<DWORD>(index);
+        radioState.dot11SoftwareRadioState = static_cast<DOT11_RADIO_STATE>(state);
+        radioState.dot11HardwareRadioState = dot11_radio_state_on;
+        NotifyLocked(adapter, WLAN_NOTIFICATION_SOURCE_MSM, kMsmRadioStateChange, &radioState);
+    }
+}
+
+void FakeWlanClient::NetworkAvailable(size_t interfaceIndex)
+{
+    std::lock_guard<std::mutex> lock(m_lock);
+    NotifyLocked(m_interfaces.at(interfaceIndex), WLAN_NOTIFICATION_SOURCE_ACM, kAcmNetworkAvailable, nullptr);
+}
+
+bool FakeWlanClient::WaitForNotifications(std::chrono::milliseconds bound)
+{
+    return m_notifications.WaitForAll(bound);
+}
+
+void FakeWlanClient::NotifyLocked(const Interface& adapter, DWORD source, DWORD code,
+                                  const WLAN_PHY_RADIO_STATE* radioState)
+{
+    if (!m_notify || registeredCallback == nullptr)
+        return;
+    // The notification owns its data: the callback runs after the lock is
+    // given back, as the Native Wi-Fi service's thread does.
+    struct Notification {
+        WLAN_NOTIFICATION_DATA data = {};
+        WLAN_PHY_RADIO_STATE radioState = {};
+    };
+    auto notification = std::make_shared<Notification>();
+    notification->data.NotificationSource = source;
+    notification->data.NotificationCode = code;
+    notification->data.InterfaceGuid = adapter.guid;
+    if (radioState != nullptr) {
+        notification->radioState = *radioState;
+        notification->data.dwDataSize = sizeof(WLAN_PHY_RADIO_STATE);
+        notification->data.pData = &notification->radioState;
+    }
+    const WLAN_NOTIFICATION_CALLBACK callback = registeredCallback;
+    m_notifications.Start([this, callback, notification] {
+        {
+            // A callback unregistered meanwhile gets nothing more.
+            std::lock_guard<std::mutex> lock(m_lock);
+            if (registeredCallback != callback)
+                return;
+        }
+        callback(&notification->data, nullptr);
+    });
 }
 
 bool FakeWlanClient::RadioOn(size_t interfaceIndex) const
@@ -392,7 +454,13 @@ DWORD WINAPI FakeWlanClient::WlanSetInterface(HANDLE, const GUID* guid, WLAN_INT
     self.NoteLocked(call);
     if (const DWORD error = self.FailureLocked(Failure::SetInterface))
         return error;
+    const bool changed = phy.softwareState != static_cast<DWORD>(request.dot11SoftwareRadioState);
     phy.softwareState = request.dot11SoftwareRadioState;
+    if (changed) {
+        WLAN_PHY_RADIO_STATE radioState = request;
+        radioState.dot11HardwareRadioState = dot11_radio_state_on;
+        self.NotifyLocked(*adapter, WLAN_NOTIFICATION_SOURCE_MSM, kMsmRadioStateChange, &radioState);
+    }
     return ERROR_SUCCESS;
 }
 

@@ -11,12 +11,19 @@
 // and also kept with the calling thread's id. One failure point at a time
 // (an enum) fails with a given Win32 code, or throws.
 //
+// On the simulated laptop the adapter also notifies (NotifyChanges): every
+// change of a PHY's software radio state, by a set or by hand, is delivered
+// as a radio-state-change notification to the registered callback on a
+// thread of its own, as the Native Wi-Fi service does; a network coming into
+// range is delivered the same way.
+//
 // Plain C++ without a test framework, so that the same model can stand behind
 // a packaged wlanapi.dll. Safe for calls from several threads: one lock
 // guards the model, its counters and the journal.
 #pragma once
 
 #include "fakes/Journal.h"
+#include "fakes/OwnThreads.h"
 #include "platform/Api.h"
 
 #include <map>
@@ -109,6 +116,17 @@ public:
     void SwitchByHand(size_t interfaceIndex, bool on);
     bool RadioOn(size_t interfaceIndex = 0) const;
 
+    // From now on, radio state changes are delivered to the registered
+    // callback, each on a thread of its own.
+    void NotifyChanges() { m_notify = true; }
+    // A network comes into range: the network-available notification, on a
+    // thread of its own, when a callback is registered.
+    void NetworkAvailable(size_t interfaceIndex = 0);
+    // Whether every notification started so far has been handled within the
+    // bound.
+    bool WaitForNotifications(std::chrono::milliseconds bound = OwnThreads::kBound);
+    size_t NotificationsDelivered() const { return m_notifications.Started(); }
+
     // Buffers handed out and not yet freed, and frees of unknown buffers.
     size_t OutstandingBuffers() const;
     size_t StrayFrees() const;
@@ -145,6 +163,9 @@ private:
     void* AllocateLocked(size_t size, const char* kind);
     Interface* FindLocked(const GUID* guid);
     DWORD ReportedPhysLocked(const Interface& adapter) const;
+    // Under m_lock: delivers the notification to the registered callback on
+    // a thread of its own (when notifying and a callback is registered).
+    void NotifyLocked(const Interface& adapter, DWORD source, DWORD code, const WLAN_PHY_RADIO_STATE* radioState);
 
     static FakeWlanClient* s_current;
     os::ScopedApiOverride m_seam;
@@ -165,6 +186,9 @@ private:
     size_t m_strayFrees = 0;
     size_t m_strayCloses = 0;
     size_t m_setCalls = 0;
+    bool m_notify = false;
+    // Last: the notification threads end before the model's state goes.
+    OwnThreads m_notifications;
 };
 
 }  // namespace fakes

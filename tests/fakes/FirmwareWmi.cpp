@@ -372,6 +372,17 @@ FirmwareWmi::~FirmwareWmi() { s_current = nullptr; }
 
 void FirmwareWmi::AddSetting(FirmwareSetting setting) { m_settings.push_back(std::move(setting)); }
 
+void FirmwareWmi::SetValue(const std::wstring& className, const std::wstring& name, const std::wstring& value)
+{
+    for (FirmwareSetting& setting : m_settings) {
+        if (setting.className == className && setting.name == name) {
+            setting.value = value;
+            return;
+        }
+    }
+    m_settings.emplace_back(className, name, value);
+}
+
 void FirmwareWmi::Fail(Failure point, HRESULT result)
 {
     m_failure = point;

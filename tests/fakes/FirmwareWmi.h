@@ -124,6 +124,8 @@ public:
     FirmwareWmi& operator=(const FirmwareWmi&) = delete;
 
     void AddSetting(FirmwareSetting setting);
+    // The setting of that class and name takes `value` (added when missing).
+    void SetValue(const std::wstring& className, const std::wstring& name, const std::wstring& value);
     void Fail(Failure point, HRESULT result = E_FAIL);
     // The query of `className` fails with `result` (WBEM_E_INVALID_CLASS, ...).
     void FailQuery(const std::wstring& className, HRESULT result);

@@ -285,21 +285,10 @@ void MobileBroadbandModel::SwitchByUser(MBN_RADIO state, ULONG requestId)
     Deliver(requestId, S_OK);
 }
 
-void MobileBroadbandModel::WaitForCompletions()
+bool MobileBroadbandModel::WaitForCompletions(std::chrono::milliseconds bound)
 {
-    // A completion may lead to a set, whose completion starts another
-    // delivery: wait until none is left.
-    for (;;) {
-        std::vector<std::thread> deliveries;
-        {
-            std::lock_guard<std::mutex> lock(m_lock);
-            deliveries.swap(m_deliveries);
-        }
-        if (deliveries.empty())
-            return;
-        for (std::thread& delivery : deliveries)
-            delivery.join();
-    }
+    // Also the deliveries that completions start meanwhile.
+    return m_deliveries.WaitForAll(bound);
 }
 
 Journal MobileBroadbandModel::Calls() const
@@ -365,28 +354,30 @@ HRESULT MobileBroadbandModel::SetState(MBN_RADIO state, ULONG* requestId)
         }
     }
     *requestId = request;
-    Deliver(request, S_OK);
+    const size_t delivery = Deliver(request, S_OK);
     bool wait = false;
     {
         std::lock_guard<std::mutex> lock(m_lock);
         wait = m_waitForDelivery;
     }
-    if (wait)
-        WaitForCompletions();
+    // Only this set's own delivery: the setter may itself be running in a
+    // delivery.
+    if (wait && delivery != kNoDelivery)
+        m_deliveries.WaitFor(delivery);
     return S_OK;
 }
 
-void MobileBroadbandModel::Deliver(ULONG requestId, HRESULT status)
+size_t MobileBroadbandModel::Deliver(ULONG requestId, HRESULT status)
 {
     std::lock_guard<std::mutex> lock(m_lock);
     if (!m_deliver || m_sinks.empty())
-        return;
+        return kNoDelivery;
     std::vector<IMbnRadioEvents*> sinks = m_sinks;
     // Each delivery holds the sinks it calls, so an unadvise meanwhile
     // cannot free one under it.
     for (IMbnRadioEvents* sink : sinks)
         sink->AddRef();
-    m_deliveries.emplace_back([this, sinks, requestId, status] {
+    return m_deliveries.Start([this, sinks, requestId, status] {
         ModelRadio* radio = new ModelRadio(*this);
         for (IMbnRadioEvents* sink : sinks) {
             sink->OnSetSoftwareRadioStateComplete(radio, requestId, status);

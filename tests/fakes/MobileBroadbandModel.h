@@ -10,6 +10,7 @@
 
 #include "fakes/CountedCom.h"
 #include "fakes/Journal.h"
+#include "fakes/OwnThreads.h"
 #include "platform/MbnApi.h"
 
 #include <olectl.h>
@@ -76,7 +77,9 @@ public:
     // and a completion with `requestId` is delivered.
     void SwitchByUser(MBN_RADIO state, ULONG requestId);
     // Waits until every completion started so far was delivered.
-    void WaitForCompletions();
+    // Whether they were, within the bound.
+    bool WaitForCompletions(std::chrono::milliseconds bound = OwnThreads::kBound);
+    size_t CompletionsStarted() const { return m_deliveries.Started(); }
 
     Journal Calls() const;
     int LiveObjects() const { return m_ledger.Live(); }
@@ -90,7 +93,9 @@ public:
     HRESULT SetState(MBN_RADIO state, ULONG* requestId);
 
 private:
-    void Deliver(ULONG requestId, HRESULT status);
+    static constexpr size_t kNoDelivery = static_cast<size_t>(-1);
+    // The delivery's thread number, or kNoDelivery when nobody listens.
+    size_t Deliver(ULONG requestId, HRESULT status);
 
     mutable std::mutex m_lock;
     ComLedger m_ledger;
@@ -109,7 +114,8 @@ private:
     std::vector<IMbnRadioEvents*> m_sinks;
     std::map<DWORD, IMbnRadioEvents*> m_cookies;  // of the sinks advised through the point
     DWORD m_nextCookie = 1;
-    std::vector<std::thread> m_deliveries;
+    // Last: the deliveries end before the model's state goes.
+    OwnThreads m_deliveries;
 };
 
 } // namespace fakes

@@ -239,6 +239,28 @@ void NetworkListModel::AddConnection(ConnectionDescription connection)
     m_connections.push_back(std::move(connection));
 }
 
+void NetworkListModel::SetConnection(ConnectionDescription connection)
+{
+    std::lock_guard<std::mutex> lock(m_lock);
+    for (ConnectionDescription& existing : m_connections) {
+        if (existing.connectionId == connection.connectionId) {
+            existing = std::move(connection);
+            return;
+        }
+    }
+    m_connections.push_back(std::move(connection));
+}
+
+void NetworkListModel::RemoveConnection(GUID connectionId)
+{
+    std::lock_guard<std::mutex> lock(m_lock);
+    m_connections.erase(std::remove_if(m_connections.begin(), m_connections.end(),
+                                       [&](const ConnectionDescription& connection) {
+                                           return connection.connectionId == connectionId;
+                                       }),
+                        m_connections.end());
+}
+
 std::vector<ConnectionDescription> NetworkListModel::Connections() const
 {
     std::lock_guard<std::mutex> lock(m_lock);
@@ -274,6 +296,7 @@ INetworkListManager* NetworkListModel::NewManager() { return new ModelManager(*t
 
 NetworkListModel::~NetworkListModel()
 {
+    m_deliveries.WaitForAll();
     for (auto& [name, sinks] : m_advised)
         for (auto& [cookie, sink] : sinks)
             sink->Release();
@@ -372,28 +395,47 @@ std::vector<Interface*> TakeSinks(std::mutex& lock, std::map<std::string, std::m
 
 void NetworkListModel::DeliverConnectivityChanged(NLM_CONNECTIVITY connectivity)
 {
-    for (INetworkListManagerEvents* sink :
-         TakeSinks<INetworkListManagerEvents>(m_lock, m_advised, "INetworkListManagerEvents")) {
-        sink->ConnectivityChanged(connectivity);
-        sink->Release();
-    }
+    Deliver([this, connectivity] {
+        for (INetworkListManagerEvents* sink :
+             TakeSinks<INetworkListManagerEvents>(m_lock, m_advised, "INetworkListManagerEvents")) {
+            sink->ConnectivityChanged(connectivity);
+            sink->Release();
+        }
+    });
 }
 
 void NetworkListModel::DeliverConnectionConnectivityChanged(GUID connectionId, NLM_CONNECTIVITY connectivity)
 {
-    for (INetworkConnectionEvents* sink :
-         TakeSinks<INetworkConnectionEvents>(m_lock, m_advised, "INetworkConnectionEvents")) {
-        sink->NetworkConnectionConnectivityChanged(connectionId, connectivity);
-        sink->Release();
-    }
+    Deliver([this, connectionId, connectivity] {
+        for (INetworkConnectionEvents* sink :
+             TakeSinks<INetworkConnectionEvents>(m_lock, m_advised, "INetworkConnectionEvents")) {
+            sink->NetworkConnectionConnectivityChanged(connectionId, connectivity);
+            sink->Release();
+        }
+    });
 }
 
 void NetworkListModel::DeliverNetworkDeleted(GUID networkId)
 {
-    for (INetworkEvents* sink : TakeSinks<INetworkEvents>(m_lock, m_advised, "INetworkEvents")) {
-        sink->NetworkDeleted(networkId);
-        sink->Release();
-    }
+    Deliver([this, networkId] {
+        for (INetworkEvents* sink : TakeSinks<INetworkEvents>(m_lock, m_advised, "INetworkEvents")) {
+            sink->NetworkDeleted(networkId);
+            sink->Release();
+        }
+    });
+}
+
+void NetworkListModel::Deliver(std::function<void()> delivery)
+{
+    if (m_ownThreads)
+        m_deliveries.Start(std::move(delivery));
+    else
+        delivery();
+}
+
+bool NetworkListModel::WaitForDeliveries(std::chrono::milliseconds bound)
+{
+    return m_deliveries.WaitForAll(bound);
 }
 
 } // namespace fakes

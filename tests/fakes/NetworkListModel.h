@@ -10,18 +10,21 @@
 // object, as the service only asks for it and releases it): its connection
 // points for the manager, connection and network events hold the sinks
 // advised on them (each advise queries the sink for the point's interface
-// and keeps that reference until the unadvise). A test delivers events to
-// the advised sinks synchronously. The query, the n-th FindConnectionPoint
+// and keeps that reference until the unadvise). Events go to the advised
+// sinks on the caller's thread, or, on the simulated laptop
+// (DeliverOnOwnThreads), each on a thread of its own as the platform does. The query, the n-th FindConnectionPoint
 // and the n-th Advise can be made to fail.
 #pragma once
 
 #include "fakes/CountedCom.h"
 #include "fakes/Journal.h"
+#include "fakes/OwnThreads.h"
 
 #include <netlistmgr.h>
 #include <ocidl.h>
 #include <olectl.h>
 
+#include <functional>
 #include <map>
 #include <mutex>
 #include <string>
@@ -55,6 +58,9 @@ public:
     enum class Failure { None, GetNetworkConnections, GetNetworkConnection, Next };
 
     void AddConnection(ConnectionDescription connection);
+    // Replaces the connection with the same id, or adds it.
+    void SetConnection(ConnectionDescription connection);
+    void RemoveConnection(GUID connectionId);
     std::vector<ConnectionDescription> Connections() const;
     // The call fails with `result` from now on.
     void Fail(Failure point, HRESULT result);
@@ -72,7 +78,12 @@ public:
     Journal EventCalls() const;
     // How many sinks are advised on the point of `iid`.
     size_t AdvisedCount(REFIID iid) const;
-    // Deliver to every sink advised for the interface (on the caller's thread).
+    // From now on every delivery runs on a thread of its own.
+    void DeliverOnOwnThreads() { m_ownThreads = true; }
+    // Whether every delivery started so far has returned within the bound.
+    bool WaitForDeliveries(std::chrono::milliseconds bound = OwnThreads::kBound);
+    size_t Deliveries() const { return m_deliveries.Started(); }
+    // Deliver to every sink advised for the interface.
     void DeliverConnectivityChanged(NLM_CONNECTIVITY connectivity);
     void DeliverConnectionConnectivityChanged(GUID connectionId, NLM_CONNECTIVITY connectivity);
     void DeliverNetworkDeleted(GUID networkId);
@@ -98,6 +109,8 @@ public:
     ComLedger& Ledger() { return m_ledger; }
 
 private:
+    void Deliver(std::function<void()> delivery);
+
     mutable std::mutex m_lock;
     std::vector<ConnectionDescription> m_connections;
     Failure m_failure = Failure::None;
@@ -110,6 +123,9 @@ private:
     std::map<std::string, std::map<DWORD, IUnknown*>> m_advised;
     DWORD m_nextCookie = 1;
     ComLedger m_ledger;
+    bool m_ownThreads = false;
+    // Last: deliveries end before the sinks are released.
+    OwnThreads m_deliveries;
 };
 
 } // namespace fakes
