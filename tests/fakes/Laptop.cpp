@@ -75,9 +75,6 @@ Laptop::Laptop(Options options)
     if (!options.modemPresent)
         m_broadband.SetInterfaces({});
     m_broadband.SetRadioState(options.mobileBroadbandOn ? MBN_RADIO_ON : MBN_RADIO_OFF);
-    // A set returns once the service's radio sink has its completion, as
-    // on a machine whose modem answers at once.
-    m_broadband.SetWaitForDelivery(true);
 
     m_seam->CoCreateInstance = &Laptop::CoCreateInstance;
     m_seam->IsNetworkAlive = &Laptop::IsNetworkAlive;
@@ -266,6 +263,11 @@ bool Laptop::SetAirplaneMode(bool on)
     bool watched = true;
     {
         std::lock_guard<std::mutex> lock(m_registryLock);
+        // Airplane mode switched to what it already is changes nothing (and
+        // Wine's registry does not notify a write of the same data).
+        if (m_airplaneOn == on)
+            return AfterVerb();
+        m_airplaneOn = on;
         const int passes = WatcherPasses();
         m_airplane.Set(on);
         // The watcher's pass over the change ends when it arms again (only

@@ -183,6 +183,7 @@ private:
 
     std::mutex m_controlLock;   // the dispatcher's one thread
     std::mutex m_registryLock;  // one writer of the airplane value at a time
+    bool m_airplaneOn = false;  // under m_registryLock
     mutable std::mutex m_wireLock;
     std::map<std::string, Wire> m_wires;
     mutable std::mutex m_watcherLock;
