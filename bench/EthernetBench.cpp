@@ -15,11 +15,11 @@
 // (the service's own work), and the test's own log records written alone
 // through the process logger (the floor that the prescribed records set).
 #include "BenchClock.h"
+#include "BenchLog.h"
 #include "BenchTable.h"
 
 #include "fakes/FakeIpHelper.h"
 #include "fakes/RecordingListener.h"
-#include "logging/LogListenerFile.h"
 #include "logging/Logger.h"
 #include "logging/LoggerSlot.h"
 #include "network/NLMEventHandler.h"
@@ -96,17 +96,6 @@ std::vector<QX::Shared::CqxLogListener::LogData> RecordsOfOneCheck()
     return log.Records();
 }
 
-// Waits (up to five minutes) until the queued file listener, if any, has
-// written everything, so that the next figure and the process exit start
-// with an empty queue.
-void DrainLog()
-{
-    auto* file = dynamic_cast<QX::Shared::CqxLogListenerFile*>(QX::Shared::GetLogger()->FileListener());
-    const int64_t deadline = bench::Ticks() + 300 * bench::TicksPerSecond();
-    while (file != nullptr && !file->QueueDrained() && bench::Ticks() < deadline)
-        Sleep(10);
-}
-
 void AddFigures(std::vector<bench::Figure>& table, const std::wstring& name, const RunFigures& figures, bool target)
 {
     bench::Figure median{name + L", median", L"us", figures.medians, 1};
@@ -129,7 +118,7 @@ int wmain(int argc, wchar_t* argv[])
     std::vector<bench::Figure> table;
     const auto measureAll = [&table](const std::wstring& name, bool target) {
         AddFigures(table, name, Measure(&CheckOnce), target);
-        DrainLog();
+        bench::DrainLog();
         {
             QX::Shared::ScopedLoggerForTesting silent(QX::Shared::CqxLogger::Assemble({}));
             AddFigures(table, name + L", without logging", Measure(&CheckOnce), false);
@@ -143,7 +132,7 @@ int wmain(int argc, wchar_t* argv[])
                        return true;
                    }),
                    false);
-        DrainLog();
+        bench::DrainLog();
     };
     if (real) {
         g_callsPerRun = kSystemCallsPerRun;

@@ -116,9 +116,13 @@ public:
     void SwitchByHand(size_t interfaceIndex, bool on);
     bool RadioOn(size_t interfaceIndex = 0) const;
 
-    // From now on, radio state changes are delivered to the registered
-    // callback, each on a thread of its own.
-    void NotifyChanges() { m_notify = true; }
+    // From now on, radio state changes are (or, with false, are no longer)
+    // delivered to the registered callback, each on a thread of its own.
+    void NotifyChanges(bool notify = true)
+    {
+        std::lock_guard<std::mutex> lock(m_lock);
+        m_notify = notify;
+    }
     // A network comes into range: the network-available notification, on a
     // thread of its own, when a callback is registered.
     void NetworkAvailable(size_t interfaceIndex = 0);

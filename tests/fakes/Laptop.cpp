@@ -59,7 +59,11 @@ Laptop* Laptop::s_current = nullptr;
 Laptop::Laptop() : Laptop(Options{}) {}
 
 Laptop::Laptop(Options options)
-    : m_options(options), m_ipHelper({WirelessAdapter()}), m_wlan(), m_service()
+    : m_options(options),
+      m_log(options.recordLog ? std::make_unique<RecordingLog>() : nullptr),
+      m_ipHelper({WirelessAdapter()}),
+      m_wlan(),
+      m_service()
 {
     s_current = this;
     ResetProcessState();
@@ -340,6 +344,19 @@ bool Laptop::PowerOff()
     MbnRadioCompleted.Reset();
     m_poweredOff = true;
     return settled;
+}
+
+std::vector<std::wstring> Laptop::Lines() const { return m_log ? m_log->Lines() : std::vector<std::wstring>{}; }
+
+std::vector<std::wstring> Laptop::LinesOf(const std::string& function) const
+{
+    return m_log ? m_log->LinesOf(function) : std::vector<std::wstring>{};
+}
+
+void Laptop::ClearLog()
+{
+    if (m_log)
+        m_log->Clear();
 }
 
 int Laptop::LiveComObjects() const

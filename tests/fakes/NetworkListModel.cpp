@@ -427,10 +427,17 @@ void NetworkListModel::DeliverNetworkDeleted(GUID networkId)
 
 void NetworkListModel::Deliver(std::function<void()> delivery)
 {
-    if (m_ownThreads)
-        m_deliveries.Start(std::move(delivery));
-    else
+    auto timed = [this, delivery = std::move(delivery)] {
+        const auto start = std::chrono::steady_clock::now();
         delivery();
+        m_lastDeliveryTime = std::chrono::duration_cast<std::chrono::nanoseconds>(
+                                 std::chrono::steady_clock::now() - start)
+                                 .count();
+    };
+    if (m_ownThreads)
+        m_deliveries.Start(std::move(timed));
+    else
+        timed();
 }
 
 bool NetworkListModel::WaitForDeliveries(std::chrono::milliseconds bound)

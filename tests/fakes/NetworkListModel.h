@@ -24,6 +24,9 @@
 #include <ocidl.h>
 #include <olectl.h>
 
+#include <atomic>
+#include <chrono>
+#include <cstdint>
 #include <functional>
 #include <map>
 #include <mutex>
@@ -83,6 +86,8 @@ public:
     // Whether every delivery started so far has returned within the bound.
     bool WaitForDeliveries(std::chrono::milliseconds bound = OwnThreads::kBound);
     size_t Deliveries() const { return m_deliveries.Started(); }
+    // Wall time of the last delivery, from its start to the sinks' return.
+    std::chrono::nanoseconds LastDeliveryTime() const { return std::chrono::nanoseconds(m_lastDeliveryTime.load()); }
     // Deliver to every sink advised for the interface.
     void DeliverConnectivityChanged(NLM_CONNECTIVITY connectivity);
     void DeliverConnectionConnectivityChanged(GUID connectionId, NLM_CONNECTIVITY connectivity);
@@ -124,6 +129,7 @@ private:
     DWORD m_nextCookie = 1;
     ComLedger m_ledger;
     bool m_ownThreads = false;
+    std::atomic<int64_t> m_lastDeliveryTime{0};
     // Last: deliveries end before the sinks are released.
     OwnThreads m_deliveries;
 };
