@@ -1,0 +1,580 @@
+#!/usr/bin/env bash
+# A simulated laptop around the unmodified Tessarine.exe: the service runs
+# under Wine's Service Control Manager in a Wine session started inside a
+# network namespace of its own, and this controller plugs and pulls the
+# wires (veth pairs) and flips the switches a person would.
+#
+#   laptop.sh up [--no-build] [--no-sim] build, create the laptop, install and start the service
+#                                        (--no-sim: without the simulated Wi-Fi DLL even if built)
+#   laptop.sh plug [--dhcp SECONDS] [--name IFNAME]
+#                                        plug a wire (default eth0): link up, then the address
+#   laptop.sh pull [--name IFNAME]       pull it: addresses flushed, then link down
+#   laptop.sh wifi on|off                the user's Wi-Fi switch
+#   laptop.sh wwan on|off                the user's mobile-broadband switch
+#   laptop.sh airplane on|off            airplane mode (on also switches both radios off)
+#   laptop.sh firmware wlan|wwan allow|forbid
+#                                        a firmware setting, then the service restarted
+#   laptop.sh state                      one screen: radios, power status, airplane, wires, service
+#   laptop.sh log [N]                    the last N (20) lines of the service's log
+#   laptop.sh down                       stop and remove the service, remove the laptop
+#
+# Where: TESSARINE_BUILD_DIR (default build, the default preset's tree) holds
+# the built program; TESSARINE_LAPTOP_HOME (default build/laptop) holds the laptop's Wine
+# prefix (kept between runs: it is the laptop's disk) and, while it is up,
+# the run state (state/). The namespaces are named after that folder, so two
+# homes make two independent laptops.
+#
+# The laptop's end of each wire lives in the laptop's namespace; the other
+# end lives in a peer namespace, so that it is neither a second Ethernet
+# adapter of the laptop nor an interface of the machine itself. The Wine
+# session is started inside the laptop's namespace because Wine's IP Helper
+# answers from a helper program that the session's first program starts:
+# the namespace that helper runs in is the one the service sees.
+#
+# The simulated devices (sim/, when built) read and write their state under
+# HKLM\SOFTWARE\Tessarine Simulation in the prefix; the controller writes the
+# user's and the firmware's side of it there. Needs root (ip netns).
+set -euo pipefail
+
+me=laptop.sh
+root=$(cd "$(dirname "$0")/.." && pwd)
+build=$(realpath -m "${TESSARINE_BUILD_DIR:-$root/build}")
+service=Tessarine
+sim_key='HKEY_LOCAL_MACHINE\SOFTWARE\Tessarine Simulation'
+# src/state/RegistryPaths.h: kAirplaneModeKey, kWlanPowerStatusKey, kWwanPowerStatusKey.
+airplane_key='HKEY_LOCAL_MACHINE\SYSTEM\CurrentControlSet\Control\RadioManagement\SystemRadioState'
+wlan_power_key='HKEY_LOCAL_MACHINE\SOFTWARE\QX\QX Brisa UWP\WlanPowerStatus'
+wwan_power_key='HKEY_LOCAL_MACHINE\SOFTWARE\QX\QX Brisa UWP\WwanPowerStatus'
+# The simulation's copy of the program, in the prefix's drive C.
+program_dir_win='C:\TessarineLaptop'
+running_bound=60 # seconds to wait for RUNNING or STOPPED
+
+die() {
+  echo "$me: $*" >&2
+  exit 1
+}
+
+usage() {
+  sed -n '/^#   laptop.sh/,/^#$/p' "$0" | sed '$d; s/^# \{0,1\}//'
+}
+
+home=$(realpath -m "${TESSARINE_LAPTOP_HOME:-$build/laptop}")
+prefix=$home/prefix
+state=$home/state
+program_dir=$prefix/drive_c/TessarineLaptop
+tag=$(printf '%s' "$home" | sha1sum | cut -c1-8)
+ns=tessarine-laptop-$tag
+peers=tessarine-laptop-$tag-peer
+
+export WINEPREFIX=$prefix
+export WINEDEBUG=-all
+export WINEDLLOVERRIDES="mscoree,mshtml=" # no Mono or Gecko install prompts
+unset DISPLAY WAYLAND_DISPLAY
+
+# ---- helpers ---------------------------------------------------------------
+
+need_tools() {
+  local tool
+  for tool in "$@"; do
+    command -v "$tool" >/dev/null || die "$tool is not installed (run scripts/setup.sh)"
+  done
+}
+
+# One verb at a time per home. Descriptor 9 is closed in every program that
+# may outlive the verb (the Wine session), so that it never holds the lock.
+take_lock() {
+  mkdir -p "$home"
+  exec 9>"$home/.lock"
+  flock -w 120 9 || die "another $me command still runs for $home"
+}
+
+require_up() {
+  [ -d "$state" ] || die "the laptop is not up (run: $me up)"
+  [ -f "$state/ready" ] || die "the last up did not finish (run: $me down)"
+}
+
+in_ns() { ip netns exec "$ns" "$@" 9>&-; }
+
+# wine_do SECONDS PROGRAM ARGS...: a Windows program in the laptop's session,
+# bounded, its output without carriage returns.
+wine_do() {
+  local limit=$1
+  shift
+  ip netns exec "$ns" timeout "$limit" wine "$@" </dev/null 2>&1 9>&- | tr -d '\r'
+}
+
+# Every process of this prefix, wherever it runs: the Wine binaries (the
+# server and the programs) whose environment names the prefix. The
+# controller's own shells carry WINEPREFIX too, so the binary counts.
+prefix_pids() {
+  local exe pid
+  while IFS= read -r exe; do
+    pid=${exe#/proc/}
+    pid=${pid%/exe}
+    tr '\0' '\n' 2>/dev/null <"/proc/$pid/environ" | grep -qxF "WINEPREFIX=$prefix" && echo "$pid"
+  done < <(find /proc -mindepth 2 -maxdepth 2 -name exe -lname '*/wine*' 2>/dev/null)
+  return 0
+}
+
+session_alive() { [ -n "$(prefix_pids)" ]; }
+
+# reg_import LINES...: one .reg file, imported by one program (the values are
+# written in the order given).
+reg_import() {
+  local file=$program_dir/controller.reg
+  mkdir -p "$program_dir"
+  { echo "REGEDIT4"; printf '%s\n' "$@"; } >"$file"
+  local out
+  out=$(wine_do 30 reg import "$program_dir_win\\controller.reg") ||
+    die "reg import failed: $(head -n 1 <<<"$out")"
+}
+
+# The service's state from sc query: RUNNING, STOPPED, ... or "not installed".
+service_state() {
+  local out
+  out=$(wine_do 30 sc query "$service") || true
+  sed -n 's/^ *STATE *: *[0-9]* *\([A-Z_]*\).*/\1/p' <<<"$out" | head -n 1 | grep . || echo "not installed"
+}
+
+wait_for_service() {
+  local want=$1 deadline=$((SECONDS + running_bound)) now
+  while :; do
+    now=$(service_state)
+    [ "$now" = "$want" ] && return 0
+    ((SECONDS < deadline)) || die "the service is $now, not $want, after $running_bound s"
+    sleep 0.3
+  done
+}
+
+start_service() {
+  local out
+  out=$(wine_do 90 net start "$service") || true
+  wait_for_service RUNNING || die "net start: $(grep . <<<"$out" | tail -n 1)"
+}
+
+stop_service() {
+  wine_do 90 net stop "$service" >/dev/null || true
+  wait_for_service STOPPED
+}
+
+log_file() {
+  find "$prefix"/drive_c/users -path '*/AppData/Roaming/zvrLog/Tessarine.log' -printf '%T@ %p\n' 2>/dev/null |
+    sort -rn | head -n 1 | cut -d' ' -f2-
+}
+
+# ---- wires -----------------------------------------------------------------
+# state/wires: one line per wire ever plugged in this run, "NAME NUMBER"; the
+# number gives the peer's name and the subnet 192.168.(77+NUMBER).0/24.
+
+wire_number() { awk -v n="$1" '$1 == n { print $2 }' "$state/wires" 2>/dev/null; }
+
+wire_exists() { ip -n "$ns" link show dev "$1" >/dev/null 2>&1; }
+
+wire_address() { echo "192.168.$((77 + $1)).2/24"; }
+
+valid_ifname() { [[ $1 =~ ^[A-Za-z0-9_.-]{1,15}$ ]] && [ "$1" != lo ]; }
+
+# ---- verbs -----------------------------------------------------------------
+
+verb_up() {
+  local no_build=0 with_sim=1
+  while [ $# -gt 0 ]; do
+    case $1 in
+      --no-build) no_build=1 ;;
+      --no-sim) with_sim=0 ;;
+      *) die "up: unknown option '$1' (usage: $me up [--no-build] [--no-sim])" ;;
+    esac
+    shift
+  done
+  need_tools wine wineserver setsid timeout sha1sum
+  ((no_build)) || need_tools cmake
+  if [ -d "$state" ]; then
+    [ -f "$state/ready" ] && die "the laptop is already up (namespace $ns); run '$me down' first"
+    die "an earlier up did not finish; run '$me down' first"
+  fi
+
+  local started=$SECONDS targets=(Tessarine) target
+  if ((!no_build)); then
+    (cd "$root" && cmake --preset default >/dev/null) || die "cmake --preset default failed"
+    # The simulated Wi-Fi DLL, when the tree has it (its target is
+    # sim_wlanapi; "wlanapi" would be the system library's name).
+    for target in wlanapi sim_wlanapi; do
+      grep -q "^build $target: phony" "$build/build.ninja" 2>/dev/null && targets+=("$target")
+    done
+    (cd "$root" && cmake --build "$build" --target "${targets[@]}" >/dev/null) ||
+      die "building ${targets[*]} failed (cmake --build $build --target ${targets[*]})"
+  fi
+  [ -f "$build/Tessarine.exe" ] || die "no $build/Tessarine.exe (build it, or run up without --no-build)"
+
+  # From here on a failure takes down what was made.
+  mkdir -p "$state"
+  trap 'echo "$me: up failed; cleaning up" >&2; teardown >/dev/null 2>&1' EXIT
+  echo "$ns" >"$state/namespace"
+  : >"$state/wires"
+
+  # A session of this prefix left by a killed run ran elsewhere: end it.
+  teardown_session
+  ip netns add "$ns" || die "could not create network namespace $ns"
+  ip netns add "$peers" || die "could not create network namespace $peers"
+  ip -n "$ns" link set lo up
+  ip -n "$peers" link set lo up
+
+  # The prefix is created (first time, about 10 s) inside the namespace too.
+  in_ns bash "$root/scripts/wine-run.sh" "$prefix" || die "could not create the Wine prefix $prefix"
+  in_ns wineserver -p || die "wineserver -p failed"
+  setsid ip netns exec "$ns" wine cmd /c exit </dev/null >/dev/null 2>&1 9>&- || true
+
+  # A service left installed in the prefix by an unfinished run goes first.
+  if [ "$(service_state)" != "not installed" ]; then
+    wine_do 90 "$program_dir_win\\Tessarine.exe" -remove >/dev/null || true
+  fi
+
+  # The simulation's defaults: both radios on, a modem, both directions allowed.
+  reg_import "" "[$sim_key]" '"WifiRadio"="on"' '"MobileBroadbandRadio"="on"' \
+    '"ModemPresent"=dword:00000001' '"FirmwareLanWlanSwitching"="Enable"' \
+    '"FirmwareLanWwanSwitching"="Enable"' "" "[$airplane_key]" '@=dword:00000000'
+
+  # The program, and the simulated Wi-Fi beside it when it is built (Wine
+  # loads a wlanapi.dll from the program's folder instead of its own).
+  mkdir -p "$program_dir"
+  cp "$build/Tessarine.exe" "$program_dir/"
+  rm -f "$program_dir"/*.dll
+  local dlls=() dll
+  if ((with_sim)) && [ -d "$build/sim" ]; then
+    dll=$(find "$build/sim" -name wlanapi.dll -not -path '*/CMakeFiles/*' | head -n 1)
+    [ -n "$dll" ] && dlls+=("$dll")
+  fi
+  for dll in "${dlls[@]}"; do cp "$dll" "$program_dir/"; done
+  # Each up is a fresh boot: the log starts empty.
+  rm -f "$prefix"/drive_c/users/*/AppData/Roaming/zvrLog/Tessarine*.log
+
+  local out
+  out=$(wine_do 60 "$program_dir_win\\Tessarine.exe" -install) || true
+  grep -q "is installed" <<<"$out" || die "Tessarine.exe -install: $(grep . <<<"$out" | head -n 1)"
+  start_service
+
+  touch "$state/ready"
+  trap - EXIT
+  echo "up: $service RUNNING in namespace $ns (prefix $prefix) after $((SECONDS - started)) s"
+  if ((${#dlls[@]})); then
+    echo "up: simulated devices beside the program: ${dlls[*]##*/}"
+  else
+    echo "up: no simulated Wi-Fi (not built, or --no-sim): the service runs against Wine's own platform"
+  fi
+}
+
+verb_plug() {
+  local dhcp=0 name=eth0
+  while [ $# -gt 0 ]; do
+    case $1 in
+      --dhcp) [ $# -ge 2 ] || die "plug: --dhcp needs SECONDS"; dhcp=$2; shift ;;
+      --name) [ $# -ge 2 ] || die "plug: --name needs IFNAME"; name=$2; shift ;;
+      *) die "plug: unknown argument '$1' (usage: $me plug [--dhcp SECONDS] [--name IFNAME])" ;;
+    esac
+    shift
+  done
+  [[ $dhcp =~ ^[0-9]+([.][0-9]+)?$ ]] || die "plug: --dhcp takes seconds, not '$dhcp'"
+  valid_ifname "$name" || die "plug: '$name' is no interface name (1 to 15 of A-Z a-z 0-9 _ . -)"
+  require_up
+
+  local number made=""
+  number=$(wire_number "$name")
+  if [ -z "$number" ]; then
+    number=$(wc -l <"$state/wires")
+    echo "$name $number" >>"$state/wires"
+  fi
+  local address
+  address=$(wire_address "$number")
+  if ! wire_exists "$name"; then
+    ip -n "$peers" link add "peer$number" type veth peer name "$name" netns "$ns" ||
+      die "plug: could not create the wire $name"
+    ip -n "$peers" addr add "192.168.$((77 + number)).1/24" dev "peer$number"
+    ip -n "$peers" link set "peer$number" up
+    made="new wire, "
+  elif ip -n "$ns" -o link show dev "$name" | grep -q '<[^>]*\bUP\b' &&
+    [ -n "$(ip -n "$ns" -4 -o addr show dev "$name")" ]; then
+    die "plug: $name is already plugged"
+  fi
+  ip -n "$ns" link set "$name" up
+  if [ "$dhcp" != 0 ]; then
+    echo "plug: $name link up (${made}no address yet: 0.0.0.0); DHCP in $dhcp s"
+    sleep "$dhcp"
+  fi
+  wire_exists "$name" || die "plug: $name disappeared during the DHCP delay"
+  ip -n "$ns" addr flush dev "$name"
+  ip -n "$ns" addr add "$address" dev "$name"
+  if [ "$dhcp" != 0 ]; then
+    echo "plug: $name got $address"
+  else
+    echo "plug: $name link up (${made}address $address at once)"
+  fi
+}
+
+verb_pull() {
+  local name=eth0
+  while [ $# -gt 0 ]; do
+    case $1 in
+      --name) [ $# -ge 2 ] || die "pull: --name needs IFNAME"; name=$2; shift ;;
+      *) die "pull: unknown argument '$1' (usage: $me pull [--name IFNAME])" ;;
+    esac
+    shift
+  done
+  valid_ifname "$name" || die "pull: '$name' is no interface name"
+  require_up
+  if ! wire_exists "$name"; then
+    [ -n "$(wire_number "$name")" ] && die "pull: $name is gone (deleted outside the controller)"
+    die "pull: there is no wire $name (plug it first)"
+  fi
+  # Wine keeps an assigned address after the carrier is lost and its link
+  # state follows the administrative state: addresses first, then the link.
+  ip -n "$ns" addr flush dev "$name"
+  ip -n "$ns" link set "$name" down
+  echo "pull: $name addresses flushed, link down"
+}
+
+on_off() {
+  case ${2-} in
+    on | off) ;;
+    *) die "$1: say on or off, not '${2-}'" ;;
+  esac
+  [ $# -le 2 ] || die "$1: one argument only (on or off)"
+}
+
+verb_radio() { # wifi|wwan on|off
+  local verb=$1 value=${2-} name
+  on_off "$@"
+  require_up
+  [ "$verb" = wifi ] && name=WifiRadio || name=MobileBroadbandRadio
+  reg_import "[$sim_key]" "\"$name\"=\"$value\""
+  echo "$verb: $name = $value"
+}
+
+verb_airplane() {
+  local value=${2-}
+  on_off "$@"
+  require_up
+  if [ "$value" = on ]; then
+    # The operating system switches the radios off, then sets the flag the
+    # service watches.
+    reg_import "[$sim_key]" '"WifiRadio"="off"' '"MobileBroadbandRadio"="off"' "" \
+      "[$airplane_key]" '@=dword:00000001'
+    echo "airplane: on (WifiRadio and MobileBroadbandRadio off, airplane value 1)"
+  else
+    reg_import "[$airplane_key]" '@=dword:00000000'
+    echo "airplane: off (airplane value 0; the radios stay as they are)"
+  fi
+}
+
+verb_firmware() {
+  local which=${2-} what=${3-} name data
+  case $which in
+    wlan) name=FirmwareLanWlanSwitching ;;
+    wwan) name=FirmwareLanWwanSwitching ;;
+    *) die "firmware: say wlan or wwan, not '$which' (usage: $me firmware wlan|wwan allow|forbid)" ;;
+  esac
+  case $what in
+    allow) data=Enable ;;
+    forbid) data='*Disable' ;;
+    *) die "firmware: say allow or forbid, not '$what' (usage: $me firmware wlan|wwan allow|forbid)" ;;
+  esac
+  [ $# -le 3 ] || die "firmware: two arguments only"
+  require_up
+  reg_import "[$sim_key]" "\"$name\"=\"$data\""
+  # The service reads the firmware settings when it starts.
+  stop_service
+  start_service
+  echo "firmware: $name = $data; $service restarted (RUNNING)"
+}
+
+# reg_value OUTPUT NAME: the data of value NAME in reg query's OUTPUT, as it
+# is; <none> when missing, "" when empty.
+reg_value() {
+  local line rest
+  while IFS= read -r line; do
+    [[ $line == "    $2    REG_"* ]] || continue
+    rest=${line#"    $2    "}
+    [[ $rest == *"    "* ]] || { echo '""'; return; }
+    echo "${rest#*    }"
+    return
+  done <<<"$1"
+  echo "<none>"
+}
+
+verb_state() {
+  [ $# -eq 0 ] || die "state: no arguments"
+  require_up
+  # The queries run side by side: each Wine program takes most of a second
+  # on a busy machine. One that fails for another reason than a missing key
+  # or value (a Wine program killed by the bound) is asked once more, alone.
+  local dir=$state/query name
+  rm -rf "$dir"
+  mkdir -p "$dir"
+  query() {
+    local rc=0
+    wine_do 30 "${@:2}" >"$dir/$1" || rc=$?
+    echo "$rc" >"$dir/$1.rc"
+  }
+  answered() { [ "$(cat "$dir/$1.rc")" = 0 ] || grep -q "Unable to find" "$dir/$1"; }
+  query sim reg query "$sim_key" &
+  query wlanpower reg query "$wlan_power_key" /v PowerOnOff &
+  query wwanpower reg query "$wwan_power_key" /v PowerOnOff &
+  query airplane reg query "$airplane_key" /ve &
+  query service sc query "$service" &
+  wait
+  answered sim || query sim reg query "$sim_key"
+  answered wlanpower || query wlanpower reg query "$wlan_power_key" /v PowerOnOff
+  answered wwanpower || query wwanpower reg query "$wwan_power_key" /v PowerOnOff
+  answered airplane || query airplane reg query "$airplane_key" /ve
+  # sc query fails for a service that is not installed: that is an answer too.
+  # value NAME VALUE: VALUE's data as query NAME found it.
+  value() {
+    if answered "$1"; then
+      reg_value "$(cat "$dir/$1")" "$2"
+    else
+      echo "<unreadable: reg query exit $(cat "$dir/$1.rc")>"
+    fi
+  }
+  local wifi mobile modem fw_wlan fw_wwan wlanp wwanp svc airplane
+  wifi=$(value sim WifiRadio)
+  mobile=$(value sim MobileBroadbandRadio)
+  modem=$(value sim ModemPresent)
+  fw_wlan=$(value sim FirmwareLanWlanSwitching)
+  fw_wwan=$(value sim FirmwareLanWwanSwitching)
+  wlanp=$(value wlanpower PowerOnOff)
+  wwanp=$(value wwanpower PowerOnOff)
+  airplane=$(value airplane '(Default)')
+  svc=$(sed -n 's/^ *STATE *: *[0-9]* *\([A-Z_]*\).*/\1/p' "$dir/service" | head -n 1)
+  rm -rf "$dir"
+  case $airplane in
+    0x1) airplane="on ($airplane)" ;;
+    0x0) airplane="off ($airplane)" ;;
+  esac
+
+  echo "laptop $ns   service $service: ${svc:-not installed}"
+  printf '  %-22s %s\n' \
+    "Wi-Fi radio" "$wifi" \
+    "mobile radio" "$mobile" \
+    "modem present" "$modem" \
+    "firmware LAN/WLAN" "$fw_wlan" \
+    "firmware LAN/WWAN" "$fw_wwan" \
+    "airplane mode" "$airplane" \
+    "WLAN PowerOnOff" "$wlanp" \
+    "WWAN PowerOnOff" "$wwanp"
+  echo "  wires:"
+  local name number shown=" " any=0
+  while read -r name number; do
+    [ -n "$name" ] || continue
+    shown+="$name "
+    any=1
+    if ! wire_exists "$name"; then
+      printf '    %-15s gone (deleted outside the controller)\n' "$name"
+      continue
+    fi
+    wire_line "$name"
+  done <"$state/wires"
+  # Interfaces made in the namespace by someone else show too.
+  for name in $(ip -n "$ns" -o link show | awk -F': ' '{ sub(/@.*/, "", $2); print $2 }'); do
+    [ "$name" = lo ] && continue
+    [[ $shown == *" $name "* ]] && continue
+    any=1
+    wire_line "$name" " (not made by the controller)"
+  done
+  ((any)) || echo "    (none)"
+}
+
+wire_line() {
+  local link address
+  if ip -n "$ns" -o link show dev "$1" | grep -q '<[^>]*\bUP\b'; then link=up; else link=down; fi
+  address=$(ip -n "$ns" -4 -o addr show dev "$1" | awk '{ printf "%s%s", sep, $4; sep = " " }')
+  printf '    %-15s link %-4s address %s%s\n' "$1" "$link" "${address:-none (0.0.0.0)}" "${2-}"
+}
+
+verb_log() {
+  local lines=${1-20}
+  [ $# -le 1 ] || die "log: one argument only (N)"
+  [[ $lines =~ ^[0-9]+$ ]] || die "log: N is a number of lines, not '$lines'"
+  require_up
+  local file
+  file=$(log_file)
+  [ -n "$file" ] || die "log: the service has written no log yet"
+  tail -n "$lines" "$file" | tr -d '\r'
+}
+
+# Ends the prefix's session, wherever it runs, and every program of it.
+teardown_session() {
+  [ -d "$prefix" ] || return 0
+  wineserver -k 2>/dev/null || true
+  local tries
+  for ((tries = 0; tries < 50; tries++)); do
+    [ -z "$(prefix_pids)" ] && return 0
+    sleep 0.1
+  done
+  local left
+  left=$(prefix_pids)
+  # shellcheck disable=SC2086 # a list of process ids
+  [ -n "$left" ] && kill -KILL $left 2>/dev/null
+  return 0
+}
+
+# Everything up made, whatever exists of it.
+# Sets removed=1 when it removed an installed service.
+teardown() {
+  removed=0
+  if ip netns list | grep -qE "^$ns( |$)" && session_alive && [ "$(service_state)" != "not installed" ]; then
+    wine_do 90 net stop "$service" >/dev/null || true
+    wine_do 90 "$program_dir_win\\Tessarine.exe" -remove >/dev/null || true
+    removed=1
+  fi
+  teardown_session
+  local name left
+  for name in "$ns" "$peers"; do
+    ip netns list | grep -qE "^$name( |$)" || continue
+    left=$(ip netns pids "$name" 2>/dev/null || true)
+    # shellcheck disable=SC2086 # a list of process ids
+    [ -n "$left" ] && kill -KILL $left 2>/dev/null
+    ip netns del "$name"
+  done
+  rm -rf "$state"
+}
+
+verb_down() {
+  [ $# -eq 0 ] || die "down: no arguments"
+  local was=0 started=$SECONDS removed=0
+  { [ -d "$state" ] || ip netns list | grep -qE "^($ns|$peers)( |$)" || session_alive; } && was=1
+  teardown
+  if ((was)); then
+    local what="session ended, namespaces $ns and $peers removed"
+    ((removed)) && what="$service stopped and removed; $what"
+    echo "down: $what ($((SECONDS - started)) s)"
+  else
+    echo "down: nothing was up"
+  fi
+}
+
+# ---- main ------------------------------------------------------------------
+
+verb=${1-}
+[ $# -gt 0 ] && shift
+case $verb in
+  "" | -h | --help | help)
+    usage
+    [ -n "$verb" ] || exit 2
+    exit 0
+    ;;
+  up | plug | pull | wifi | wwan | airplane | firmware | state | log | down) ;;
+  *) die "unknown verb '$verb' (up, plug, pull, wifi, wwan, airplane, firmware, state, log, down)" ;;
+esac
+[ "$(id -u)" -eq 0 ] || die "needs root (ip netns); run as root"
+need_tools ip flock wine wineserver timeout setsid
+take_lock
+case $verb in
+  up) verb_up "$@" ;;
+  plug) verb_plug "$@" ;;
+  pull) verb_pull "$@" ;;
+  wifi | wwan) verb_radio "$verb" "$@" ;;
+  airplane) verb_airplane "$verb" "$@" ;;
+  firmware) verb_firmware "$verb" "$@" ;;
+  state) verb_state "$@" ;;
+  log) verb_log "$@" ;;
+  down) verb_down "$@" ;;
+esac
