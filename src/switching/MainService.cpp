@@ -79,7 +79,18 @@ void CMainService::QueueWorkItem(WorkItem function, CMainService* object, ULONG 
 DWORD WINAPI CMainService::WorkItemTrampoline(LPVOID context)
 {
     std::unique_ptr<WorkItemCall> call(static_cast<WorkItemCall*>(context));
-    (call->second->*call->first)();
+    // The last barrier of a pool thread: an exception leaving it would end
+    // the process. The worker catches only the standard family, and a
+    // QueueWorkItem inside a work item throws a DWORD.
+    try {
+        (call->second->*call->first)();
+    } catch (...) {
+        try {
+            FunctionLog("CMainService::WorkItemTrampoline").Log(LevelError, L"Unhandled exception in a work item");
+        } catch (...) {
+            // Not even the line could be written; the thread must still return.
+        }
+    }
     return 0;
 }
 

@@ -25,6 +25,9 @@ namespace {
 
 using e2e::RunProcess;
 using e2e::RunProduct;
+using testing::Contains;
+using testing::ElementsAre;
+using testing::StartsWith;
 
 constexpr wchar_t kServiceName[] = L"Tessarine";
 constexpr wchar_t kServiceKey[] = L"SYSTEM\\CurrentControlSet\\Services\\Tessarine";
@@ -132,6 +135,72 @@ protected:
         for (int i = 0; i < 100; ++i) {
             if (LogHas(tail))
                 return true;
+            Sleep(100);
+        }
+        return false;
+    }
+
+    // One record of the log file: "date|thread|level|function|message", the
+    // level without its padding; the message may hold '|' itself.
+    struct Record {
+        std::wstring thread;
+        std::wstring level;
+        std::wstring function;
+        std::wstring message;
+    };
+    static std::vector<Record> Records()
+    {
+        std::vector<Record> records;
+        for (const std::wstring& line : LogLines()) {
+            size_t bars[4];
+            size_t from = 0;
+            bool whole = true;
+            for (size_t& bar : bars) {
+                bar = line.find(L'|', from);
+                if (bar == std::wstring::npos) {
+                    whole = false;
+                    break;
+                }
+                from = bar + 1;
+            }
+            if (!whole)
+                continue;  // the empty line after a message with its own line feed
+            Record record;
+            record.thread = line.substr(bars[0] + 1, bars[1] - bars[0] - 1);
+            record.level = line.substr(bars[1] + 1, bars[2] - bars[1] - 1);
+            record.level.erase(record.level.find_last_not_of(L' ') + 1);
+            record.function = line.substr(bars[2] + 1, bars[3] - bars[2] - 1);
+            record.message = line.substr(bars[3] + 1);
+            records.push_back(record);
+        }
+        return records;
+    }
+    // The thread of the worker's entry line, or empty.
+    static std::wstring WorkerThread(const std::vector<Record>& records)
+    {
+        for (const Record& record : records)
+            if (record.function == L"CMainService::ServiceWorkerThread" && record.level == L"TraceIn")
+                return record.thread;
+        return L"";
+    }
+    // "Level|message" of every record of `function` on `thread`, in order.
+    static std::vector<std::wstring> LinesOf(const std::vector<Record>& records, const std::wstring& thread,
+                                             const std::wstring& function)
+    {
+        std::vector<std::wstring> lines;
+        for (const Record& record : records)
+            if (record.thread == thread && record.function == function)
+                lines.push_back(record.level + L"|" + record.message);
+        return lines;
+    }
+    // Polls every 100 ms for up to `seconds` until a record of `function`
+    // says `message`.
+    static bool WaitForRecord(const std::wstring& function, const std::wstring& message, int seconds)
+    {
+        for (int i = 0; i < seconds * 10; ++i) {
+            for (const Record& record : Records())
+                if (record.function == function && record.message == message)
+                    return true;
             Sleep(100);
         }
         return false;
@@ -344,6 +413,84 @@ TEST_F(ServiceLifecycleTest, InstallLeavesALogFileInTheRecordFormat)
         EXPECT_TRUE(std::regex_match(line, record)) << Narrow(line);
     EXPECT_TRUE(LogHas(L"|Information|InstallService|Tessarine is installed."));
     EXPECT_TRUE(LogHas(L"|Information|wmain|  Install Service."));
+}
+
+// The start-up worker on Wine's own platform: no firmware namespace (both
+// switching settings off), no WLAN AutoConfig service, a Native Wi-Fi that
+// refuses the registration with 120, the network list manager's connections
+// (the host's interfaces, not asserted) and no mobile-broadband class, where
+// the worker ends, as on a laptop without a modem, without its exit line.
+// The stop that follows is as clean as ever.
+TEST_F(ServiceLifecycleTest, TheWorkerRunsOnWinesPlatformToTheMissingMobileBroadbandClassAndStopStillStops)
+{
+    const std::wstring worker = L"CMainService::ServiceWorkerThread";
+    InstallAndStart();
+    // The worker waits about a second for WLAN AutoConfig; 30 s is the bound.
+    ASSERT_TRUE(WaitForRecord(worker, L"CoCreateInstance(CLSID_MbnInterfaceManager) failed with error: 0x80040154", 30))
+        << "the worker did not reach the mobile-broadband manager";
+
+    const std::vector<Record> records = Records();
+    const std::wstring thread = WorkerThread(records);
+    ASSERT_FALSE(thread.empty());
+    // Wine has no WLAN AutoConfig service: the wait gives up after its
+    // first try. What IsNetworkAlive says depends on the host's network.
+    EXPECT_THAT(
+        LinesOf(records, thread, worker),
+        ElementsAre(L"TraceIn|ServiceWorkerThread - Entry",
+                    L"Information|Finished reading LanWlanWan Switching status from BIOS. Wait for (WLAN AutoConfig) "
+                    L"to start",
+                    L"Error|WaitforServiceToStartRunning (WLAN AutoConfig) failed with running status = -1",
+                    L"Information|WLAN AutoConfig wait completed and WLAN Device Available. So Listening for WLAN "
+                    L"Notifications..",
+                    L"Error|RegisterWlanNotification (register) failed",
+                    StartsWith(L"Information|Network Alive : Return  = "),
+                    L"Information|LAN WLAN Auto Switching is disabled in BIOS. Restoring previous WLAN Status.",
+                    L"Error|CoCreateInstance(CLSID_MbnInterfaceManager) failed with error: 0x80040154"));
+
+    // The firmware read: the namespace does not connect for either class
+    // (WBEM_E_INVALID_NAMESPACE), so both settings stay off.
+    EXPECT_THAT(LinesOf(records, thread, L"NLMUtils::ReadNetworkSwitchingStatus"),
+                ElementsAre(L"TraceIn|Fetch Location = QXBIOS_BIOSEnumeration",
+                            L"Error|Failed to initialize WMI Read [hr:0x8004100E]",
+                            L"TraceIn|Fetch Location = QX_BIOSSetting",
+                            L"Error|Failed to initialize WMI Read [hr:0x8004100E]"));
+    EXPECT_THAT(LinesOf(records, thread, L"NLMUtils::GetAutoSwitchingStatus"),
+                Contains(L"TraceOut|LanWlanSwitchingEnabled Value = 0, LanWwanSwitchingEnabled = 0"));
+    // The wait for WLAN AutoConfig: one try of a service that does not exist.
+    EXPECT_THAT(LinesOf(records, thread, L"Utils::WaitforServiceToStartRunning"),
+                ElementsAre(L"TraceIn|", L"Verbose|WlanSvc service Running Status = -1, try 0",
+                            L"TraceOut|WlanSvc Running Status = -1"));
+    EXPECT_THAT(LinesOf(records, thread, L"CMainService::RegisterWlanNotification"),
+                ElementsAre(L"TraceIn|Registration Status - 1, WLANHandle = 0x00000000",
+                            L"Error|WlanRegisterNotification(Registration) fail with err 0!!",
+                            L"TraceOut|Return  = 120"));
+    const std::vector<std::wstring> listing = LinesOf(records, thread, L"NLMUtils::PrintNetworkConnections");
+    ASSERT_GE(listing.size(), 3u);
+    EXPECT_EQ(listing.front(), L"TraceIn|");
+    EXPECT_EQ(listing[1], L"Information|Current Connections:");
+    EXPECT_EQ(listing.back(), L"TraceOut|");
+
+    // The steps in their order, from their entry records on the worker's thread.
+    const std::vector<std::wstring> steps = {
+        L"NLMUtils::GetAutoSwitchingStatus",  L"Utils::WaitforServiceToStartRunning",
+        L"CMainService::ListenForWlanEvents", L"CMainService::RegisterWlanNotification",
+        L"NLMUtils::PrintNetworkConnections", L"CMainService::UpdateWlanPowerStatus"};
+    std::vector<std::wstring> reached;
+    for (const Record& record : records)
+        if (record.thread == thread && record.level == L"TraceIn")
+            for (const std::wstring& step : steps)
+                if (record.function == step)
+                    reached.push_back(step);
+    EXPECT_EQ(reached, steps);
+
+    const e2e::ProcessResult stopped = RunProcess(L"net stop Tessarine");
+    EXPECT_EQ(stopped.exitCode, 0u) << Narrow(stopped.output);
+    ASSERT_TRUE(WaitForState(SERVICE_STOPPED));
+    EXPECT_TRUE(WaitForLogLine(L"|TraceOut   |CMainService::~CMainService|"));
+    EXPECT_TRUE(LogHas(L"|TraceOut   |CMainService::OnStop|"));
+    // The worker had ended early: it never logs its exit line.
+    EXPECT_FALSE(LogContains(L"ServiceWorkerThread - Exit"));
+    EXPECT_FALSE(LogContains(L"CMainService::WorkItemTrampoline"));
 }
 
 } // namespace

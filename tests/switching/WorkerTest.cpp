@@ -1,27 +1,86 @@
-// CMainService::ServiceWorkerThread: its early returns (COM initialisation
-// and the network list manager), without the exit line and without leaving
-// the COM apartment.
+// CMainService::ServiceWorkerThread: its early returns (COM initialisation,
+// the network list manager, the mobile-broadband class and device), without
+// the exit line and without leaving the COM apartment; and its whole run on
+// the simulated laptop (firmware settings, radio services, adapters, Wi-Fi
+// adapter and modem) in virtual time: each radio's decision at start, the
+// order of its calls, the airplane watcher it queues and the exceptions it
+// meets, caught by itself or by the thread-pool trampoline. The persisted
+// power status and airplane mode live in the real registry of the Wine
+// prefix (kept and put back by the fixture).
 #include "switching/MainService.h"
 
+#include "fakes/Adapters.h"
 #include "fakes/FakeComRuntime.h"
 #include "fakes/FakeEvents.h"
+#include "fakes/FakeIpHelper.h"
 #include "fakes/FakeScm.h"
 #include "fakes/FakeThreadPool.h"
 #include "fakes/FakeWlanClient.h"
+#include "fakes/FirmwareWmi.h"
+#include "fakes/MachineState.h"
+#include "fakes/MobileBroadbandModel.h"
 #include "fakes/NetworkListModel.h"
 #include "fakes/RecordingListener.h"
 #include "fakes/VirtualClock.h"
 #include "platform/Api.h"
+#include "radio/WlanRadio.h"
+#include "radio/WwanRadio.h"
+#include "state/RegistryPaths.h"
+#include "state/SwitchingState.h"
 
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
+#include <cstring>
+#include <stdexcept>
+#include <string>
 #include <vector>
 
 namespace {
 
+using testing::Contains;
 using testing::ElementsAre;
+using testing::ElementsAreArray;
 using testing::IsEmpty;
+using testing::Not;
+using Lines = std::vector<std::wstring>;
+using Calls = std::vector<std::string>;
+
+constexpr char kWorker[] = "CMainService::ServiceWorkerThread";
+
+std::wstring Line(const wchar_t* level, const std::wstring& message)
+{
+    return std::wstring(level) + L"|CMainService::ServiceWorkerThread|" + message;
+}
+std::wstring Info(const std::wstring& message) { return Line(L"Information", message); }
+std::wstring Error(const std::wstring& message) { return Line(L"Error", message); }
+
+const std::wstring kEntry = Line(L"TraceIn", L"ServiceWorkerThread - Entry");
+const std::wstring kFirmwareRead =
+    Info(L"Finished reading LanWlanWan Switching status from BIOS. Wait for (WLAN AutoConfig) to start");
+const std::wstring kWlanWaited =
+    Info(L"WLAN AutoConfig wait completed and WLAN Device Available. So Listening for WLAN Notifications..");
+const std::wstring kAlive = Info(L"Network Alive : Return  = 1, Status : 1");
+const std::wstring kWlanRestoring =
+    Info(L"LAN WLAN Auto Switching is disabled in BIOS. Restoring previous WLAN Status.");
+const std::wstring kChecking = Info(L"Checking Ethernet connection status...");
+const std::wstring kCheckFailed = Error(L"CheckEthernetConnectionStatusEx failed");
+const std::wstring kWlanStopping = Info(L"LAN connection available when service start. Stopping WLAN service...");
+const std::wstring kNoMbnClass = Error(L"CoCreateInstance(CLSID_MbnInterfaceManager) failed with error: 0x80040154");
+const std::wstring kWwanWait = Info(L"Wait for (WWAN AutoConfig) to start");
+const std::wstring kWwanWaited =
+    Info(L"WWAN AutoConfig wait completed and WWAN Device Available. So Listening for WWAN events..");
+const std::wstring kNoDevice = Error(L"WWAN Device enumeration failed / No supporting WWAN device found ");
+const std::wstring kWwanRestoring =
+    Info(L"LAN WWAN Auto Switching is disabled in BIOS.Restoring previous WWAN Status.");
+const std::wstring kWwanStopping = Info(L"LAN connection available when service start. Stopping WWAN service...");
+const std::wstring kWwanStarting =
+    Info(L"LAN connection not available when service start. starting WWAN service...");
+const std::wstring kExit = Line(L"TraceOut", L"ServiceWorkerThread - Exit");
+
+constexpr wchar_t kFirstClass[] = L"QXBIOS_BIOSEnumeration";
+constexpr wchar_t kWlanSetting[] = L"LAN / WLAN Auto Switching";
+constexpr wchar_t kWwanSetting[] = L"LAN / WWAN Auto Switching";
 
 struct CreateCall {
     CLSID clsid;
@@ -34,12 +93,33 @@ std::vector<CreateCall> g_creates;
 HRESULT g_createResult = REGDB_E_CLASSNOTREG;
 // When set, the network list manager class gives one of its managers.
 fakes::NetworkListModel* g_networkList = nullptr;
+// When set, the mobile-broadband interface manager class exists and gives
+// one of its managers.
+fakes::MobileBroadbandModel* g_mobileBroadband = nullptr;
+// The calls below are journalled here beside those of the fakes.
+fakes::Journal* g_journal = nullptr;
+
+std::string ClassName(REFCLSID clsid)
+{
+    if (IsEqualCLSID(clsid, CLSID_NetworkListManager))
+        return "NetworkListManager";
+    if (IsEqualCLSID(clsid, CLSID_MbnInterfaceManager))
+        return "MbnInterfaceManager";
+    if (IsEqualCLSID(clsid, CLSID_WbemLocator))
+        return "WbemLocator";
+    return "other";
+}
 
 HRESULT WINAPI RecordingCoCreateInstance(REFCLSID clsid, LPUNKNOWN outer, DWORD context, REFIID iid, LPVOID* object)
 {
     g_creates.push_back({clsid, outer, context, iid});
+    fakes::Note(g_journal, "CoCreateInstance " + ClassName(clsid));
     if (g_networkList != nullptr && IsEqualCLSID(clsid, CLSID_NetworkListManager)) {
         *object = g_networkList->NewManager();
+        return S_OK;
+    }
+    if (g_mobileBroadband != nullptr && IsEqualCLSID(clsid, CLSID_MbnInterfaceManager)) {
+        *object = g_mobileBroadband->NewManager();
         return S_OK;
     }
     *object = nullptr;
@@ -48,23 +128,55 @@ HRESULT WINAPI RecordingCoCreateInstance(REFCLSID clsid, LPUNKNOWN outer, DWORD 
 
 BOOL WINAPI AliveOnTheLan(LPDWORD flags)
 {
+    fakes::Note(g_journal, "IsNetworkAlive");
     *flags = NETWORK_ALIVE_LAN;
     return TRUE;
+}
+
+BOOL WINAPI ThrowingIsNetworkAlive(LPDWORD)
+{
+    fakes::Note(g_journal, "IsNetworkAlive");
+    throw std::runtime_error("network reachability unavailable");
+}
+
+// The process-wide switching state as a fresh process has it.
+void ResetSwitchingState()
+{
+    on_resumeflag = false;
+    msm_Notification_flag = false;
+    my_service_turnonoff_wifi = false;
+    LanWlanSwitchingEnabled = false;
+    LanWwanSwitchingEnabled = false;
+    WwanDeviceAvailable = false;
+    MbnInterfaceManager = nullptr;
+    my_setwifitimeout = false;
+    ServiceUtils::WwanInterfaceId.clear();
+    ServiceUtils::NetworkChangedForSetRadio = false;
+    ServiceUtils::WwanServiceTurnOff = false;
 }
 
 class WorkerTest : public testing::Test {
 protected:
     WorkerTest()
     {
+        ResetSwitchingState();
         g_creates.clear();
         g_createResult = REGDB_E_CLASSNOTREG;
         g_networkList = nullptr;
+        g_mobileBroadband = nullptr;
+        g_journal = &m_journal;
         m_seam->CoCreateInstance = &RecordingCoCreateInstance;
         m_seam->IsNetworkAlive = &AliveOnTheLan;
     }
-    ~WorkerTest() override { g_networkList = nullptr; }
+    ~WorkerTest() override
+    {
+        g_networkList = nullptr;
+        g_mobileBroadband = nullptr;
+        g_journal = nullptr;
+        ResetSwitchingState();
+    }
 
-    std::vector<std::wstring> WorkerLines() const { return m_log.LinesOf("CMainService::ServiceWorkerThread"); }
+    Lines WorkerLines() const { return m_log.LinesOf(kWorker); }
 
     fakes::RecordingLog m_log;
     fakes::Journal m_journal;
@@ -160,6 +272,379 @@ TEST_F(WorkerTest, WithoutTheMobileBroadbandClassTheWorkerEndsAfterTheWifiSide)
         EXPECT_FALSE(m_log.LinesOf("CMainService::ListenForWlanEvents").empty());
         g_networkList = nullptr;
     }
+}
+
+// The simulated laptop: both radio services running, the Wi-Fi adapter
+// (two PHYs, on) and the modem (one interface, on), the adapter list with
+// only the Wi-Fi adapter, the firmware's WMI provider without settings,
+// airplane mode off and no persisted power status. Virtual time.
+class WorkerOnTheLaptopTest : public WorkerTest {
+protected:
+    WorkerOnTheLaptopTest()
+    {
+        m_airplane.Set(false);
+        m_scm.AddService(L"WlanSvc", SERVICE_RUNNING);
+        m_scm.AddService(L"WwanSvc", SERVICE_RUNNING);
+        m_wlan.AddInterface(L"Simulated Wireless-AC 9560", 2, fakes::FakeWlanClient::kOn,
+                            wlan_interface_state_connected);
+        // The worker's own switching is what the tests look at: no
+        // completion reaches the radio event sink on a thread of its own.
+        m_broadband.SetDeliverCompletions(false);
+        g_networkList = &m_networkList;
+        g_mobileBroadband = &m_broadband;
+    }
+    ~WorkerOnTheLaptopTest() override
+    {
+        g_networkList = nullptr;
+        g_mobileBroadband = nullptr;
+        // The product keeps the worker's reference on the process-wide
+        // manager for ever; the model ends here, so it goes back now.
+        if (MbnInterfaceManager != nullptr) {
+            MbnInterfaceManager->Release();
+            MbnInterfaceManager = nullptr;
+        }
+    }
+
+    // The firmware's two settings, as the first setting class has them.
+    void SetFirmware(bool wlanSwitching, bool wwanSwitching)
+    {
+        m_firmware.AddSetting({kFirstClass, kWlanSetting, wlanSwitching ? L"Enabled" : L"*Disabled"});
+        m_firmware.AddSetting({kFirstClass, kWwanSetting, wwanSwitching ? L"Enabled" : L"*Disabled"});
+    }
+    void RunWorker()
+    {
+        CMainService service(L"Tessarine");
+        service.ServiceWorkerThread();
+    }
+
+    // The calls of the platform that show the worker's steps, in order.
+    Calls StepCalls() const
+    {
+        static const char* const kSteps[] = {"CoInitializeEx", "CoUninitialize", "CoCreateInstance",
+                                             "QueueUserWorkItem", "IsNetworkAlive", "WlanRegisterNotification"};
+        Calls calls;
+        for (const std::string& call : m_journal)
+            for (const char* step : kSteps)
+                if (call.compare(0, std::strlen(step), step) == 0)
+                    calls.push_back(call);
+        return calls;
+    }
+    // The entry lines of the operations reached, in order (those that the
+    // steps call inside other steps too).
+    Lines Reached() const
+    {
+        static const char* const kOperations[] = {
+            "NLMUtils::GetAutoSwitchingStatus",        "Utils::WaitforServiceToStartRunning",
+            "CMainService::ListenForWlanEvents",       "CMainService::RegisterWlanNotification",
+            "NLMUtils::PrintNetworkConnections",       "NLMEventHandler::CheckEthernetConnectionStatusEx",
+            "ServiceUtils::SwitchWlanStatus",          "CMainService::UpdateWlanPowerStatus",
+            "ServiceUtils::EnumerateWwanInterfaces",   "CMainService::ListenForWwanEvents",
+            "ServiceUtils::SwitchWwanStatus",          "CMainService::UpdateWwanPowerStatus"};
+        Lines reached;
+        for (const auto& record : m_log.Records()) {
+            const std::wstring line = fakes::LineOf(record);
+            if (line.rfind(L"TraceIn|", 0) != 0)
+                continue;
+            for (const char* operation : kOperations) {
+                const std::wstring name(operation, operation + std::strlen(operation));
+                if (line.compare(8, name.size() + 1, name + L"|") == 0)
+                    reached.push_back(name);
+            }
+        }
+        return reached;
+    }
+    bool ModemWasSet() const
+    {
+        for (const std::string& call : m_broadband.Calls())
+            if (call.rfind("SetSoftwareRadioState", 0) == 0)
+                return true;
+        return false;
+    }
+
+    fakes::VirtualClock m_clock;
+    fakes::FakeScm m_scm;
+    fakes::FakeWlanClient m_wlan{&m_journal};
+    fakes::FakeIpHelper m_ipHelper{{fakes::WirelessAdapter()}};
+    fakes::ScopedAirplaneMode m_airplane;
+    fakes::ScopedPowerStatus m_powerStatus;
+    fakes::NetworkListModel m_networkList;
+    fakes::MobileBroadbandModel m_broadband;
+    // Over the fixture's class factory: it serves the WMI locator and hands
+    // the other classes on to it.
+    fakes::FirmwareWmi m_firmware{{}, &m_journal};
+};
+
+// The Wi-Fi service never reaches RUNNING: fifteen one-second tries, the
+// failure with the running status, and the Wi-Fi notifications are
+// registered all the same.
+TEST_F(WorkerOnTheLaptopTest, WlanAutoConfigNeverRunningIsTriedFifteenTimesAndTheRegistrationStillHappens)
+{
+    m_scm.Find(L"WlanSvc")->state = SERVICE_STOPPED;
+    g_mobileBroadband = nullptr;  // ends the run after the Wi-Fi side
+    RunWorker();
+
+    EXPECT_THAT(WorkerLines(),
+                ElementsAre(kEntry, kFirmwareRead,
+                            Error(L"WaitforServiceToStartRunning (WLAN AutoConfig) failed with running status = 1"),
+                            kWlanWaited, kAlive, kWlanRestoring, kNoMbnClass));
+    EXPECT_THAT(m_clock.Pauses(), ElementsAreArray(std::vector<DWORD>(15, 1000)));
+    EXPECT_EQ(m_scm.Find(L"WlanSvc")->statusQueries, 15);
+    const Lines wait = m_log.LinesOf("Utils::WaitforServiceToStartRunning");
+    ASSERT_EQ(wait.size(), 17u);
+    EXPECT_EQ(wait[1], L"Verbose|Utils::WaitforServiceToStartRunning|WlanSvc service Running Status = 1, try 0");
+    EXPECT_EQ(wait[15], L"Verbose|Utils::WaitforServiceToStartRunning|WlanSvc service Running Status = 1, try 14");
+    EXPECT_EQ(wait[16], L"TraceOut|Utils::WaitforServiceToStartRunning|WlanSvc Running Status = 1");
+
+    EXPECT_THAT(Reached(), ElementsAre(L"NLMUtils::GetAutoSwitchingStatus", L"Utils::WaitforServiceToStartRunning",
+                                       L"CMainService::ListenForWlanEvents", L"CMainService::RegisterWlanNotification",
+                                       L"NLMUtils::PrintNetworkConnections", L"CMainService::UpdateWlanPowerStatus",
+                                       L"ServiceUtils::SwitchWlanStatus"));
+    EXPECT_THAT(m_log.LinesOf("CMainService::RegisterWlanNotification"),
+                Contains(L"TraceOut|CMainService::RegisterWlanNotification|Return  = 0"));
+    EXPECT_EQ(m_wlan.registeredCallback, &CMainService::WlanNotificationCallback);
+    EXPECT_EQ(m_wlan.registeredHandle, fakes::FakeWlanClient::kClientHandle);
+    EXPECT_EQ(m_networkList.AdvisedCount(IID_INetworkConnectionEvents), 1u);
+    // The firmware has neither setting: both classes are read.
+    EXPECT_THAT(StepCalls(),
+                ElementsAre("CoInitializeEx 0", "CoCreateInstance NetworkListManager", "QueueUserWorkItem 8",
+                            "CoInitializeEx 0", "CoCreateInstance WbemLocator", "CoUninitialize", "CoInitializeEx 0",
+                            "CoCreateInstance WbemLocator", "CoUninitialize", "WlanRegisterNotification 24 1 callback previous",
+                            "IsNetworkAlive", "CoCreateInstance MbnInterfaceManager"));
+}
+
+// A modem manager without a device: the Wi-Fi side is set up whole, and
+// the worker ends at the enumeration, without its exit line and without
+// leaving the apartment.
+TEST_F(WorkerOnTheLaptopTest, NoMobileBroadbandDeviceEndsTheWorkerAfterAWholeWifiSide)
+{
+    SetFirmware(true, true);
+    m_broadband.SetInterfaces({});
+    fakes::ScopedPowerStatus::Store(kWlanPowerStatusKey, L"False");
+    RunWorker();
+
+    EXPECT_THAT(WorkerLines(),
+                ElementsAre(kEntry, kFirmwareRead, kWlanWaited, kAlive, kChecking, kWwanWait, kNoDevice));
+    EXPECT_TRUE(LanWlanSwitchingEnabled);
+    EXPECT_TRUE(LanWwanSwitchingEnabled);
+    // No wire: the Wi-Fi radio went to its stored state, off.
+    EXPECT_FALSE(m_wlan.RadioOn());
+    EXPECT_EQ(m_wlan.registeredCallback, &CMainService::WlanNotificationCallback);
+    EXPECT_EQ(m_networkList.AdvisedCount(IID_INetworkListManagerEvents), 1u);
+    EXPECT_EQ(m_networkList.AdvisedCount(IID_INetworkConnectionEvents), 1u);
+    EXPECT_EQ(m_networkList.AdvisedCount(IID_INetworkEvents), 1u);
+    EXPECT_THAT(Reached(), ElementsAre(L"NLMUtils::GetAutoSwitchingStatus", L"Utils::WaitforServiceToStartRunning",
+                                       L"CMainService::ListenForWlanEvents", L"CMainService::RegisterWlanNotification",
+                                       L"NLMUtils::PrintNetworkConnections",
+                                       L"NLMEventHandler::CheckEthernetConnectionStatusEx",
+                                       L"CMainService::UpdateWlanPowerStatus", L"ServiceUtils::SwitchWlanStatus",
+                                       L"Utils::WaitforServiceToStartRunning",
+                                       L"ServiceUtils::EnumerateWwanInterfaces"));
+    EXPECT_FALSE(WwanDeviceAvailable);
+    EXPECT_NE(MbnInterfaceManager, nullptr);
+    EXPECT_EQ(m_broadband.AdvisedCount(), 0u);
+    EXPECT_FALSE(ModemWasSet());
+    // One firmware read (the first class had both settings) and no
+    // CoUninitialize of the worker after the modem manager.
+    EXPECT_THAT(StepCalls(),
+                ElementsAre("CoInitializeEx 0", "CoCreateInstance NetworkListManager", "QueueUserWorkItem 8",
+                            "CoInitializeEx 0", "CoCreateInstance WbemLocator", "CoUninitialize",
+                            "WlanRegisterNotification 24 1 callback previous", "IsNetworkAlive",
+                            "CoCreateInstance MbnInterfaceManager"));
+}
+
+// Both settings disabled, with a wire up: each radio goes to its stored
+// state (Wi-Fi on although the wire is up, the modem stays on), and the
+// Ethernet state is never asked for.
+TEST_F(WorkerOnTheLaptopTest, BothSettingsDisabledRestoreBothRadiosAndNeverCheckEthernet)
+{
+    SetFirmware(false, false);
+    m_ipHelper.SetAdapters({fakes::WiredAdapter(true), fakes::WirelessAdapter()});
+    m_wlan.SwitchByHand(0, false);
+    fakes::ScopedPowerStatus::Store(kWlanPowerStatusKey, L"True");
+    fakes::ScopedPowerStatus::Store(kWwanPowerStatusKey, L"True");
+    RunWorker();
+
+    EXPECT_THAT(WorkerLines(), ElementsAre(kEntry, kFirmwareRead, kWlanWaited, kAlive, kWlanRestoring, kWwanWait,
+                                           kWwanWaited, kWwanRestoring, kExit));
+    EXPECT_FALSE(LanWlanSwitchingEnabled);
+    EXPECT_FALSE(LanWwanSwitchingEnabled);
+    EXPECT_TRUE(m_wlan.RadioOn());
+    EXPECT_EQ(m_broadband.RadioState(), MBN_RADIO_ON);
+    EXPECT_THAT(m_log.LinesOf("CMainService::UpdateWlanPowerStatus"),
+                Contains(L"Information|CMainService::UpdateWlanPowerStatus|Registry read is 1, WLAN Switch = 1"));
+    EXPECT_THAT(m_log.LinesOf("CMainService::UpdateWwanPowerStatus"),
+                Contains(L"Information|CMainService::UpdateWwanPowerStatus|Registry read is 1, WWAN Switch = 1"));
+    EXPECT_THAT(Reached(), ElementsAre(L"NLMUtils::GetAutoSwitchingStatus", L"Utils::WaitforServiceToStartRunning",
+                                       L"CMainService::ListenForWlanEvents", L"CMainService::RegisterWlanNotification",
+                                       L"NLMUtils::PrintNetworkConnections", L"CMainService::UpdateWlanPowerStatus",
+                                       L"ServiceUtils::SwitchWlanStatus", L"Utils::WaitforServiceToStartRunning",
+                                       L"ServiceUtils::EnumerateWwanInterfaces", L"CMainService::ListenForWwanEvents",
+                                       L"CMainService::UpdateWwanPowerStatus", L"ServiceUtils::SwitchWwanStatus"));
+    EXPECT_EQ(m_ipHelper.InfoCalls(), 0);
+    EXPECT_EQ(m_ipHelper.AddressesCalls(), 0);
+    EXPECT_THAT(WorkerLines(), Not(Contains(kChecking)));
+}
+
+// IP Helper fails: on each side the check's failure is logged and the
+// radio is left as it is, although the stored states would turn both off.
+TEST_F(WorkerOnTheLaptopTest, AFailingEthernetCheckLeavesEachRadioAsItIs)
+{
+    SetFirmware(true, true);
+    m_ipHelper.Fail(fakes::FakeIpHelper::Failure::AdaptersInfo, ERROR_NOT_SUPPORTED);
+    fakes::ScopedPowerStatus::Store(kWlanPowerStatusKey, L"False");
+    fakes::ScopedPowerStatus::Store(kWwanPowerStatusKey, L"False");
+    RunWorker();
+
+    EXPECT_THAT(WorkerLines(), ElementsAre(kEntry, kFirmwareRead, kWlanWaited, kAlive, kChecking, kCheckFailed,
+                                           kWwanWait, kWwanWaited, kCheckFailed, kExit));
+    EXPECT_THAT(Reached(), ElementsAre(L"NLMUtils::GetAutoSwitchingStatus", L"Utils::WaitforServiceToStartRunning",
+                                       L"CMainService::ListenForWlanEvents", L"CMainService::RegisterWlanNotification",
+                                       L"NLMUtils::PrintNetworkConnections",
+                                       L"NLMEventHandler::CheckEthernetConnectionStatusEx",
+                                       L"Utils::WaitforServiceToStartRunning",
+                                       L"ServiceUtils::EnumerateWwanInterfaces", L"CMainService::ListenForWwanEvents",
+                                       L"NLMEventHandler::CheckEthernetConnectionStatusEx"));
+    EXPECT_TRUE(m_wlan.RadioOn());
+    EXPECT_EQ(m_wlan.SetCalls(), 0u);
+    EXPECT_EQ(m_broadband.RadioState(), MBN_RADIO_ON);
+    EXPECT_FALSE(ModemWasSet());
+}
+
+// A wire at start with both directions allowed: both radios off, the whole
+// run to the exit line, and one CoUninitialize of the worker's own at the
+// end (the one before it closes the firmware read).
+TEST_F(WorkerOnTheLaptopTest, EthernetAtStartSwitchesBothRadiosOffAndRunsToTheExit)
+{
+    SetFirmware(true, true);
+    m_ipHelper.SetAdapters({fakes::WiredAdapter(true), fakes::WirelessAdapter()});
+    RunWorker();
+
+    EXPECT_THAT(WorkerLines(), ElementsAre(kEntry, kFirmwareRead, kWlanWaited, kAlive, kChecking, kWlanStopping,
+                                           kWwanWait, kWwanWaited, kWwanStopping, kExit));
+    EXPECT_FALSE(m_wlan.RadioOn());
+    EXPECT_EQ(m_broadband.RadioState(), MBN_RADIO_OFF);
+    EXPECT_THAT(m_log.LinesOf("ServiceUtils::SwitchWlanStatus"),
+                Contains(L"TraceIn|ServiceUtils::SwitchWlanStatus|OnOffValue = 0, bCheckAirplaneStatus = 1"));
+    EXPECT_THAT(m_log.LinesOf("ServiceUtils::SwitchWwanStatus"),
+                Contains(L"TraceIn|ServiceUtils::SwitchWwanStatus|OnOffValue = 0, bCheckAirplaneStatus = 1"));
+    // The modem switch asks for the wire itself too.
+    EXPECT_THAT(Reached(), ElementsAre(L"NLMUtils::GetAutoSwitchingStatus", L"Utils::WaitforServiceToStartRunning",
+                                       L"CMainService::ListenForWlanEvents", L"CMainService::RegisterWlanNotification",
+                                       L"NLMUtils::PrintNetworkConnections",
+                                       L"NLMEventHandler::CheckEthernetConnectionStatusEx",
+                                       L"ServiceUtils::SwitchWlanStatus", L"Utils::WaitforServiceToStartRunning",
+                                       L"ServiceUtils::EnumerateWwanInterfaces", L"CMainService::ListenForWwanEvents",
+                                       L"NLMEventHandler::CheckEthernetConnectionStatusEx",
+                                       L"ServiceUtils::SwitchWwanStatus",
+                                       L"NLMEventHandler::CheckEthernetConnectionStatusEx"));
+    EXPECT_TRUE(WwanDeviceAvailable);
+    EXPECT_EQ(m_broadband.AdvisedCount(), 1u);
+    EXPECT_THAT(StepCalls(),
+                ElementsAre("CoInitializeEx 0", "CoCreateInstance NetworkListManager", "QueueUserWorkItem 8",
+                            "CoInitializeEx 0", "CoCreateInstance WbemLocator", "CoUninitialize",
+                            "WlanRegisterNotification 24 1 callback previous", "IsNetworkAlive",
+                            "CoCreateInstance MbnInterfaceManager", "CoUninitialize"));
+    EXPECT_EQ(m_com.initializations, 2);
+    EXPECT_EQ(m_com.uninitializations, 2);
+}
+
+// No wire, both directions allowed: Wi-Fi is restored without a line of
+// the worker's own, the modem side says so and restores.
+TEST_F(WorkerOnTheLaptopTest, NoEthernetAtStartRestoresBothRadios)
+{
+    SetFirmware(true, true);
+    m_wlan.SwitchByHand(0, false);
+    m_broadband.SetRadioState(MBN_RADIO_OFF);
+    fakes::ScopedPowerStatus::Store(kWlanPowerStatusKey, L"True");
+    fakes::ScopedPowerStatus::Store(kWwanPowerStatusKey, L"True");
+    RunWorker();
+
+    EXPECT_THAT(WorkerLines(), ElementsAre(kEntry, kFirmwareRead, kWlanWaited, kAlive, kChecking, kWwanWait,
+                                           kWwanWaited, kWwanStarting, kExit));
+    EXPECT_TRUE(m_wlan.RadioOn());
+    EXPECT_EQ(m_broadband.RadioState(), MBN_RADIO_ON);
+    EXPECT_THAT(Reached(), ElementsAre(L"NLMUtils::GetAutoSwitchingStatus", L"Utils::WaitforServiceToStartRunning",
+                                       L"CMainService::ListenForWlanEvents", L"CMainService::RegisterWlanNotification",
+                                       L"NLMUtils::PrintNetworkConnections",
+                                       L"NLMEventHandler::CheckEthernetConnectionStatusEx",
+                                       L"CMainService::UpdateWlanPowerStatus", L"ServiceUtils::SwitchWlanStatus",
+                                       L"Utils::WaitforServiceToStartRunning",
+                                       L"ServiceUtils::EnumerateWwanInterfaces", L"CMainService::ListenForWwanEvents",
+                                       L"NLMEventHandler::CheckEthernetConnectionStatusEx",
+                                       L"CMainService::UpdateWwanPowerStatus", L"ServiceUtils::SwitchWwanStatus",
+                                       L"NLMEventHandler::CheckEthernetConnectionStatusEx"));
+    EXPECT_THAT(StepCalls(),
+                ElementsAre("CoInitializeEx 0", "CoCreateInstance NetworkListManager", "QueueUserWorkItem 8",
+                            "CoInitializeEx 0", "CoCreateInstance WbemLocator", "CoUninitialize",
+                            "WlanRegisterNotification 24 1 callback previous", "IsNetworkAlive",
+                            "CoCreateInstance MbnInterfaceManager", "CoUninitialize"));
+}
+
+// The airplane watcher is queued to run once, after the network list
+// manager exists and before the firmware is read; the item queued is the
+// watcher on this service.
+TEST_F(WorkerOnTheLaptopTest, TheAirplaneWatcherIsQueuedOnceBetweenTheManagerAndTheFirmwareRead)
+{
+    CMainService service(L"Tessarine");
+    service.ServiceWorkerThread();
+
+    EXPECT_THAT(m_pool.flags, ElementsAre(static_cast<ULONG>(WT_EXECUTEONLYONCE)));
+    const Calls calls = StepCalls();
+    ASSERT_GE(calls.size(), 5u);
+    EXPECT_THAT(Calls(calls.begin(), calls.begin() + 5),
+                ElementsAre("CoInitializeEx 0", "CoCreateInstance NetworkListManager", "QueueUserWorkItem 8",
+                            "CoInitializeEx 0", "CoCreateInstance WbemLocator"));
+    // The firmware read comes after it in the log too.
+    EXPECT_THAT(m_log.LinesOf("NLMUtils::GetAutoSwitchingStatus"), Not(IsEmpty()));
+
+    // The service is not running, so the watcher ends before its first pass.
+    ASSERT_EQ(m_pool.queued.size(), 1u);
+    m_pool.RunQueued();
+    EXPECT_THAT(m_log.LinesOf("CMainService::AirplaneModeWatcher"),
+                ElementsAre(L"TraceIn|CMainService::AirplaneModeWatcher|AirplaneModeWatcher - Entry",
+                            L"TraceOut|CMainService::AirplaneModeWatcher|AirplaneModeWatcher - Exit"));
+}
+
+// A standard exception inside the steps: its text, then the exit line,
+// and the apartment is not left.
+TEST_F(WorkerOnTheLaptopTest, AStandardExceptionIsLoggedWithItsTextThenTheExitLine)
+{
+    m_seam->IsNetworkAlive = &ThrowingIsNetworkAlive;
+    RunWorker();
+
+    EXPECT_THAT(WorkerLines(),
+                ElementsAre(kEntry, kFirmwareRead, kWlanWaited,
+                            Error(L"Exception in ServiceWorkerThread. network reachability unavailable"), kExit));
+    EXPECT_THAT(StepCalls(),
+                ElementsAre("CoInitializeEx 0", "CoCreateInstance NetworkListManager", "QueueUserWorkItem 8",
+                            "CoInitializeEx 0", "CoCreateInstance WbemLocator", "CoUninitialize",
+                            "CoInitializeEx 0", "CoCreateInstance WbemLocator", "CoUninitialize",
+                            "WlanRegisterNotification 24 1 callback previous", "IsNetworkAlive"));
+    EXPECT_TRUE(m_wlan.RadioOn());
+    EXPECT_EQ(m_wlan.SetCalls(), 0u);
+}
+
+// The airplane watcher cannot be queued: QueueWorkItem throws its DWORD,
+// which the worker does not catch. Run as the pool runs it, through the
+// trampoline, the worker ends after its entry line, the trampoline logs
+// the escape and nothing leaves the pool thread.
+TEST_F(WorkerOnTheLaptopTest, AWatcherThatCannotBeQueuedEndsTheWorkerAtTheTrampoline)
+{
+    CMainService service(L"Tessarine");
+    service.QueueWorkItem(&CMainService::ServiceWorkerThread, &service, WT_EXECUTEINPERSISTENTTHREAD);
+    // The worker's own queueing has succeeded; the next one fails.
+    m_pool.Fail(fakes::FakeThreadPool::Failure::QueueUserWorkItem, ERROR_NOT_ENOUGH_MEMORY);
+    EXPECT_NO_THROW(m_pool.RunQueued());
+
+    EXPECT_THAT(WorkerLines(), ElementsAre(kEntry));
+    EXPECT_THAT(m_log.LinesOf("CMainService::WorkItemTrampoline"),
+                ElementsAre(L"Error|CMainService::WorkItemTrampoline|Unhandled exception in a work item"));
+    EXPECT_THAT(m_pool.flags, ElementsAre(static_cast<ULONG>(WT_EXECUTEINPERSISTENTTHREAD),
+                                          static_cast<ULONG>(WT_EXECUTEONLYONCE)));
+    EXPECT_THAT(StepCalls(), ElementsAre("QueueUserWorkItem 128", "CoInitializeEx 0",
+                                         "CoCreateInstance NetworkListManager", "QueueUserWorkItem 8"));
+    EXPECT_TRUE(m_pool.queued.empty());
+    EXPECT_EQ(m_com.uninitializations, 0);
 }
 
 }  // namespace
