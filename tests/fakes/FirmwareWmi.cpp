@@ -370,10 +370,15 @@ FirmwareWmi::FirmwareWmi(std::vector<FirmwareSetting> settings, Journal* journal
 
 FirmwareWmi::~FirmwareWmi() { s_current = nullptr; }
 
-void FirmwareWmi::AddSetting(FirmwareSetting setting) { m_settings.push_back(std::move(setting)); }
+void FirmwareWmi::AddSetting(FirmwareSetting setting)
+{
+    std::lock_guard<std::recursive_mutex> lock(m_lock);
+    m_settings.push_back(std::move(setting));
+}
 
 void FirmwareWmi::SetValue(const std::wstring& className, const std::wstring& name, const std::wstring& value)
 {
+    std::lock_guard<std::recursive_mutex> lock(m_lock);
     for (FirmwareSetting& setting : m_settings) {
         if (setting.className == className && setting.name == name) {
             setting.value = value;
@@ -403,6 +408,7 @@ void FirmwareWmi::ThrowOnHandOver(const std::wstring& className, HRESULT error, 
 
 HRESULT FirmwareWmi::ConnectServer(const Connection& connection, IWbemServices** services)
 {
+    std::lock_guard<std::recursive_mutex> lock(m_lock);
     m_connections.push_back(connection);
     Note("ConnectServer " + Narrow(connection.resource));
     *services = nullptr;
@@ -418,6 +424,7 @@ HRESULT FirmwareWmi::ConnectServer(const Connection& connection, IWbemServices**
 
 HRESULT FirmwareWmi::ExecQuery(const Query& query, IEnumWbemClassObject** enumerator)
 {
+    std::lock_guard<std::recursive_mutex> lock(m_lock);
     m_queries.push_back(query);
     const std::wstring className = ClassOfQuery(query.text);
     Note("ExecQuery " + Narrow(className));
@@ -438,11 +445,13 @@ HRESULT FirmwareWmi::ExecQuery(const Query& query, IEnumWbemClassObject** enumer
 
 bool FirmwareWmi::IsModelServices(IUnknown* proxy) const
 {
+    std::lock_guard<std::recursive_mutex> lock(m_lock);
     return std::find(m_services.begin(), m_services.end(), proxy) != m_services.end();
 }
 
 NextStep FirmwareWmi::NextAnswer(const std::wstring& className, ULONG asked, size_t position, size_t available)
 {
+    std::lock_guard<std::recursive_mutex> lock(m_lock);
     auto script = m_scripts.find(className);
     if (script != m_scripts.end() && !script->second.empty()) {
         NextStep step = script->second.front();
@@ -456,6 +465,7 @@ NextStep FirmwareWmi::NextAnswer(const std::wstring& className, ULONG asked, siz
 
 std::optional<HRESULT> FirmwareWmi::HandOverError(const std::wstring& className)
 {
+    std::lock_guard<std::recursive_mutex> lock(m_lock);
     auto handOver = m_handOvers.find(className);
     if (handOver == m_handOvers.end() || handOver->second.left == 0)
         return std::nullopt;
@@ -469,6 +479,7 @@ HRESULT WINAPI FirmwareWmi::CoCreateInstance(REFCLSID id, LPUNKNOWN outer, DWORD
     FirmwareWmi& self = *s_current;
     if (id != CLSID_WbemLocator)
         return self.m_previousCreate(id, outer, context, iid, object);
+    std::lock_guard<std::recursive_mutex> lock(self.m_lock);
     self.Note("CoCreateInstance WbemLocator");
     *object = nullptr;
     if (const HRESULT failure = self.FailureOf(Failure::CreateLocator); FAILED(failure))
@@ -489,6 +500,7 @@ HRESULT WINAPI FirmwareWmi::CoSetProxyBlanket(IUnknown* proxy, DWORD authenticat
                                               RPC_AUTH_IDENTITY_HANDLE identity, DWORD capabilities)
 {
     FirmwareWmi& self = *s_current;
+    std::lock_guard<std::recursive_mutex> lock(self.m_lock);
     ProxyBlanket call;
     call.servicesOfModel = self.IsModelServices(proxy);
     call.authentication = authentication;

@@ -12,8 +12,12 @@
 // plays a script of Next results per class, then hands out the rest of the
 // class's settings in the batches asked for, ending with WBEM_S_FALSE.
 //
-// Every object counts in the model's ledger until released. Single-threaded:
-// the reader runs on the test's thread. Objects must not outlive the model.
+// Every object counts in the model's ledger until released. The reader runs
+// on one thread; the calls its objects make into the model, and the setting
+// changes, are serialised by one lock anyway, so a model that serves a whole
+// process (the simulation's COM server) stays consistent. The accessors that
+// hand out references (Queries(), ...) are for a test once the calls are
+// done. Objects must not outlive the model.
 #pragma once
 
 #include "fakes/CountedCom.h"
@@ -23,6 +27,7 @@
 #include <wbemcli.h>
 
 #include <map>
+#include <mutex>
 #include <optional>
 #include <string>
 #include <utility>
@@ -148,14 +153,22 @@ public:
 
     // For the model's objects.
     ComLedger& Ledger() { return m_ledger; }
-    void Note(std::string call) { fakes::Note(m_journal, std::move(call)); }
+    void Note(std::string call)
+    {
+        std::lock_guard<std::recursive_mutex> lock(m_lock);
+        fakes::Note(m_journal, std::move(call));
+    }
     HRESULT ConnectServer(const Connection& connection, IWbemServices** services);
     HRESULT ExecQuery(const Query& query, IEnumWbemClassObject** enumerator);
     bool IsModelServices(IUnknown* proxy) const;
     // The next answer for an enumerator of `className` that has handed out
     // `position` of `available` settings; `asked` objects wanted.
     NextStep NextAnswer(const std::wstring& className, ULONG asked, size_t position, size_t available);
-    void NoteNext(LONG timeout, ULONG count) { m_nextCalls.emplace_back(timeout, count); }
+    void NoteNext(LONG timeout, ULONG count)
+    {
+        std::lock_guard<std::recursive_mutex> lock(m_lock);
+        m_nextCalls.emplace_back(timeout, count);
+    }
     // The error to throw for a reference taken on an enumerator, if any.
     std::optional<HRESULT> HandOverError(const std::wstring& className);
 
@@ -172,6 +185,7 @@ private:
     };
 
     static FirmwareWmi* s_current;
+    mutable std::recursive_mutex m_lock;
     os::ScopedApiOverride m_seam;
     decltype(&::CoCreateInstance) m_previousCreate;
     Journal* m_journal;

@@ -218,6 +218,12 @@ void MobileBroadbandModel::SetWaitForDelivery(bool wait)
     m_waitForDelivery = wait;
 }
 
+void MobileBroadbandModel::SetSetObserver(std::function<void(MBN_RADIO)> observer)
+{
+    std::lock_guard<std::mutex> lock(m_lock);
+    m_setObserver = std::move(observer);
+}
+
 IMbnInterfaceManager* MobileBroadbandModel::NewManager() { return new ModelManager(*this); }
 
 void MobileBroadbandModel::Advise(IMbnRadioEvents* sink)
@@ -340,6 +346,7 @@ HRESULT MobileBroadbandModel::SetState(MBN_RADIO state, ULONG* requestId)
     if (const HRESULT failure = Failing(Failure::SetSoftwareRadioState))
         return failure;
     ULONG request = 0;
+    std::function<void(MBN_RADIO)> observer;
     {
         std::lock_guard<std::mutex> lock(m_lock);
         request = m_nextRequest++;
@@ -350,10 +357,14 @@ HRESULT MobileBroadbandModel::SetState(MBN_RADIO state, ULONG* requestId)
             if (m_effectAfterReads == 0) {
                 m_state = state;
                 m_hasPending = false;
+                observer = m_setObserver;
             }
         }
     }
     *requestId = request;
+    // Outside the lock: the observer may call back into the model.
+    if (observer)
+        observer(state);
     const size_t delivery = Deliver(request, S_OK);
     bool wait = false;
     {

@@ -15,6 +15,7 @@
 
 #include <olectl.h>
 
+#include <functional>
 #include <map>
 #include <mutex>
 #include <string>
@@ -61,6 +62,10 @@ public:
     // A set returns only after its completion was delivered (still on a
     // thread of its own), so a test sees it handled while the setter runs.
     void SetWaitForDelivery(bool wait);
+    // Called on the setter's thread after every set that took effect at
+    // once, with the state set, before its completion is delivered (the
+    // simulation under the real executable stores it).
+    void SetSetObserver(std::function<void(MBN_RADIO)> observer);
 
     // A new manager; the caller owns the reference.
     IMbnInterfaceManager* NewManager();
@@ -112,6 +117,7 @@ private:
     bool m_waitForDelivery = false;
     ULONG m_nextRequest = 1;
     std::vector<IMbnRadioEvents*> m_sinks;
+    std::function<void(MBN_RADIO)> m_setObserver;
     std::map<DWORD, IMbnRadioEvents*> m_cookies;  // of the sinks advised through the point
     DWORD m_nextCookie = 1;
     // Last: the deliveries end before the model's state goes.

@@ -1,0 +1,125 @@
+// The exports of the simulation's COM server: DllGetClassObject hands out
+// one class factory per class it serves (the network list manager, the MBN
+// interface manager, the WMI locator), each making objects over the model of
+// its device. The models and their threads are made by the first object,
+// never under the loader lock, and live until the process ends; the objects
+// live as long as their holders keep them. DllCanUnloadNow always answers
+// S_FALSE: the models' threads run this DLL's code.
+//
+// No exception leaves an export or a factory: the callers are COM's.
+#include "SimulatedFirmware.h"
+#include "SimulatedModem.h"
+#include "SimulatedNetworkList.h"
+
+#include "platform/MbnApi.h"
+
+#include <netlistmgr.h>
+#include <wbemcli.h>
+
+namespace {
+
+// Makes an object of the class and queries it for `iid`.
+using Maker = HRESULT (*)(REFIID iid, void** object);
+
+template <typename Interface>
+HRESULT Handed(Interface* created, REFIID iid, void** object)
+{
+    if (created == nullptr)
+        return E_OUTOFMEMORY;
+    const HRESULT result = created->QueryInterface(iid, object);
+    created->Release();
+    return result;
+}
+
+HRESULT MakeNetworkListManager(REFIID iid, void** object)
+{
+    return Handed(sim::SimulatedNetworkList::Get().NewManager(), iid, object);
+}
+
+HRESULT MakeMbnInterfaceManager(REFIID iid, void** object)
+{
+    return Handed(sim::SimulatedModem::Get().NewManager(), iid, object);
+}
+
+HRESULT MakeWbemLocator(REFIID iid, void** object) { return sim::SimulatedFirmware::Get().CreateLocator(iid, object); }
+
+// A class factory of one class: static, so its references are not counted.
+class ClassFactory : public IClassFactory {
+public:
+    explicit constexpr ClassFactory(Maker maker) : m_maker(maker) {}
+
+    HRESULT STDMETHODCALLTYPE QueryInterface(REFIID iid, void** object) override
+    {
+        if (object == nullptr)
+            return E_POINTER;
+        if (IsEqualIID(iid, IID_IUnknown) || IsEqualIID(iid, IID_IClassFactory)) {
+            *object = static_cast<IClassFactory*>(this);
+            return S_OK;
+        }
+        *object = nullptr;
+        return E_NOINTERFACE;
+    }
+    ULONG STDMETHODCALLTYPE AddRef() override { return 2; }
+    ULONG STDMETHODCALLTYPE Release() override { return 1; }
+
+    HRESULT STDMETHODCALLTYPE CreateInstance(IUnknown* outer, REFIID iid, void** object) override
+    {
+        if (object == nullptr)
+            return E_POINTER;
+        *object = nullptr;
+        if (outer != nullptr)
+            return CLASS_E_NOAGGREGATION;
+        try {
+            return m_maker(iid, object);
+        } catch (...) {
+            return E_UNEXPECTED;
+        }
+    }
+    HRESULT STDMETHODCALLTYPE LockServer(BOOL) override { return S_OK; }
+
+private:
+    Maker m_maker;
+};
+
+ClassFactory s_networkListFactory(&MakeNetworkListManager);
+ClassFactory s_mbnFactory(&MakeMbnInterfaceManager);
+ClassFactory s_wbemFactory(&MakeWbemLocator);
+
+} // namespace
+
+// Nothing to do at attach or detach (see the file's comment).
+BOOL WINAPI DllMain(HINSTANCE, DWORD, LPVOID) { return TRUE; }
+
+extern "C" {
+
+HRESULT WINAPI DllGetClassObject(REFCLSID clsid, REFIID iid, void** object)
+{
+    if (object == nullptr)
+        return E_POINTER;
+    *object = nullptr;
+    ClassFactory* factory = nullptr;
+    if (IsEqualCLSID(clsid, CLSID_NetworkListManager))
+        factory = &s_networkListFactory;
+    else if (IsEqualCLSID(clsid, CLSID_MbnInterfaceManager))
+        factory = &s_mbnFactory;
+    else if (IsEqualCLSID(clsid, CLSID_WbemLocator))
+        factory = &s_wbemFactory;
+    if (factory == nullptr)
+        return CLASS_E_CLASSNOTAVAILABLE;
+    return factory->QueryInterface(iid, object);
+}
+
+HRESULT WINAPI DllCanUnloadNow() { return S_FALSE; }
+
+// Tests: the poller reads the adapters from `source` from its next pass on
+// (nullptr: the real GetAdaptersAddresses again). Makes the network list if
+// there is none yet.
+void WINAPI SetAdapterSourceForTesting(sim::AdapterSource source)
+{
+    try {
+        sim::SimulatedNetworkList::Get().SetAdapterSource(source);
+    } catch (...) {
+    }
+}
+
+} // extern "C"
