@@ -212,9 +212,33 @@ private:
     size_t m_position = 0;
 };
 
-class Services : public CountedObject<IWbemServices> {
+// Also the proxy's IClientSecurity, which the platform's own
+// CoSetProxyBlanket asks for (when the model stands behind a COM server
+// rather than the seam): the blanket is taken as set.
+class Services : public CountedObject<IWbemServices>, public IClientSecurity {
 public:
     explicit Services(FirmwareWmi& model) : CountedObject(model.Ledger()), m_model(model) {}
+
+    HRESULT STDMETHODCALLTYPE QueryInterface(REFIID iid, void** object) override
+    {
+        if (iid == IID_IClientSecurity) {
+            *object = static_cast<IClientSecurity*>(this);
+            AddRef();
+            return S_OK;
+        }
+        return CountedObject::QueryInterface(iid, object);
+    }
+    ULONG STDMETHODCALLTYPE AddRef() override { return CountedObject::AddRef(); }
+    HRESULT STDMETHODCALLTYPE QueryBlanket(IUnknown*, DWORD*, DWORD*, OLECHAR**, DWORD*, DWORD*, void**,
+                                           DWORD*) override
+    {
+        return E_NOTIMPL;
+    }
+    HRESULT STDMETHODCALLTYPE SetBlanket(IUnknown*, DWORD, DWORD, OLECHAR*, DWORD, DWORD, void*, DWORD) override
+    {
+        return S_OK;
+    }
+    HRESULT STDMETHODCALLTYPE CopyProxy(IUnknown*, IUnknown**) override { return E_NOTIMPL; }
 
     ULONG STDMETHODCALLTYPE Release() override
     {
@@ -417,7 +441,7 @@ HRESULT FirmwareWmi::ConnectServer(const Connection& connection, IWbemServices**
     if (connection.resource != L"ROOT\\qx\\instrumentedbios")
         return WBEM_E_INVALID_NAMESPACE;
     auto* created = new Services(*this);
-    m_services.push_back(created);
+    m_services.push_back(static_cast<IWbemServices*>(created));
     *services = created;
     return WBEM_S_NO_ERROR;
 }
