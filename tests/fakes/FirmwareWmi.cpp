@@ -177,9 +177,11 @@ public:
     }
     ULONG STDMETHODCALLTYPE Release() override
     {
+        // The last Release deletes the object: the model is taken first.
+        FirmwareWmi& model = m_model;
         const ULONG left = CountedObject::Release();
         if (left == 0)
-            m_model.Note("enumerator released");
+            model.Note("enumerator released");
         return left;
     }
 
@@ -242,9 +244,11 @@ public:
 
     ULONG STDMETHODCALLTYPE Release() override
     {
+        // The last Release deletes the object: the model is taken first.
+        FirmwareWmi& model = m_model;
         const ULONG left = CountedObject::Release();
         if (left == 0)
-            m_model.Note("services released");
+            model.Note("services released");
         return left;
     }
 
@@ -358,9 +362,11 @@ public:
 
     ULONG STDMETHODCALLTYPE Release() override
     {
+        // The last Release deletes the object: the model is taken first.
+        FirmwareWmi& model = m_model;
         const ULONG left = CountedObject::Release();
         if (left == 0)
-            m_model.Note("locator released");
+            model.Note("locator released");
         return left;
     }
 
