@@ -5,7 +5,7 @@
 # wires (veth pairs) and flips the switches a person would.
 #
 #   laptop.sh up [--no-build] [--no-sim] build, create the laptop, install and start the service
-#                                        (--no-sim: without the simulated Wi-Fi DLL even if built)
+#                                        with the simulated devices when built (--no-sim: without)
 #   laptop.sh plug [--dhcp SECONDS] [--name IFNAME]
 #                                        plug a wire (default eth0): link up, then the address
 #   laptop.sh pull [--name IFNAME]       pull it: addresses flushed, then link down
@@ -14,7 +14,15 @@
 #   laptop.sh airplane on|off            airplane mode (on also switches both radios off)
 #   laptop.sh firmware wlan|wwan allow|forbid
 #                                        a firmware setting, then the service restarted
+#                                        (up, firmware and restart return once the service's
+#                                        worker has made its start decisions, by the log)
+#   laptop.sh modem present|absent       the modem there or not (the service sees it at its start)
+#   laptop.sh restart                    stop and start the service (a reboot of the service)
 #   laptop.sh state                      one screen: radios, power status, airplane, wires, service
+#   laptop.sh wait WHAT VALUE... [SECONDS]
+#                                        poll (bounded, default 30 s) until every WHAT has its
+#                                        VALUE: wifi|wwan on|off, wlanpower|wwanpower True|False;
+#                                        prints how long it took; exit 1 at the bound
 #   laptop.sh log [N]                    the last N (20) lines of the service's log
 #   laptop.sh down                       stop and remove the service, remove the laptop
 #
@@ -33,7 +41,13 @@
 #
 # The simulated devices (sim/, when built) read and write their state under
 # HKLM\SOFTWARE\Tessarine Simulation in the prefix; the controller writes the
-# user's and the firmware's side of it there. Needs root (ip netns).
+# user's and the firmware's side of it there. They are the simulated Wi-Fi
+# (wlanapi.dll beside the program: Wine loads it instead of its own) and the
+# simulated COM server (TessarineSimDevices.dll beside the program, made the
+# InprocServer32 of the network list manager, the MBN interface manager and
+# the WMI locator in the prefix). up keeps Wine's own values of those classes
+# in the home (wine-classes.reg) and down puts them back; an up after a run
+# that was killed puts them back first. Needs root (ip netns).
 set -euo pipefail
 
 me=laptop.sh
@@ -48,6 +62,12 @@ wwan_power_key='HKEY_LOCAL_MACHINE\SOFTWARE\QX\QX Brisa UWP\WwanPowerStatus'
 # The simulation's copy of the program, in the prefix's drive C.
 program_dir_win='C:\TessarineLaptop'
 running_bound=60 # seconds to wait for RUNNING or STOPPED
+# The classes the simulated COM server serves (CLSID_NetworkListManager,
+# CLSID_MbnInterfaceManager, CLSID_WbemLocator).
+sim_classes=('{DCB00C01-570F-4A9B-8D69-199FDBA5723B}' '{BDFEE05B-4418-11DD-90ED-001C257CCFF1}'
+  '{4590F811-1D3A-11D0-891F-00AA004B2E24}')
+classes_key='HKEY_LOCAL_MACHINE\Software\Classes\CLSID'
+sim_com_dll=TessarineSimDevices.dll
 
 die() {
   echo "$me: $*" >&2
@@ -61,6 +81,9 @@ usage() {
 home=$(realpath -m "${TESSARINE_LAPTOP_HOME:-$build/laptop}")
 prefix=$home/prefix
 state=$home/state
+# Wine's own registration of sim_classes, as a .reg file that restores it;
+# outside state/ so that it survives a killed run.
+wine_classes=$home/wine-classes.reg
 program_dir=$prefix/drive_c/TessarineLaptop
 tag=$(printf '%s' "$home" | sha1sum | cut -c1-8)
 ns=tessarine-laptop-$tag
@@ -129,6 +152,76 @@ reg_import() {
     die "reg import failed: $(head -n 1 <<<"$out")"
 }
 
+# reg_text TEXT: TEXT as a quoted string of a REGEDIT4 file.
+reg_text() {
+  local text=${1//\\/\\\\}
+  printf '"%s"' "${text//\"/\\\"}"
+}
+
+# Keeps Wine's own registration of sim_classes in wine_classes, as the .reg
+# lines that put it back (a class or InprocServer32 Wine lacks is deleted, a
+# value it lacks removed). One reg query per class, side by side.
+save_wine_classes() {
+  local dir=$home/classes-query class i=0 out
+  rm -rf "$dir"
+  mkdir -p "$dir"
+  for class in "${sim_classes[@]}"; do
+    { wine_do 30 reg query "$classes_key\\$class" /s >"$dir/$i" || echo $? >"$dir/$i.rc"; } &
+    i=$((i + 1))
+  done
+  wait
+  local entries=() key section default model
+  i=0
+  for class in "${sim_classes[@]}"; do
+    key="$classes_key\\$class"
+    out=$(cat "$dir/$i")
+    if [ -f "$dir/$i.rc" ]; then
+      grep -q "Unable to find" <<<"$out" || { rm -rf "$dir"; die "up: reg query $key failed: $(head -n 1 <<<"$out")"; }
+      entries+=("[-$key]" "")
+    else
+      # The InprocServer32 section of the subtree listing.
+      section=$(awk -v k="$key\\InprocServer32" 'tolower($0) == tolower(k) { on = 1; next } /^HKEY_/ { on = 0 } on' <<<"$out")
+      if [ -z "$section" ] && ! grep -qixF "$key\\InprocServer32" <<<"$out"; then
+        entries+=("[-$key\\InprocServer32]" "")
+      else
+        default=$(reg_value "$section" '(Default)')
+        model=$(reg_value "$section" ThreadingModel)
+        entries+=("[$key\\InprocServer32]")
+        if [ "$default" = "<none>" ]; then entries+=("@=-"); else entries+=("@=$(reg_text "$default")"); fi
+        if [ "$model" = "<none>" ]; then
+          entries+=('"ThreadingModel"=-')
+        else
+          entries+=("\"ThreadingModel\"=$(reg_text "$model")")
+        fi
+        entries+=("")
+      fi
+    fi
+    i=$((i + 1))
+  done
+  rm -rf "$dir"
+  printf '%s\n' "${entries[@]}" >"$wine_classes.new"
+  mv "$wine_classes.new" "$wine_classes"
+}
+
+# Makes the simulated COM server the InprocServer32 of sim_classes.
+register_sim_classes() {
+  local entries=() class path
+  path=$(reg_text "$program_dir_win\\$sim_com_dll")
+  for class in "${sim_classes[@]}"; do
+    entries+=("[$classes_key\\$class\\InprocServer32]" "@=$path" '"ThreadingModel"="Both"' "")
+  done
+  reg_import "${entries[@]}"
+}
+
+# Puts Wine's own registration of sim_classes back, when up had replaced it.
+restore_wine_classes() {
+  [ -f "$wine_classes" ] || return 0
+  local saved
+  mapfile -t saved <"$wine_classes"
+  reg_import "" "${saved[@]}"
+  rm -f "$wine_classes"
+}
+
 # The service's state from sc query: RUNNING, STOPPED, ... or "not installed".
 service_state() {
   local out
@@ -160,6 +253,36 @@ stop_service() {
 log_file() {
   find "$prefix"/drive_c/users -path '*/AppData/Roaming/zvrLog/Tessarine.log' -printf '%T@ %p\n' 2>/dev/null |
     sort -rn | head -n 1 | cut -d' ' -f2-
+}
+
+# The lines with which the service's worker ends its start: the decisions
+# made at start are taken once one of them is in the log.
+worker_done='|CMainService::ServiceWorkerThread|ServiceWorkerThread - Exit
+|CMainService::ServiceWorkerThread|WWAN Device enumeration failed
+|CMainService::ServiceWorkerThread|CoCreateInstance(CLSID_MbnInterfaceManager) failed
+|CMainService::ServiceWorkerThread|CoCreateInstance(CLSID_NetworkListManager) failed
+|CMainService::ServiceWorkerThread|Exception in ServiceWorkerThread'
+
+# How many times the worker has ended its start, by the log.
+worker_starts() {
+  local file
+  file=$(log_file)
+  [ -n "$file" ] || { echo 0; return; }
+  grep -cF "$worker_done" "$file" || true
+}
+
+# wait_for_worker COUNT: until the log shows more than COUNT worker starts
+# ended (bounded; the log is a file: each look costs no Wine program). Says
+# so on stdout when the bound passes.
+wait_for_worker() {
+  local before=$1 deadline=$((SECONDS + running_bound))
+  while (($(worker_starts) <= before)); do
+    if ((SECONDS >= deadline)); then
+      echo "$me: the service's worker had not ended its start after $running_bound s (see: $me log)"
+      return 0
+    fi
+    sleep 0.1
+  done
 }
 
 # ---- wires -----------------------------------------------------------------
@@ -196,9 +319,9 @@ verb_up() {
   local started=$SECONDS targets=(Tessarine) target
   if ((!no_build)); then
     (cd "$root" && cmake --preset default >/dev/null) || die "cmake --preset default failed"
-    # The simulated Wi-Fi DLL, when the tree has it (its target is
-    # sim_wlanapi; "wlanapi" would be the system library's name).
-    for target in wlanapi sim_wlanapi; do
+    # The simulated devices' DLLs, when the tree has them (the Wi-Fi's
+    # target is sim_wlanapi; "wlanapi" would be the system library's name).
+    for target in wlanapi sim_wlanapi sim_comserver; do
       grep -q "^build $target: phony" "$build/build.ninja" 2>/dev/null && targets+=("$target")
     done
     (cd "$root" && cmake --build "$build" --target "${targets[@]}" >/dev/null) ||
@@ -220,8 +343,10 @@ verb_up() {
   ip -n "$peers" link set lo up
 
   # The prefix is created (first time, about 10 s) inside the namespace too.
-  in_ns bash "$root/scripts/wine-run.sh" "$prefix" || die "could not create the Wine prefix $prefix"
-  in_ns wineserver -p || die "wineserver -p failed"
+  in_ns bash "$root/scripts/wine-run.sh" "$prefix" </dev/null >"$state/prefix.log" 2>&1 ||
+    die "could not create the Wine prefix $prefix: $(tail -n 1 "$state/prefix.log")"
+  # Detached from our output: the server outlives this verb.
+  in_ns wineserver -p </dev/null >/dev/null 2>&1 || die "wineserver -p failed"
   setsid ip netns exec "$ns" wine cmd /c exit </dev/null >/dev/null 2>&1 9>&- || true
 
   # A service left installed in the prefix by an unfinished run goes first.
@@ -239,12 +364,23 @@ verb_up() {
   mkdir -p "$program_dir"
   cp "$build/Tessarine.exe" "$program_dir/"
   rm -f "$program_dir"/*.dll
-  local dlls=() dll
+  local dlls=() dll name
   if ((with_sim)) && [ -d "$build/sim" ]; then
-    dll=$(find "$build/sim" -name wlanapi.dll -not -path '*/CMakeFiles/*' | head -n 1)
-    [ -n "$dll" ] && dlls+=("$dll")
+    for name in wlanapi.dll "$sim_com_dll"; do
+      dll=$(find "$build/sim" -name "$name" -not -path '*/CMakeFiles/*' | head -n 1)
+      [ -n "$dll" ] && dlls+=("$dll")
+    done
   fi
   for dll in "${dlls[@]}"; do cp "$dll" "$program_dir/"; done
+  # The COM classes: Wine's own, put back from an earlier run that did not
+  # come down, or kept before the simulated COM server takes them.
+  if [ -f "$wine_classes" ]; then
+    restore_wine_classes
+  fi
+  if [ -f "$program_dir/$sim_com_dll" ]; then
+    save_wine_classes
+    register_sim_classes
+  fi
   # Each up is a fresh boot: the log starts empty.
   rm -f "$prefix"/drive_c/users/*/AppData/Roaming/zvrLog/Tessarine*.log
 
@@ -252,14 +388,17 @@ verb_up() {
   out=$(wine_do 60 "$program_dir_win\\Tessarine.exe" -install) || true
   grep -q "is installed" <<<"$out" || die "Tessarine.exe -install: $(grep . <<<"$out" | head -n 1)"
   start_service
+  wait_for_worker 0
 
   touch "$state/ready"
   trap - EXIT
   echo "up: $service RUNNING in namespace $ns (prefix $prefix) after $((SECONDS - started)) s"
   if ((${#dlls[@]})); then
     echo "up: simulated devices beside the program: ${dlls[*]##*/}"
+    [ -f "$program_dir/$sim_com_dll" ] &&
+      echo "up: $sim_com_dll serves the network list manager, the MBN interface manager and the WMI locator"
   else
-    echo "up: no simulated Wi-Fi (not built, or --no-sim): the service runs against Wine's own platform"
+    echo "up: no simulated devices (not built, or --no-sim): the service runs against Wine's own platform"
   fi
 }
 
@@ -381,9 +520,36 @@ verb_firmware() {
   require_up
   reg_import "[$sim_key]" "\"$name\"=\"$data\""
   # The service reads the firmware settings when it starts.
+  restart_service
+  echo "firmware: $name = $data; $service restarted (RUNNING)"
+}
+
+restart_service() {
+  local before
+  before=$(worker_starts)
   stop_service
   start_service
-  echo "firmware: $name = $data; $service restarted (RUNNING)"
+  wait_for_worker "$before"
+}
+
+verb_restart() {
+  [ $# -eq 0 ] || die "restart: no arguments"
+  require_up
+  restart_service
+  echo "restart: $service stopped and started again (RUNNING)"
+}
+
+verb_modem() {
+  local data
+  case ${1-} in
+    present) data=dword:00000001 ;;
+    absent) data=dword:00000000 ;;
+    *) die "modem: say present or absent, not '${1-}'" ;;
+  esac
+  [ $# -eq 1 ] || die "modem: one argument only (present or absent)"
+  require_up
+  reg_import "[$sim_key]" "\"ModemPresent\"=$data"
+  echo "modem: ModemPresent = ${data#dword:0000000} ($1; the service sees it at its next start)"
 }
 
 # reg_value OUTPUT NAME: the data of value NAME in reg query's OUTPUT, as it
@@ -489,6 +655,87 @@ wire_line() {
   printf '    %-15s link %-4s address %s%s\n' "$1" "$link" "${address:-none (0.0.0.0)}" "${2-}"
 }
 
+# wait WHAT VALUE [WHAT VALUE...] [SECONDS]: polls until each WHAT reads its
+# VALUE. A poll is one reg query per key involved (the simulation's key for
+# wifi and wwan, the power status keys for wlanpower and wwanpower), side by
+# side: one Wine program costs 0.3 to 1 s, so a poll is as cheap as a look
+# can be, and its cost is the resolution of the time printed (the time from
+# the verb's start to the end of the poll that saw every value).
+verb_wait() {
+  local bound=30 whats=() values=() what value
+  while [ $# -gt 0 ]; do
+    what=$1
+    case $what in
+      wifi | wwan)
+        [ $# -ge 2 ] || die "wait: $what needs on or off"
+        [[ $2 == on || $2 == off ]] || die "wait: $what is on or off, not '$2'"
+        ;;
+      wlanpower | wwanpower)
+        [ $# -ge 2 ] || die "wait: $what needs True or False"
+        [[ $2 == True || $2 == False ]] || die "wait: $what is True or False, not '$2'"
+        ;;
+      *)
+        if ! [[ $what =~ ^[0-9]+([.][0-9]+)?$ ]] || [ $# -ne 1 ]; then
+          die "wait: say wifi|wwan on|off or wlanpower|wwanpower True|False, then SECONDS, not '$what'"
+        fi
+        bound=$what
+        shift
+        continue
+        ;;
+    esac
+    whats+=("$what")
+    values+=("$2")
+    shift 2
+  done
+  ((${#whats[@]})) || die "wait: what? (usage: $me wait wifi|wwan on|off ... [SECONDS])"
+  require_up
+
+  local need_sim=0 need_wlan=0 need_wwan=0
+  for what in "${whats[@]}"; do
+    case $what in
+      wifi | wwan) need_sim=1 ;;
+      wlanpower) need_wlan=1 ;;
+      wwanpower) need_wwan=1 ;;
+    esac
+  done
+  local dir=$state/wait.$$ start now polls=0 i seen missing
+  rm -rf "$dir"
+  mkdir -p "$dir"
+  start=$(date +%s.%N)
+  local deadline
+  deadline=$(awk -v s="$start" -v b="$bound" 'BEGIN { printf "%.3f", s + b }')
+  while :; do
+    polls=$((polls + 1))
+    ((need_sim)) && { wine_do 30 reg query "$sim_key" >"$dir/sim" || true; } &
+    ((need_wlan)) && { wine_do 30 reg query "$wlan_power_key" /v PowerOnOff >"$dir/wlanpower" || true; } &
+    ((need_wwan)) && { wine_do 30 reg query "$wwan_power_key" /v PowerOnOff >"$dir/wwanpower" || true; } &
+    wait
+    now=$(date +%s.%N)
+    missing=""
+    seen=""
+    for i in "${!whats[@]}"; do
+      case ${whats[$i]} in
+        wifi) value=$(reg_value "$(cat "$dir/sim")" WifiRadio) ;;
+        wwan) value=$(reg_value "$(cat "$dir/sim")" MobileBroadbandRadio) ;;
+        *) value=$(reg_value "$(cat "$dir/${whats[$i]}")" PowerOnOff) ;;
+      esac
+      seen+=" ${whats[$i]} $value"
+      [ "$value" = "${values[$i]}" ] || missing+=" ${whats[$i]} ${values[$i]}"
+    done
+    if [ -z "$missing" ]; then
+      rm -rf "$dir"
+      printf 'wait:%s after %.1f s (%d polls)\n' "$seen" "$(awk -v a="$start" -v b="$now" 'BEGIN { print b - a }')" "$polls"
+      return 0
+    fi
+    if awk -v n="$now" -v d="$deadline" 'BEGIN { exit !(n >= d) }'; then
+      rm -rf "$dir"
+      echo "wait: not yet$missing after $bound s ($polls polls); last seen:$seen" >&2
+      exit 1
+    fi
+    sleep 0.05
+  done
+}
+
 verb_log() {
   local lines=${1-20}
   [ $# -le 1 ] || die "log: one argument only (N)"
@@ -524,6 +771,11 @@ teardown() {
     wine_do 90 net stop "$service" >/dev/null || true
     wine_do 90 "$program_dir_win\\Tessarine.exe" -remove >/dev/null || true
     removed=1
+  fi
+  # Wine's own COM classes back (the session is needed; without one they
+  # are put back by the next up).
+  if [ -f "$wine_classes" ] && ip netns list | grep -qE "^$ns( |$)" && session_alive; then
+    (restore_wine_classes) || true
   fi
   teardown_session
   local name left
@@ -561,12 +813,14 @@ case $verb in
     [ -n "$verb" ] || exit 2
     exit 0
     ;;
-  up | plug | pull | wifi | wwan | airplane | firmware | state | log | down) ;;
-  *) die "unknown verb '$verb' (up, plug, pull, wifi, wwan, airplane, firmware, state, log, down)" ;;
+  up | plug | pull | wifi | wwan | airplane | firmware | modem | restart | state | wait | log | down) ;;
+  *) die "unknown verb '$verb' (up, plug, pull, wifi, wwan, airplane, firmware, modem, restart, state, wait, log, down)" ;;
 esac
 [ "$(id -u)" -eq 0 ] || die "needs root (ip netns); run as root"
 need_tools ip flock wine wineserver timeout setsid
-take_lock
+# wait only reads, and must look while another verb runs (a plug in its
+# DHCP delay): it takes no lock.
+[ "$verb" = wait ] || take_lock
 case $verb in
   up) verb_up "$@" ;;
   plug) verb_plug "$@" ;;
@@ -574,7 +828,10 @@ case $verb in
   wifi | wwan) verb_radio "$verb" "$@" ;;
   airplane) verb_airplane "$verb" "$@" ;;
   firmware) verb_firmware "$verb" "$@" ;;
+  modem) verb_modem "$@" ;;
+  restart) verb_restart "$@" ;;
   state) verb_state "$@" ;;
+  wait) verb_wait "$@" ;;
   log) verb_log "$@" ;;
   down) verb_down "$@" ;;
 esac

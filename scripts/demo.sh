@@ -1,0 +1,132 @@
+#!/usr/bin/env bash
+# The demo: Tessarine.exe, unmodified, on the simulated laptop (scripts/laptop.sh
+# with the simulated devices), through a person's day with a cable:
+#   up with both radios on; plug the cable (the radios go off); pull it (they
+#   come back); the user switches Wi-Fi off; plug and pull again (Wi-Fi stays
+#   off: the user's choice is kept); the user switches Wi-Fi on again;
+#   airplane mode on and off; down.
+# It prints a timeline (each step, each radio after it, how long the service
+# took to react: from the step's end, the wire ready with its address or
+# pulled, or the switch flipped, to the values waited for), then the lines of
+# the service's log that explain each change. Reaction times come from
+# `laptop.sh wait`, which polls with one reg query per key per poll: they
+# are exact to about one poll (0.3 to 1 s).
+#
+# The laptop has a home of its own (TESSARINE_LAPTOP_HOME, default
+# build/laptop-demo), never the one a person's laptop.sh uses; down runs
+# whatever happens (EXIT trap), so nothing is left behind. Needs root.
+# Exit status: 0 when every step reached what it should, 1 otherwise.
+set -euo pipefail
+
+root=$(cd "$(dirname "$0")/.." && pwd)
+build=$(realpath -m "${TESSARINE_BUILD_DIR:-$root/build}")
+export TESSARINE_BUILD_DIR=$build
+export TESSARINE_LAPTOP_HOME=${TESSARINE_LAPTOP_HOME:-$build/laptop-demo}
+bound=30 # seconds the service gets to react to one step
+
+laptop() { bash "$root/scripts/laptop.sh" "$@"; }
+
+trap 'laptop down >/dev/null 2>&1 || true' EXIT
+laptop down >/dev/null # a demo killed outright may have left its laptop up
+
+timeline=()  # one printed line per step
+marks=()     # each step's start, as the log's timestamps write it
+labels=()
+failures=0
+
+now_stamp() { date '+%Y/%m/%d %H:%M:%S.%3N'; }
+
+# step LABEL EXPECTED -- COMMAND...: runs the controller COMMAND, then waits
+# (bounded) for EXPECTED (laptop.sh wait's arguments) and notes the result.
+step() {
+  local label=$1 expected=() out rc=0 seen took
+  shift
+  while [ "$1" != -- ]; do
+    expected+=("$1")
+    shift
+  done
+  shift
+  labels+=("$label")
+  marks+=("$(now_stamp)")
+  laptop "$@" >/dev/null
+  out=$(laptop wait "${expected[@]}" "$bound" 2>&1) || rc=$?
+  if ((rc == 0)); then
+    took=$(sed -n 's/.* after \([0-9.]*\) s .*/\1 s/p' <<<"$out")
+  else
+    took="NOT REACHED in $bound s (wanted ${expected[*]})"
+    failures=$((failures + 1))
+  fi
+  # The radios as they are now (the wait's last look may not include both).
+  # One look: "wait: wifi X wwan Y after ..." or "...; last seen: wifi X wwan Y".
+  seen=$(laptop wait wifi on wwan on 0 2>&1 || true)
+  case $seen in
+    *"last seen:"*) seen=${seen##*last seen:} ;;
+    *) seen=${seen#wait:} ;;
+  esac
+  local wifi wwan
+  read -r _ wifi _ wwan _ <<<"$seen"
+  timeline+=("$(printf '%2d  %-38s %-6s %-6s %s' "$((${#labels[@]} - 1))" "$label" "${wifi:-?}" "${wwan:-?}" "$took")")
+  printf '%s\n' "${timeline[-1]}"
+}
+
+echo "== the simulated laptop comes up (build, Wine session in its own network namespace, service)"
+labels+=("up, both radios on (the service's start)")
+marks+=("$(now_stamp)")
+laptop up | sed 's/^/   /'
+echo
+echo "== timeline (reaction: from the step's end to the values waited for)"
+printf '%2s  %-38s %-6s %-6s %s\n' "#" "step" "Wi-Fi" "mobile" "service reacted in"
+step "plug the cable (eth0, address at once)" wifi off wwan off -- plug
+step "pull the cable" wifi on wwan on -- pull
+step "the user switches Wi-Fi off" wlanpower False wifi off -- wifi off
+step "plug the cable again" wwan off wifi off -- plug
+step "pull it again (Wi-Fi stays off)" wwan on wifi off -- pull
+step "the user switches Wi-Fi on" wlanpower True wifi on -- wifi on
+step "airplane mode on" wifi off wwan off -- airplane on
+step "airplane mode off (radios restored)" wifi on wwan on -- airplane off
+
+# The queued writer may still hold the last lines.
+sleep 1
+log=$(laptop log 100000)
+echo
+echo "== the service's log lines that explain each change"
+patterns=(
+  "Connecting to Ethernet. Stop W"
+  "The disconnecting connection was Ethernet. Start W"
+  "Ethernet is present, switching OFF WWAN"
+  "WLAN Registry Status"
+  "Change to softwareRadioState"
+  "Current WLAN Status : "
+  "SwitchWwanStatus|Current Status : "
+  "AirplaneModeWatcher - Registry Change Event Triggered"
+  "Airplane Mode ON"
+  "Airplane mode is OFF"
+  "Previous WLAN Power Status"
+  "Setting SetWlanPowerStatusInRegistry"
+  "WiFi already ON in Airplanemode"
+  "Auto Switching is disabled in BIOS"
+  "Ethernet connected and LanWlanSwitching Disabled"
+  "Current WLAN status = "
+  "Writing Power Status in registry"
+)
+grep_args=()
+for p in "${patterns[@]}"; do grep_args+=(-e "$p"); done
+relevant=$(grep -F "${grep_args[@]}" <<<"$log" | grep -v '|TraceIn \||TraceOut' || true)
+for i in "${!labels[@]}"; do
+  from=${marks[$i]}
+  to=${marks[$((i + 1))]:-9999}
+  echo "-- $i ${labels[$i]}"
+  # Timestamps sort as text: the lines written from this step's start to the next's.
+  awk -v from="$from" -v to="$to" '{ stamp = substr($0, 1, 23) } stamp >= from && stamp < to' <<<"$relevant" |
+    cut -d'|' -f1,3- | sed 's/^/   /'
+done
+
+echo
+echo "== down"
+laptop down | sed 's/^/   /'
+trap - EXIT
+if ((failures)); then
+  echo "demo: $failures step(s) did not reach what they should"
+  exit 1
+fi
+echo "demo: every step reached what it should"

@@ -1,0 +1,154 @@
+# Shared by the laptop's end-to-end tests with the simulated devices
+# (laptop-sim-test.sh, laptop-boot-test.sh): sourced, after HOME and BUILD
+# are set as `home` and `build`. The radios are read through the simulation's
+# state (laptop.sh wait, one reg query per key per poll), the persisted power
+# status through the registry, the service's progress through its log file;
+# every wait has a bound. An EXIT trap runs down whatever happens.
+# shellcheck shell=bash
+
+: "${home:?set home before sourcing}" "${build:?set build before sourcing}"
+root=$(cd "$(dirname "${BASH_SOURCE[0]}")/../.." && pwd)
+export TESSARINE_LAPTOP_HOME=$home TESSARINE_BUILD_DIR=$build
+controller=$root/scripts/laptop.sh
+prefix=$home/prefix
+name=${0##*/}
+name=${name%.sh}
+failures=0
+started=$SECONDS
+react=20 # seconds the service gets to react to one step
+
+laptop() { bash "$controller" "$@"; }
+ok() { echo "$name: ok    $*"; }
+bad() {
+  echo "$name: FAIL  $*"
+  failures=$((failures + 1))
+}
+
+log_file() {
+  find "$prefix"/drive_c/users -path '*/AppData/Roaming/zvrLog/Tessarine.log' 2>/dev/null | head -n 1
+}
+# log_count TEXT: the log's lines containing TEXT.
+log_count() {
+  local file
+  file=$(log_file)
+  [ -n "$file" ] || { echo 0; return; }
+  grep -cF -- "$1" "$file" || true
+}
+log_tail() { laptop log "${1-25}" 2>&1 | grep -v '|TraceIn \||TraceOut ' | cut -c12- | sed 's/^/    /'; }
+
+event_start='|NLMEventHandler::NetworkConnectionConnectivityChanged|------------------start'
+event_end='|NLMEventHandler::NetworkConnectionConnectivityChanged|-------------------end'
+event_connected='|NLMUtils::PrintConnectivityState|IPV4 - Internet Connectivity'
+event_disconnected='|NLMUtils::PrintConnectivityState|Network Disconnected'
+
+# handled KIND BEFORE: until the log has more than BEFORE lines of KIND (an
+# event of that kind was delivered) and every delivered event has ended.
+handled() {
+  local kind=$1 before=$2 deadline=$((SECONDS + react))
+  while :; do
+    if (($(log_count "$kind") > before)) && (($(log_count "$event_start") == $(log_count "$event_end"))); then
+      return 0
+    fi
+    ((SECONDS < deadline)) || return 1
+    sleep 0.1
+  done
+}
+
+# expect LABEL WHAT VALUE...: laptop.sh wait for the values, bounded.
+expect() { expect_within "$react" "$@"; }
+# now LABEL WHAT VALUE...: the values as they are (one look), for what must
+# not have changed once the service has handled an event.
+now() { expect_within 0 "$@"; }
+
+expect_within() {
+  local bound=$1 label=$2 out rc=0
+  shift 2
+  out=$(laptop wait "$@" "$bound" 2>&1) || rc=$?
+  if ((rc == 0)); then
+    ok "$label (${out#wait: })"
+  else
+    bad "$label: $out"
+    log_tail 25
+  fi
+}
+
+# step LABEL VERB...: a controller verb that must succeed.
+step() {
+  local label=$1 out rc=0
+  shift
+  out=$(laptop "$@" 2>&1) || rc=$?
+  if ((rc == 0)); then
+    ok "$label"
+  else
+    bad "$label: laptop.sh $*: exit $rc: $out"
+  fi
+}
+
+# plug_handled LABEL ARGS...: plug, then until the service has handled the
+# connect event (for assertions that something did not change).
+plug_handled() {
+  local label=$1 before
+  shift
+  before=$(log_count "$event_connected")
+  step "$label" plug "$@"
+  handled "$event_connected" "$before" || bad "$label: no connect event handled in the log within $react s"
+}
+
+pull_handled() {
+  local label=$1 before
+  shift
+  before=$(log_count "$event_disconnected")
+  step "$label" pull "$@"
+  handled "$event_disconnected" "$before" || bad "$label: no disconnect event handled in the log within $react s"
+}
+
+# registered: the simulated COM server holds the three classes.
+registered() {
+  local class out ns
+  ns=$(cat "$home/state/namespace")
+  for class in '{DCB00C01-570F-4A9B-8D69-199FDBA5723B}' '{BDFEE05B-4418-11DD-90ED-001C257CCFF1}' \
+    '{4590F811-1D3A-11D0-891F-00AA004B2E24}'; do
+    out=$(WINEPREFIX=$prefix WINEDEBUG=-all ip netns exec "$ns" wine reg query \
+      "HKLM\\Software\\Classes\\CLSID\\$class\\InprocServer32" </dev/null 2>&1 | tr -d '\r')
+    if grep -q 'TessarineSimDevices.dll' <<<"$out" && grep -q 'ThreadingModel.*Both' <<<"$out"; then
+      ok "COM class $class served by TessarineSimDevices.dll"
+    else
+      bad "COM class $class not registered: $out"
+    fi
+  done
+}
+
+sim_up() {
+  if [ ! -f "$build/sim/comserver/TessarineSimDevices.dll" ] || [ ! -f "$build/sim/wlanapi/wlanapi.dll" ]; then
+    echo "$name: FAILED: the simulated devices are not built (targets sim_wlanapi, sim_comserver in $build)" >&2
+    exit 1
+  fi
+  trap 'laptop down >/dev/null 2>&1 || true' EXIT
+  laptop down >/dev/null # a run killed outright may have left its laptop up
+  local t=$SECONDS out rc=0
+  out=$(laptop up --no-build 2>&1) || rc=$?
+  if ((rc != 0)); then
+    echo "$name: FAILED: up: $out" >&2
+    exit 1
+  fi
+  ok "up in $((SECONDS - t)) s"
+  grep -q "TessarineSimDevices.dll" <<<"$out" || bad "up did not place the simulated COM server: $out"
+}
+
+# sim_down: down, then nothing of the laptop is left.
+sim_down() {
+  local out ns
+  ns=$(cat "$home/state/namespace" 2>/dev/null || echo none)
+  out=$(laptop down 2>&1) || bad "down: $out"
+  trap - EXIT
+  if ip netns list | grep -qE "^$ns(-peer)?( |$)"; then bad "down left a namespace"; else ok "down left no namespace"; fi
+  if [ -e "$home/state" ]; then bad "down left $home/state"; else ok "down left no state folder"; fi
+  if [ -e "$home/wine-classes.reg" ]; then bad "down did not put Wine's COM classes back"; else ok "Wine's COM classes put back"; fi
+  if grep -qF 'TessarineSimDevices' "$prefix/system.reg"; then
+    bad "the prefix still names TessarineSimDevices.dll"
+  else
+    ok "the prefix no longer names TessarineSimDevices.dll"
+  fi
+  echo "$name: $failures failure(s) in $((SECONDS - started)) s"
+  ((failures == 0))
+}
