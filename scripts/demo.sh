@@ -6,11 +6,15 @@
 #   off: the user's choice is kept); the user switches Wi-Fi on again;
 #   airplane mode on and off; down.
 # It prints a timeline (each step, each radio after it, how long the service
-# took to react: from the step's end, the wire ready with its address or
-# pulled, or the switch flipped, to the values waited for), then the lines of
-# the service's log that explain each change. Reaction times come from
-# `laptop.sh wait`, which polls with one reg query per key per poll: they
-# are exact to about one poll (0.3 to 1 s).
+# took to react), then the lines of the service's log that explain each
+# change. Where the service switched the Wi-Fi radio for a plug or a pull, the
+# reaction is timed from the service's log to the millisecond
+# (scripts/reaction.awk): from the wire ready with its address, or pulled, to
+# the network event reaching the service, then to the radio set, split into
+# the platform calls on the way and the service's own work. Other steps are
+# timed by `laptop.sh wait`, which polls with one reg query per key per poll:
+# exact to about one poll (0.3 to 1 s). scripts/bench-laptop.sh gives the
+# same figures over many rounds.
 #
 # The laptop has a home of its own (TESSARINE_LAPTOP_HOME, default
 # build/laptop-demo), never the one a person's laptop.sh uses; down runs
@@ -36,6 +40,25 @@ failures=0
 
 now_stamp() { date '+%Y/%m/%d %H:%M:%S.%3N'; }
 
+# wifi_reaction READY ON|OFF POLLED: how long the Wi-Fi set took from READY
+# by the log (scripts/reaction.awk), or POLLED, the wait's figure, when the
+# service set no Wi-Fi (the user had it off). The log's writer may lag the
+# radios by a moment: a few looks.
+wifi_reaction() {
+  local figures tries
+  for ((tries = 0; tries < 20; tries++)); do
+    figures=$(laptop log 5000 | awk -v ready="$1" -v wifi="$2" -f "$root/scripts/reaction.awk")
+    if [ "$figures" != none ]; then
+      # "detection D service S platform P own O"
+      read -r _ d _ s _ p _ o <<<"$figures"
+      echo "Wi-Fi $2 $((d + s)) ms after the wire (event +$d ms, set +$s ms: platform $p, own $o)"
+      return
+    fi
+    sleep 0.1
+  done
+  echo "$3 by polling (no Wi-Fi set to time)"
+}
+
 # step LABEL EXPECTED -- COMMAND...: runs the controller COMMAND, then waits
 # (bounded) for EXPECTED (laptop.sh wait's arguments) and notes the result.
 step() {
@@ -48,10 +71,17 @@ step() {
   shift
   labels+=("$label")
   marks+=("$(now_stamp)")
-  laptop "$@" >/dev/null
+  local said
+  said=$(laptop "$@")
   out=$(laptop wait "${expected[@]}" "$bound" 2>&1) || rc=$?
   if ((rc == 0)); then
     took=$(sed -n 's/.* after \([0-9.]*\) s .*/\1 s/p' <<<"$out")
+    # A plug or pull says when the wire was ready: the log times the
+    # service's Wi-Fi set from it to the millisecond.
+    case $1 in
+      plug) took=$(wifi_reaction "${said##* at }" off "$took") ;;
+      pull) took=$(wifi_reaction "${said##* at }" on "$took") ;;
+    esac
   else
     took="NOT REACHED in $bound s (wanted ${expected[*]})"
     failures=$((failures + 1))
@@ -74,7 +104,7 @@ labels+=("up, both radios on (the service's start)")
 marks+=("$(now_stamp)")
 laptop up | sed 's/^/   /'
 echo
-echo "== timeline (reaction: from the step's end to the values waited for)"
+echo "== timeline (reaction: from the step's end to the radios as expected)"
 printf '%2s  %-38s %-6s %-6s %s\n' "#" "step" "Wi-Fi" "mobile" "service reacted in"
 step "plug the cable (eth0, address at once)" wifi off wwan off -- plug
 step "pull the cable" wifi on wwan on -- pull

@@ -297,6 +297,11 @@ wire_address() { echo "192.168.$((77 + $1)).2/24"; }
 
 valid_ifname() { [[ $1 =~ ^[A-Za-z0-9_.-]{1,15}$ ]] && [ "$1" != lo ]; }
 
+# The moment now in the service log's clock format (local time to the
+# millisecond): plug and pull say when the wire was ready or pulled, so the
+# log's reaction to it can be timed (scripts/reaction.awk).
+log_stamp() { date '+%Y/%m/%d %H:%M:%S.%3N'; }
+
 # ---- verbs -----------------------------------------------------------------
 
 verb_up() {
@@ -434,18 +439,21 @@ verb_plug() {
     [ -n "$(ip -n "$ns" -4 -o addr show dev "$name")" ]; then
     die "plug: $name is already plugged"
   fi
-  ip -n "$ns" link set "$name" up
   if [ "$dhcp" != 0 ]; then
+    ip -n "$ns" link set "$name" up
     echo "plug: $name link up (${made}no address yet: 0.0.0.0); DHCP in $dhcp s"
     sleep "$dhcp"
-  fi
-  wire_exists "$name" || die "plug: $name disappeared during the DHCP delay"
-  ip -n "$ns" addr flush dev "$name"
-  ip -n "$ns" addr add "$address" dev "$name"
-  if [ "$dhcp" != 0 ]; then
-    echo "plug: $name got $address"
+    wire_exists "$name" || die "plug: $name disappeared during the DHCP delay"
+    ip -n "$ns" -batch - <<<"addr flush dev $name
+addr add $address dev $name" || die "plug: could not give $name its address"
+    echo "plug: $name got $address at $(log_stamp)"
   else
-    echo "plug: $name link up (${made}address $address at once)"
+    # One ip program for both, so that nobody sees the link up without its
+    # address: a DHCP that answers at once.
+    ip -n "$ns" -batch - <<<"link set $name up
+addr flush dev $name
+addr add $address dev $name" || die "plug: could not bring $name up with its address"
+    echo "plug: $name link up (${made}address $address at once) at $(log_stamp)"
   fi
 }
 
@@ -466,9 +474,11 @@ verb_pull() {
   fi
   # Wine keeps an assigned address after the carrier is lost and its link
   # state follows the administrative state: addresses first, then the link.
-  ip -n "$ns" addr flush dev "$name"
-  ip -n "$ns" link set "$name" down
-  echo "pull: $name addresses flushed, link down"
+  # One ip program for both, so that nobody sees the link up without an
+  # address.
+  ip -n "$ns" -batch - <<<"addr flush dev $name
+link set $name down" || die "pull: could not take $name down"
+  echo "pull: $name addresses flushed, link down at $(log_stamp)"
 }
 
 on_off() {
@@ -610,13 +620,31 @@ verb_state() {
   wwanp=$(value wwanpower PowerOnOff)
   airplane=$(value airplane '(Default)')
   svc=$(sed -n 's/^ *STATE *: *[0-9]* *\([A-Z_]*\).*/\1/p' "$dir/service" | head -n 1)
+  local sim_missing=0
+  grep -q "Unable to find" "$dir/sim" && sim_missing=1
   rm -rf "$dir"
   case $airplane in
     0x1) airplane="on ($airplane)" ;;
     0x0) airplane="off ($airplane)" ;;
   esac
+  # What the simulated devices make of values edited by hand
+  # (sim/SimulationState.h reads them).
+  wifi=$(radio_note "$wifi")
+  mobile=$(radio_note "$mobile")
+  case $modem in
+    0x1) modem="$modem (present)" ;;
+    0x0) modem="$modem (absent)" ;;
+    "<none>") modem="<none> (read as present)" ;;
+    *) modem="$modem  <- not 0 or 1: read as present" ;;
+  esac
+  [ "$fw_wlan" = "<none>" ] && fw_wlan="<none> (served as Enable)"
+  [ "$fw_wwan" = "<none>" ] && fw_wwan="<none> (served as Enable)"
 
   echo "laptop $ns   service $service: ${svc:-not installed}"
+  if ((sim_missing)); then
+    echo "  the simulation's key $sim_key is missing (deleted by hand?): the simulated"
+    echo "  devices keep their radios; wifi, wwan, modem and firmware write it again"
+  fi
   printf '  %-22s %s\n' \
     "Wi-Fi radio" "$wifi" \
     "mobile radio" "$mobile" \
@@ -646,6 +674,19 @@ verb_state() {
     wire_line "$name" " (not made by the controller)"
   done
   ((any)) || echo "    (none)"
+}
+
+# radio_note VALUE: a radio's value as state shows it, with what the
+# simulated device makes of one that is neither on nor off.
+radio_note() {
+  local lower
+  lower=$(tr '[:upper:]' '[:lower:]' <<<"$1")
+  case $lower in
+    on | off) echo "$1" ;;
+    "<none>") echo "<none>  <- missing: the simulated radio keeps its state" ;;
+    "<unreadable"*) echo "$1" ;;
+    *) echo "$1  <- not on or off: the simulated radio keeps its state" ;;
+  esac
 }
 
 wire_line() {

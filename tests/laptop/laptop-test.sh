@@ -158,7 +158,7 @@ echo "laptop-test: up took $((SECONDS - t)) s: $(tail -n 1 <<<"$out")"
 ns=$(cat "$state/namespace")
 expect_misuse "second up" "already up" up --no-build
 state_has "state: the service runs with the simulation's defaults and no wire" \
-  "service Tessarine: RUNNING" "^  Wi-Fi radio +on$" "^  mobile radio +on$" "^  modem present +0x1$" \
+  "service Tessarine: RUNNING" "^  Wi-Fi radio +on$" "^  mobile radio +on$" "^  modem present +0x1 \(present\)$" \
   "^  firmware LAN/WLAN +Enable$" "^  firmware LAN/WWAN +Enable$" "^  airplane mode +off \(0x0\)$" \
   "^  WLAN PowerOnOff +" "^    \(none\)$"
 
@@ -193,7 +193,8 @@ state_has "state: airplane mode on, the mobile radio off" "^  airplane mode +on 
 # Nonsense in the simulation's key shows as it is.
 WINEPREFIX=$prefix WINEDEBUG=-all ip netns exec "$ns" \
   wine reg add 'HKLM\SOFTWARE\Tessarine Simulation' /v WifiRadio /d 'half on' /f </dev/null >/dev/null 2>&1
-state_has "state: nonsense shows as it is" "^  Wi-Fi radio +half on$"
+state_has "state: nonsense shows as it is, with what the simulation makes of it" \
+  "^  Wi-Fi radio +half on  <- not on or off: the simulated radio keeps its state$"
 
 # ---- a wire deleted behind the controller's back ----------------------------
 expect_ok "plug eth1" plug --name eth1

@@ -102,14 +102,22 @@ pull_handled() {
   handled "$event_disconnected" "$before" || bad "$label: no disconnect event handled in the log within $react s"
 }
 
+# in_laptop PROGRAM ARGS...: a Windows program in the laptop's Wine session
+# (a person's command beside the controller), its output without carriage
+# returns, its exit status kept.
+in_laptop() {
+  local ns
+  ns=$(cat "$home/state/namespace")
+  WINEPREFIX=$prefix WINEDEBUG=-all ip netns exec "$ns" timeout 60 wine "$@" </dev/null 2>&1 | tr -d '\r'
+  return "${PIPESTATUS[0]}"
+}
+
 # registered: the simulated COM server holds the three classes.
 registered() {
-  local class out ns
-  ns=$(cat "$home/state/namespace")
+  local class out
   for class in '{DCB00C01-570F-4A9B-8D69-199FDBA5723B}' '{BDFEE05B-4418-11DD-90ED-001C257CCFF1}' \
     '{4590F811-1D3A-11D0-891F-00AA004B2E24}'; do
-    out=$(WINEPREFIX=$prefix WINEDEBUG=-all ip netns exec "$ns" wine reg query \
-      "HKLM\\Software\\Classes\\CLSID\\$class\\InprocServer32" </dev/null 2>&1 | tr -d '\r')
+    out=$(in_laptop reg query "HKLM\\Software\\Classes\\CLSID\\$class\\InprocServer32" || true)
     if grep -q 'TessarineSimDevices.dll' <<<"$out" && grep -q 'ThreadingModel.*Both' <<<"$out"; then
       ok "COM class $class served by TessarineSimDevices.dll"
     else
