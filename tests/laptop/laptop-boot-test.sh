@@ -9,12 +9,6 @@
 # home of this test's own; BUILD holds the built program and the
 # simulation's DLLs. Needs root (ip netns).
 set -euo pipefail
-if [ $# -ne 2 ]; then
-  echo "usage: $0 HOME BUILD" >&2
-  exit 2
-fi
-home=$(realpath -m "$1")
-build=$(realpath -m "$2")
 # shellcheck source=tests/laptop/sim-lib.sh
 source "$(dirname "$0")/sim-lib.sh"
 

@@ -9,12 +9,6 @@
 # restart; an address that comes after 3 s of DHCP; an interface named VPN0
 # that does not count; two wires; airplane mode. Needs root (ip netns).
 set -euo pipefail
-if [ $# -ne 2 ]; then
-  echo "usage: $0 HOME BUILD" >&2
-  exit 2
-fi
-home=$(realpath -m "$1")
-build=$(realpath -m "$2")
 # shellcheck source=tests/laptop/sim-lib.sh
 source "$(dirname "$0")/sim-lib.sh"
 

@@ -1,12 +1,20 @@
 # Shared by the laptop's end-to-end tests with the simulated devices
-# (laptop-sim-test.sh, laptop-boot-test.sh): sourced, after HOME and BUILD
-# are set as `home` and `build`. The radios are read through the simulation's
-# state (laptop.sh wait, one reg query per key per poll), the persisted power
-# status through the registry, the service's progress through its log file;
-# every wait has a bound. An EXIT trap runs down whatever happens.
+# (laptop-sim-test.sh, laptop-boot-test.sh, laptop-bad-input-test.sh):
+# sourced by a test called as `TEST.sh HOME BUILD` (HOME: a laptop home of
+# the test's own; BUILD: the tree holding Tessarine.exe and the simulation's
+# DLLs, nothing is built here), with the test's arguments. The radios are
+# read through the simulation's state (laptop.sh wait, one reg query per key
+# per poll), the persisted power status through the registry, the service's
+# progress through its log file; every wait has a bound. An EXIT trap runs
+# down whatever happens.
 # shellcheck shell=bash
 
-: "${home:?set home before sourcing}" "${build:?set build before sourcing}"
+if [ $# -ne 2 ]; then
+  echo "usage: $0 HOME BUILD" >&2
+  exit 2
+fi
+home=$(realpath -m "$1")
+build=$(realpath -m "$2")
 root=$(cd "$(dirname "${BASH_SOURCE[0]}")/../.." && pwd)
 export TESSARINE_LAPTOP_HOME=$home TESSARINE_BUILD_DIR=$build
 controller=$root/scripts/laptop.sh
