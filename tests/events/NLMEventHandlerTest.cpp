@@ -9,6 +9,7 @@
 #include "fakes/FakeIpHelper.h"
 #include "fakes/FakeProcessHeap.h"
 #include "fakes/FakeWlanClient.h"
+#include "fakes/FreshSwitchingState.h"
 #include "fakes/MachineState.h"
 #include "fakes/MobileBroadbandModel.h"
 #include "fakes/NetworkListModel.h"
@@ -120,7 +121,7 @@ class SinkTest : public testing::Test {
 protected:
     SinkTest()
     {
-        ResetFlags();
+        fakes::ResetSwitchingState();
         m_network.AddConnection(Connection(kConnectionId, kEthernetAdapterId));
         m_network.AddConnection(Connection(kSecondConnectionId, kSecondAdapterId));
         m_network.AddConnection(Connection(kWirelessConnectionId, kWirelessAdapterId));
@@ -140,9 +141,7 @@ protected:
     {
         if (m_sink != nullptr)
             m_sink->Release();
-        ResetFlags();
-        MbnInterfaceManager = nullptr;
-        ServiceUtils::WwanInterfaceId.clear();
+        fakes::ResetSwitchingState();
         m_mbnManager.Reset();
         m_mbn.WaitForCompletions();
         m_manager.Reset();
@@ -152,18 +151,6 @@ protected:
         EXPECT_EQ(m_wlan.OutstandingBuffers(), 0u);
         EXPECT_EQ(m_wlan.OpenClientHandles(), 0u);
         EXPECT_FALSE(pAdapterInfo) << "the sink's end frees the adapter list";
-    }
-    static void ResetFlags()
-    {
-        on_resumeflag = false;
-        msm_Notification_flag = false;
-        my_service_turnonoff_wifi = false;
-        my_setwifitimeout = false;
-        LanWlanSwitchingEnabled = false;
-        LanWwanSwitchingEnabled = false;
-        WwanDeviceAvailable = false;
-        ServiceUtils::WwanServiceTurnOff = false;
-        ServiceUtils::NetworkChangedForSetRadio = false;
     }
     void BothSwitchingFlags()
     {

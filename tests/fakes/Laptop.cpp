@@ -1,6 +1,7 @@
 #include "fakes/Laptop.h"
 
 #include "fakes/Adapters.h"
+#include "fakes/FreshSwitchingState.h"
 #include "state/RegistryPaths.h"
 #include "state/ServiceNames.h"
 #include "state/SwitchingState.h"
@@ -38,20 +39,6 @@ std::string GuidText(const GUID& guid)
     return text;
 }
 
-void ResetProcessState()
-{
-    on_resumeflag = false;
-    msm_Notification_flag = false;
-    my_service_turnonoff_wifi = false;
-    my_setwifitimeout = false;
-    LanWlanSwitchingEnabled = false;
-    LanWwanSwitchingEnabled = false;
-    WwanDeviceAvailable = false;
-    ServiceUtils::WwanInterfaceId.clear();
-    ServiceUtils::NetworkChangedForSetRadio = false;
-    ServiceUtils::WwanServiceTurnOff = false;
-}
-
 }  // namespace
 
 Laptop* Laptop::s_current = nullptr;
@@ -66,7 +53,7 @@ Laptop::Laptop(Options options)
       m_service()
 {
     s_current = this;
-    ResetProcessState();
+    ResetSwitchingState();
     m_airplane.Set(false);
     m_scm.AddService(L"WlanSvc", SERVICE_RUNNING);
     m_scm.AddService(L"WwanSvc", SERVICE_RUNNING);
@@ -99,7 +86,7 @@ Laptop::~Laptop()
     CServiceBase::s_service = nullptr;
     CServiceBase::SetResumeHandler(nullptr);
     m_service.reset();
-    ResetProcessState();
+    ResetSwitchingState();
     s_current = nullptr;
 }
 

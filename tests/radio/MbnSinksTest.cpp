@@ -8,6 +8,7 @@
 #include "fakes/FakeComTexts.h"
 #include "fakes/Adapters.h"
 #include "fakes/FakeIpHelper.h"
+#include "fakes/FreshSwitchingState.h"
 #include "fakes/MachineState.h"
 #include "fakes/MobileBroadbandModel.h"
 #include "fakes/RecordingListener.h"
@@ -43,10 +44,7 @@ protected:
         MbnInterfaceManager = m_manager.Get();
         WwanDeviceAvailable = true;
         LanWwanSwitchingEnabled = true;
-        on_resumeflag = false;
         ServiceUtils::WwanInterfaceId = L"{5A5A5A5A-0000-1111-2222-333344445555}";
-        ServiceUtils::NetworkChangedForSetRadio = false;
-        ServiceUtils::WwanServiceTurnOff = false;
         m_airplane.Set(false);
         m_sink = new CMbnSinks();
         m_sink->AddRef();
@@ -57,11 +55,6 @@ protected:
         m_model.WaitForCompletions();
         m_sink->Release();
         MbnRadioCompleted.Reset();
-        MbnInterfaceManager = nullptr;
-        WwanDeviceAvailable = false;
-        LanWwanSwitchingEnabled = false;
-        on_resumeflag = false;
-        ServiceUtils::WwanInterfaceId.clear();
         m_manager.Reset();
     }
     // The user switches the radio; the completion is handled before this returns.
@@ -72,6 +65,7 @@ protected:
     }
     std::vector<std::wstring> Lines() const { return m_log.LinesOf(kFunction); }
 
+    fakes::FreshSwitchingState m_switchingState;  // first: fresh again once every other member has gone
     fakes::RecordingLog m_log;
     fakes::VirtualClock m_clock;
     fakes::FakeComTexts m_texts;

@@ -7,6 +7,7 @@
 #include "fakes/Adapters.h"
 #include "fakes/FakeIpHelper.h"
 #include "fakes/FakeProcessHeap.h"
+#include "fakes/FreshSwitchingState.h"
 #include "fakes/MachineState.h"
 #include "fakes/MobileBroadbandModel.h"
 #include "fakes/RecordingListener.h"
@@ -42,20 +43,15 @@ protected:
     {
         MbnInterfaceManager = m_manager.Get();
         WwanDeviceAvailable = true;
-        LanWwanSwitchingEnabled = false;
         ServiceUtils::WwanInterfaceId = kInterfaceId;
-        ServiceUtils::WwanServiceTurnOff = false;
-        ServiceUtils::NetworkChangedForSetRadio = false;
         m_airplane.Set(false);
     }
     ~WwanRadioTest() override
     {
-        MbnInterfaceManager = nullptr;
-        WwanDeviceAvailable = false;
-        LanWwanSwitchingEnabled = false;
-        ServiceUtils::WwanInterfaceId.clear();
-        m_manager.Reset();
+        // Completions still on their way find the manager where the
+        // switching state points; then it goes.
         m_model.WaitForCompletions();
+        m_manager.Reset();
         EXPECT_EQ(m_model.LiveObjects(), 0) << "a mobile-broadband object was not released";
         EXPECT_EQ(m_texts.LiveTexts(), 0u);
         EXPECT_EQ(m_texts.LiveBstrs(), 0u);
@@ -70,6 +66,7 @@ protected:
         return ServiceUtils::SwitchWwanStatusWithRetry(wanted, retries);
     }
 
+    fakes::FreshSwitchingState m_switchingState;  // first: fresh again once every other member has gone
     fakes::RecordingLog m_log;
     fakes::VirtualClock m_clock;
     fakes::FakeComTexts m_texts;

@@ -11,6 +11,7 @@
 #include "fakes/Adapters.h"
 #include "fakes/FakeIpHelper.h"
 #include "fakes/FakeWlanClient.h"
+#include "fakes/FreshSwitchingState.h"
 #include "fakes/MachineState.h"
 #include "fakes/MobileBroadbandModel.h"
 #include "fakes/RecordingListener.h"
@@ -109,21 +110,15 @@ protected:
         ServiceUtils::WwanInterfaceId = kInterfaceId;
         WwanDeviceAvailable = true;
         LanWlanSwitchingEnabled = true;
-        LanWwanSwitchingEnabled = false;
-        my_setwifitimeout = false;
     }
     ~AirplaneModeWatcherTest() override
     {
         if (m_thread.joinable())
             EndByForce();
-        LanWlanSwitchingEnabled = false;
-        LanWwanSwitchingEnabled = false;
-        WwanDeviceAvailable = false;
-        MbnInterfaceManager = nullptr;
-        ServiceUtils::WwanInterfaceId.clear();
-        my_setwifitimeout = false;
-        m_manager.Reset();
+        // Completions still on their way find the manager where the
+        // switching state points; then it goes.
         m_model.WaitForCompletions();
+        m_manager.Reset();
         EXPECT_EQ(m_model.LiveObjects(), 0);
         EXPECT_EQ(m_wlan.OpenClientHandles(), 0u);
     }
@@ -180,6 +175,7 @@ protected:
     }
     Lines WatcherLines() const { return m_log.LinesOf(kWatcher); }
 
+    fakes::FreshSwitchingState m_switchingState;  // first: fresh again once every other member has gone
     fakes::RecordingLog m_log;
     fakes::VirtualClock m_clock;
     fakes::FakeIpHelper m_ipHelper{{fakes::WirelessAdapter()}};

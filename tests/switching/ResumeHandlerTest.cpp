@@ -9,6 +9,7 @@
 #include "fakes/FakeIpHelper.h"
 #include "fakes/FakeScm.h"
 #include "fakes/FakeWlanClient.h"
+#include "fakes/FreshSwitchingState.h"
 #include "fakes/MachineState.h"
 #include "fakes/MobileBroadbandModel.h"
 #include "fakes/RecordingListener.h"
@@ -86,22 +87,15 @@ protected:
         WwanDeviceAvailable = true;
         LanWlanSwitchingEnabled = true;
         LanWwanSwitchingEnabled = true;
-        my_setwifitimeout = false;
-        my_service_turnonoff_wifi = false;
         // As the control handler leaves it at suspend.
         on_resumeflag = true;
     }
     ~ResumeHandlerTest() override
     {
-        on_resumeflag = false;
-        LanWlanSwitchingEnabled = false;
-        LanWwanSwitchingEnabled = false;
-        WwanDeviceAvailable = false;
-        MbnInterfaceManager = nullptr;
-        ServiceUtils::WwanInterfaceId.clear();
-        my_setwifitimeout = false;
-        m_manager.Reset();
+        // Completions still on their way find the manager where the
+        // switching state points; then it goes.
         m_model.WaitForCompletions();
+        m_manager.Reset();
         EXPECT_EQ(m_model.LiveObjects(), 0);
         EXPECT_EQ(m_wlan.OpenClientHandles(), 0u);
         EXPECT_EQ(m_scm.OpenHandles(), 0);
@@ -152,6 +146,7 @@ protected:
         return pauses;
     }
 
+    fakes::FreshSwitchingState m_switchingState;  // first: fresh again once every other member has gone
     fakes::RecordingLog m_log;
     fakes::VirtualClock m_clock;
     fakes::FakeIpHelper m_ipHelper{{fakes::WirelessAdapter()}};

@@ -6,6 +6,7 @@
 #include "fakes/Adapters.h"
 #include "fakes/FakeIpHelper.h"
 #include "fakes/FakeWlanClient.h"
+#include "fakes/FreshSwitchingState.h"
 #include "fakes/MachineState.h"
 #include "fakes/RecordingListener.h"
 #include "fakes/VirtualClock.h"
@@ -41,19 +42,12 @@ class WlanNotificationsTest : public testing::Test {
 protected:
     WlanNotificationsTest()
     {
-        msm_Notification_flag = false;
-        on_resumeflag = false;
         LanWlanSwitchingEnabled = true;
-        my_setwifitimeout = false;
         m_wlan.AddInterface(L"Wireless-AC 9560", 2);
         m_airplane.Set(false);
     }
     ~WlanNotificationsTest() override
     {
-        msm_Notification_flag = false;
-        on_resumeflag = false;
-        LanWlanSwitchingEnabled = false;
-        my_setwifitimeout = false;
         EXPECT_EQ(m_wlan.OutstandingBuffers(), 0u);
         EXPECT_EQ(m_wlan.OpenClientHandles(), 0u);
     }
@@ -67,6 +61,7 @@ protected:
         CMainService::WlanNotificationCallback(&data, nullptr);
     }
 
+    fakes::FreshSwitchingState m_switchingState;  // first: fresh again once every other member has gone
     fakes::RecordingLog m_log;
     fakes::VirtualClock m_clock;
     fakes::FakeIpHelper m_ipHelper{{fakes::WirelessAdapter()}};

@@ -17,6 +17,7 @@
 #include "fakes/FakeThreadPool.h"
 #include "fakes/FakeWlanClient.h"
 #include "fakes/FirmwareWmi.h"
+#include "fakes/FreshSwitchingState.h"
 #include "fakes/MachineState.h"
 #include "fakes/MobileBroadbandModel.h"
 #include "fakes/NetworkListModel.h"
@@ -139,27 +140,11 @@ BOOL WINAPI ThrowingIsNetworkAlive(LPDWORD)
     throw std::runtime_error("network reachability unavailable");
 }
 
-// The process-wide switching state as a fresh process has it.
-void ResetSwitchingState()
-{
-    on_resumeflag = false;
-    msm_Notification_flag = false;
-    my_service_turnonoff_wifi = false;
-    LanWlanSwitchingEnabled = false;
-    LanWwanSwitchingEnabled = false;
-    WwanDeviceAvailable = false;
-    MbnInterfaceManager = nullptr;
-    my_setwifitimeout = false;
-    ServiceUtils::WwanInterfaceId.clear();
-    ServiceUtils::NetworkChangedForSetRadio = false;
-    ServiceUtils::WwanServiceTurnOff = false;
-}
-
 class WorkerTest : public testing::Test {
 protected:
     WorkerTest()
     {
-        ResetSwitchingState();
+        fakes::ResetSwitchingState();
         g_creates.clear();
         g_createResult = REGDB_E_CLASSNOTREG;
         g_networkList = nullptr;
@@ -173,7 +158,7 @@ protected:
         g_networkList = nullptr;
         g_mobileBroadband = nullptr;
         g_journal = nullptr;
-        ResetSwitchingState();
+        fakes::ResetSwitchingState();
     }
 
     Lines WorkerLines() const { return m_log.LinesOf(kWorker); }
