@@ -1,6 +1,7 @@
 #include "fakes/MobileBroadbandModel.h"
 
 #include "fakes/FakeComTexts.h"
+#include "fakes/FakeMbnInterface.h"
 
 #include <oleauto.h>
 
@@ -27,10 +28,11 @@ private:
     MobileBroadbandModel& m_model;
 };
 
-class ModelInterface : public CountedObject<IMbnInterface> {
+// The modem's interface: its id as any interface gives it, and its radio.
+class ModelInterface : public FakeMbnInterface {
 public:
     ModelInterface(MobileBroadbandModel& model, std::wstring id)
-        : CountedObject(model.Ledger()), m_model(model), m_id(std::move(id))
+        : FakeMbnInterface(model.Ledger(), std::move(id)), m_model(model)
     {
     }
     HRESULT STDMETHODCALLTYPE QueryInterface(REFIID iid, void** object) override
@@ -44,27 +46,11 @@ public:
             *object = static_cast<IMbnRadio*>(new ModelRadio(m_model));
             return S_OK;
         }
-        return CountedObject::QueryInterface(iid, object);
+        return FakeMbnInterface::QueryInterface(iid, object);
     }
-    HRESULT STDMETHODCALLTYPE get_InterfaceID(BSTR* id) override
-    {
-        *id = FakeComTexts::MakeBstr(m_id);
-        return S_OK;
-    }
-    HRESULT STDMETHODCALLTYPE GetInterfaceCapability(MBN_INTERFACE_CAPS*) override { return E_NOTIMPL; }
-    HRESULT STDMETHODCALLTYPE GetSubscriberInformation(IMbnSubscriberInformation**) override { return E_NOTIMPL; }
-    HRESULT STDMETHODCALLTYPE GetReadyState(MBN_READY_STATE*) override { return E_NOTIMPL; }
-    HRESULT STDMETHODCALLTYPE InEmergencyMode(VARIANT_BOOL*) override { return E_NOTIMPL; }
-    HRESULT STDMETHODCALLTYPE GetHomeProvider(MBN_PROVIDER*) override { return E_NOTIMPL; }
-    HRESULT STDMETHODCALLTYPE GetPreferredProviders(SAFEARRAY**) override { return E_NOTIMPL; }
-    HRESULT STDMETHODCALLTYPE SetPreferredProviders(SAFEARRAY*, ULONG*) override { return E_NOTIMPL; }
-    HRESULT STDMETHODCALLTYPE GetVisibleProviders(ULONG*, SAFEARRAY**) override { return E_NOTIMPL; }
-    HRESULT STDMETHODCALLTYPE ScanNetwork(ULONG*) override { return E_NOTIMPL; }
-    HRESULT STDMETHODCALLTYPE GetConnection(IMbnConnection**) override { return E_NOTIMPL; }
 
 private:
     MobileBroadbandModel& m_model;
-    std::wstring m_id;
 };
 
 class ModelRadioEventsPoint : public CountedObject<IConnectionPoint> {
@@ -140,16 +126,12 @@ public:
         *interfaces = nullptr;
         if (const HRESULT failure = m_model.Failing(Failure::GetInterfaces))
             return failure;
-        const std::vector<std::wstring> ids = m_model.Interfaces();
-        SAFEARRAYBOUND bound = {static_cast<ULONG>(ids.size()), 0};
-        SAFEARRAY* array = SafeArrayCreate(VT_UNKNOWN, 1, &bound);
-        for (size_t i = 0; i < ids.size(); ++i) {
-            LONG index = static_cast<LONG>(i);
-            IMbnInterface* element = new ModelInterface(m_model, ids[i]);
-            SafeArrayPutElement(array, &index, static_cast<IUnknown*>(element));  // the array's own reference
+        std::vector<IMbnInterface*> elements;
+        for (const std::wstring& id : m_model.Interfaces())
+            elements.push_back(new ModelInterface(m_model, id));
+        *interfaces = MakeInterfaceArray(elements, 0);  // the array holds its own references
+        for (IMbnInterface* element : elements)
             element->Release();
-        }
-        *interfaces = array;
         return S_OK;
     }
 
