@@ -22,6 +22,7 @@
 #include "radio/WwanRadio.h"
 #include "state/RegistryPaths.h"
 #include "state/SwitchingState.h"
+#include "OpenMainService.h"
 
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
@@ -56,12 +57,7 @@ const std::wstring kTriggered = Line(L"Information", L"AirplaneModeWatcher - Reg
 const std::wstring kStopSeen = Line(L"Information", L"AirplaneModeWatcher - Service Stop event Triggered. Exiting");
 const std::wstring kExit = L"TraceOut|CMainService::AirplaneModeWatcher|AirplaneModeWatcher - Exit";
 
-class WatchedService : public CMainService {
-public:
-    WatchedService() : CMainService(L"Tessarine", true, true, false) { }
-    using CMainService::m_fServiceRunning;
-    using CMainService::m_hAirplaneWatcherEvent;
-};
+using WatchedService = switching_tests::OpenMainService;
 
 // Counts the watcher's openings of the watched key (its access asks for the
 // 64-bit view; the airplane-mode reading's does not), one per pass.

@@ -16,6 +16,7 @@
 #include "platform/Api.h"
 #include "state/SwitchingState.h"
 #include "switching/ResumeHandler.h"
+#include "OpenMainService.h"
 
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
@@ -30,30 +31,9 @@ using testing::ElementsAre;
 using testing::IsEmpty;
 using testing::Not;
 
-// Opens the protected members to the tests.
-class TestableMainService : public CMainService {
+// The open service, with the state its worker and subscriptions leave.
+class TestableMainService : public switching_tests::OpenMainService {
 public:
-    TestableMainService() : CMainService(L"Tessarine", true, true, false) { }
-    using CMainService::m_connectionEventsCookie;
-    using CMainService::m_ethernetConnections;
-    using CMainService::m_fServiceRunning;
-    using CMainService::m_hAirplaneWatcherEvent;
-    using CMainService::m_hWlanClient;
-    using CMainService::m_networkEventsCookie;
-    using CMainService::m_nlmEventsCookie;
-    using CMainService::m_pConnectionEventsConnectionPoint;
-    using CMainService::m_pMbnInterfaceManager;
-    using CMainService::m_pNetworkEventsConnectionPoint;
-    using CMainService::m_pNetworkEventSink;
-    using CMainService::m_pNetworkListManager;
-    using CMainService::m_pNlmEventsConnectionPoint;
-    using CMainService::m_pRadioEventsConnectionPoint;
-    using CMainService::m_pRadioEventSink;
-    using CMainService::m_radioEventsCookie;
-    using CMainService::OnShutdown;
-    using CMainService::OnStart;
-    using CMainService::OnStop;
-
     // Everything the worker and the subscriptions would have set. The
     // sinks are the real ones, each with two references: the one OnStop
     // gives back and the one the subscriptions keep for ever.
@@ -86,15 +66,7 @@ void ReleaseKeptReferences(NLMEventHandler* networkSink, CMbnSinks* radioSink)
     EXPECT_EQ(radioSink->Release(), 0u);
 }
 
-// The service's platform: Wi-Fi client, events, thread pool and COM, all
-// journalled into one journal.
-struct Platform {
-    fakes::Journal journal;
-    fakes::FakeWlanClient wlan{&journal};
-    fakes::FakeEvents events{&journal};
-    fakes::FakeThreadPool pool{&journal};
-    fakes::FakeComRuntime com{&journal};
-};
+using Platform = switching_tests::JournalledPlatform;
 
 const HANDLE kClient = fakes::FakeWlanClient::kClientHandle;
 

@@ -11,6 +11,7 @@
 #include "fakes/MobileBroadbandModel.h"
 #include "fakes/NetworkListModel.h"
 #include "fakes/RecordingListener.h"
+#include "OpenMainService.h"
 
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
@@ -42,23 +43,9 @@ private:
     IID m_refused;
 };
 
-class TestableMainService : public CMainService {
+// The open service, with sinks whose allocation a test may fail or supply.
+class TestableMainService : public switching_tests::OpenMainService {
 public:
-    TestableMainService() : CMainService(L"Tessarine", true, true, false) {}
-    using CMainService::m_connectionEventsCookie;
-    using CMainService::m_networkEventsCookie;
-    using CMainService::m_nlmEventsCookie;
-    using CMainService::m_pConnectionEventsConnectionPoint;
-    using CMainService::m_pMbnInterfaceManager;
-    using CMainService::m_pNetworkEventsConnectionPoint;
-    using CMainService::m_pNetworkEventSink;
-    using CMainService::m_pNetworkListManager;
-    using CMainService::m_pNlmEventsConnectionPoint;
-    using CMainService::m_pRadioEventsConnectionPoint;
-    using CMainService::m_pRadioEventSink;
-    using CMainService::m_radioEventsCookie;
-    using CMainService::OnStop;
-
     // Null: the allocation fails. Otherwise the sink the subscriptions get.
     bool networkSinkAllocates = true;
     NLMEventHandler* networkSink = nullptr;
@@ -77,13 +64,7 @@ protected:
     }
 };
 
-struct Platform {
-    fakes::Journal journal;
-    fakes::FakeWlanClient wlan{&journal};
-    fakes::FakeEvents events{&journal};
-    fakes::FakeThreadPool pool{&journal};
-    fakes::FakeComRuntime com{&journal};
-};
+using Platform = switching_tests::JournalledPlatform;
 
 class SubscriptionsTest : public testing::Test {
 protected:
