@@ -45,34 +45,6 @@ std::wstring Line(const wchar_t* level, const std::wstring& message)
     return std::wstring(level) + L"|NLMUtils::SystemResumeHandler|" + message;
 }
 
-// DHCP in virtual time: the wired adapter gets its address when the given
-// number of one-second pauses of the address wait have passed. Installed
-// over the virtual clock, whose pause it still takes.
-class AddressAfterPauses {
-public:
-    AddressAfterPauses(fakes::FakeIpHelper& ipHelper, int pauses)
-    {
-        s_ipHelper = &ipHelper;
-        s_left = pauses;
-        s_previous = os::api().Sleep;
-        m_seam->Sleep = &AddressAfterPauses::Sleep;
-    }
-    ~AddressAfterPauses() { s_ipHelper = nullptr; }
-
-private:
-    static void WINAPI Sleep(DWORD milliseconds)
-    {
-        s_previous(milliseconds);
-        if (milliseconds == 1000 && s_left > 0 && --s_left == 0)
-            s_ipHelper->SetAdapters({fakes::WiredAdapter(true)});
-    }
-
-    static inline fakes::FakeIpHelper* s_ipHelper = nullptr;
-    static inline int s_left = 0;
-    static inline decltype(&::Sleep) s_previous = nullptr;
-    os::ScopedApiOverride m_seam;
-};
-
 class ResumeHandlerTest : public testing::Test {
 protected:
     ResumeHandlerTest() : m_manager(m_model.NewManager())
@@ -106,6 +78,15 @@ protected:
         const bool result = NLMUtils::SystemResumeHandler();
         m_model.WaitForCompletions();
         return result;
+    }
+    // DHCP in virtual time: the wired adapter's address arrives `milliseconds`
+    // of the virtual clock from now.
+    void WiredAddressAfter(uint64_t milliseconds)
+    {
+        fakes::AdapterDescription wired = fakes::WiredAdapter();
+        wired.addressFromMilliseconds = m_clock.NowMilliseconds() + milliseconds;
+        m_ipHelper.SetClock([this] { return m_clock.NowMilliseconds(); });
+        m_ipHelper.SetAdapters({wired});
     }
     Lines HandlerLines() const { return m_log.LinesOf(kHandler); }
     // The entry lines of the operations the handler reached, in order.
@@ -164,8 +145,7 @@ protected:
 // decide the count: three "failed in try" lines and three pauses.
 TEST_F(ResumeHandlerTest, CableWithTheAddressFoundAtTwoSecondsGivesThreeFailedTriesThenSwitchesBothOff)
 {
-    m_ipHelper.SetAdapters({fakes::WiredAdapter(false)});
-    AddressAfterPauses dhcp(m_ipHelper, 2);
+    WiredAddressAfter(2000);
     EXPECT_TRUE(Resume());
 
     EXPECT_FALSE(m_wlan.RadioOn());
@@ -208,8 +188,7 @@ TEST_F(ResumeHandlerTest, CableWithTheAddressFoundAtTwoSecondsGivesThreeFailedTr
 // 1 s, so the second call finds it and is the second failed try.
 TEST_F(ResumeHandlerTest, CableWithTheAddressFoundAtOneSecondGivesTwoFailedTriesThenSwitchesBothOff)
 {
-    m_ipHelper.SetAdapters({fakes::WiredAdapter(false)});
-    AddressAfterPauses dhcp(m_ipHelper, 1);
+    WiredAddressAfter(1000);
     EXPECT_TRUE(Resume());
 
     EXPECT_FALSE(m_wlan.RadioOn());
