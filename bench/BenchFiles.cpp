@@ -1,9 +1,9 @@
 #include "BenchFiles.h"
 
+#include "fakes/LogFiles.h"
 #include "platform/UniqueHandle.h"
 
 #include <windows.h>
-#include <shlobj.h>
 
 #include <algorithm>
 #include <cwctype>
@@ -27,36 +27,19 @@ bool IsLogFileOf(const std::wstring& name, const std::wstring& stem)
 
 } // namespace
 
-std::wstring LogFolder()
-{
-    wchar_t appData[MAX_PATH] = {};
-    SHGetFolderPathW(nullptr, CSIDL_APPDATA | CSIDL_FLAG_CREATE, nullptr, SHGFP_TYPE_CURRENT, appData);
-    const std::wstring folder = std::wstring(appData) + L"\\zvrLog";
-    CreateDirectoryW(folder.c_str(), nullptr);
-    return folder;
-}
-
-std::wstring LogPath(const std::wstring& name) { return LogFolder() + L"\\" + name; }
-
 std::vector<std::wstring> LogFilesOf(const std::wstring& stem)
 {
-    std::vector<std::wstring> names;
-    WIN32_FIND_DATAW found;
-    os::UniqueFindHandle search(FindFirstFileW((LogFolder() + L"\\" + stem + L"*.log").c_str(), &found));
-    if (!search)
-        return names;
-    do {
-        if (!(found.dwFileAttributes & FILE_ATTRIBUTE_DIRECTORY) && IsLogFileOf(found.cFileName, stem))
-            names.push_back(found.cFileName);
-    } while (FindNextFileW(search.get(), &found));
-    std::sort(names.begin(), names.end());
+    std::vector<std::wstring> names = fakes::LogFileNames(stem);  // sorted
+    names.erase(std::remove_if(names.begin(), names.end(),
+                               [&](const std::wstring& name) { return !IsLogFileOf(name, stem); }),
+                names.end());
     return names;
 }
 
 void DeleteLogFilesOf(const std::wstring& stem)
 {
     for (const std::wstring& name : LogFilesOf(stem)) {
-        const std::wstring path = LogPath(name);
+        const std::wstring path = fakes::LogPath(name);
         SetFileAttributesW(path.c_str(), FILE_ATTRIBUTE_NORMAL);
         DeleteFileW(path.c_str());
     }
@@ -80,7 +63,7 @@ size_t CountLinesOf(const std::wstring& stem)
 {
     size_t lines = 0;
     for (const std::wstring& name : LogFilesOf(stem))
-        lines += CountLines(LogPath(name));
+        lines += CountLines(fakes::LogPath(name));
     return lines;
 }
 

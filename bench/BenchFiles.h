@@ -1,6 +1,6 @@
 // The benchmark's files in the log folder (%APPDATA%\zvrLog, where the file
-// listener writes): a log file "<stem>.log" and its older files
-// "<stem>_0001.log" ... left by rotation.
+// listener writes; fakes::LogFolder and fakes::LogPath name it): a log file
+// "<stem>.log" and its older files "<stem>_0001.log" ... left by rotation.
 #pragma once
 
 #include <cstddef>
@@ -8,11 +8,6 @@
 #include <vector>
 
 namespace bench {
-
-// %APPDATA%\zvrLog, created if missing.
-std::wstring LogFolder();
-// LogFolder() + "\" + name.
-std::wstring LogPath(const std::wstring& name);
 
 // "<stem>.log" and "<stem>_NNNN.log" of the log folder, sorted.
 std::vector<std::wstring> LogFilesOf(const std::wstring& stem);

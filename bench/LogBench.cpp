@@ -16,6 +16,7 @@
 #include "BenchClock.h"
 #include "BenchFiles.h"
 #include "BenchTable.h"
+#include "fakes/LogFiles.h"
 
 #include "logging/LogLevels.h"
 #include "logging/LogListener.h"
@@ -289,7 +290,7 @@ double FwriteLinesPerSecond()
 {
     const std::string line =
         Utf8(LogData("Bench::Direct", kMessage100, QX::Shared::LevelInformation).GetLine()) + "\r\n";
-    const std::wstring path = bench::LogPath(FileName(kFwriteStem));
+    const std::wstring path = fakes::LogPath(FileName(kFwriteStem));
     bench::DeleteLogFilesOf(kFwriteStem);
 
     const int64_t start = bench::Ticks();
@@ -367,7 +368,7 @@ int RunBenchmark()
 {
     os::Print(L"Logging benchmark: median of %d runs; file figures over %d records of a %Iu-character message\n",
               kRuns, kFileRecords, kMessage100.size());
-    os::Print(L"log folder %s, performance counter %I64d ticks/s\n\n", bench::LogFolder().c_str(),
+    os::Print(L"log folder %s, performance counter %I64d ticks/s\n\n", fakes::LogFolder().c_str(),
               bench::TicksPerSecond());
 
     std::vector<double> filtered, accepted, getLine, getLineHeld, direct, queuedMedian, queuedP99, queuedRate, fwriteRate, lost;
