@@ -1,17 +1,12 @@
 #include "logging/LogListenerFile.h"
 
+#include "logging/LogFile.h"
 #include "logging/LogQueue.h"
 #include "platform/Api.h"
-#include "platform/Format.h"
 
-#include <io.h>
 #include <shlobj.h>
 
 #include <cstdint>
-#include <cstdlib>
-#include <map>
-#include <utility>
-#include <vector>
 
 namespace QX::Shared {
 
@@ -19,15 +14,6 @@ namespace {
 
 constexpr size_t kPathCapacity = MAX_PATH;  // characters, terminator included
 constexpr int32_t kDefaultMaxLogSize = 2048;
-constexpr wchar_t kOpenMode[] = L"a+,ccs=UTF-8";
-constexpr int kOlderFilesKept = 9;
-
-// The size limit is kept as a signed 32-bit number of kilobytes and all
-// arithmetic on it wraps like 32-bit integers do.
-int32_t Times(int32_t value, uint32_t factor)
-{
-    return static_cast<int32_t>(static_cast<uint32_t>(value) * factor);
-}
 
 std::wstring Bounded(std::wstring text)
 {
@@ -45,11 +31,6 @@ bool LooksLikeOurHead(const std::wstring& head)
            head[19] == L'.' && head[23] == L'|';
 }
 
-uint64_t WriteTime(const WIN32_FIND_DATAW& found)
-{
-    return (static_cast<uint64_t>(found.ftLastWriteTime.dwHighDateTime) << 32) | found.ftLastWriteTime.dwLowDateTime;
-}
-
 } // namespace
 
 CqxLogListenerFile::CqxLogListenerFile(bool queuedDefault, int32_t defaultMinLevel)
@@ -58,7 +39,9 @@ CqxLogListenerFile::CqxLogListenerFile(bool queuedDefault, int32_t defaultMinLev
 }
 
 CqxLogListenerFile::CqxLogListenerFile(bool queuedDefault, int32_t defaultMinLevel, const std::wstring& fileName)
-    : CqxLogListener(defaultMinLevel, nullptr, nullptr, false), m_queued(queuedDefault)
+    : CqxLogListener(defaultMinLevel, nullptr, nullptr, false),
+      m_queued(queuedDefault),
+      m_file(std::make_shared<CqxLogFile>())
 {
     PolicyKeys keys;
     OpenPolicyKeys(nullptr, keys);
@@ -73,17 +56,16 @@ std::unique_ptr<CqxLogListenerFile> CqxLogListenerFile::CreateForTesting(bool qu
 
 CqxLogListenerFile::~CqxLogListenerFile()
 {
+    // The queue gives its writer the bounded wait; a writer still running
+    // after it keeps the file (and closes it) until it ends.
     m_queue.reset();
-    m_path.clear();
     m_file.reset();
-    m_mutex.reset();
 }
 
 void CqxLogListenerFile::Initialize(const std::wstring& fileName, const PolicyKeys& keys, const wchar_t* valueName)
 {
-    m_path.clear();
-    m_maxSize = GetMaxLogSize(keys, valueName);
-    m_writeCounter = Times(m_maxSize, 10) + 1;  // the first record written checks the size
+    m_file->SetPath(L"");
+    m_file->SetMaxSize(GetMaxLogSize(keys, valueName));  // the first record written checks the size
 
     bool haveFolder = false;
     wchar_t appData[kPathCapacity] = {};
@@ -91,12 +73,13 @@ void CqxLogListenerFile::Initialize(const std::wstring& fileName, const PolicyKe
                                              appData))) {
         const std::wstring folder = Bounded(std::wstring(appData) + L"\\zvrLog");
         if (CreateDirectoryW(folder.c_str(), nullptr) || GetLastError() == ERROR_ALREADY_EXISTS) {
-            m_path = Bounded(folder + L"\\" + fileName);
+            m_file->SetPath(Bounded(folder + L"\\" + fileName));
             haveFolder = true;
         }
     }
 
-    m_mutex.reset(CreateMutexW(nullptr, FALSE, MutexNameForPath(m_path.empty() ? fileName : m_path).c_str()));
+    const std::wstring& path = m_file->Path();
+    m_file->SetMutex(CreateMutexW(nullptr, FALSE, MutexNameForPath(path.empty() ? fileName : path).c_str()));
 
     // Without a folder the listener exists but writes nothing.
     if (!haveFolder)
@@ -107,13 +90,13 @@ void CqxLogListenerFile::Initialize(const std::wstring& fileName, const PolicyKe
     // A file that does not begin like a line of this system is moved aside.
     std::wstring head;
     wint_t c = 0;
-    while (head.size() < 24 && (c = fgetwc(m_file.get())) != WEOF) {
+    while (head.size() < 24 && (c = fgetwc(m_file->Stream())) != WEOF) {
         if (head.empty() && c == 0xFEFF)
             continue;  // a byte-order mark the runtime did not skip
         head.push_back(static_cast<wchar_t>(c));
     }
     if (head.empty()) {
-        if (ferror(m_file.get()))
+        if (ferror(m_file->Stream()))
             Rotate(true);
     } else if (!LooksLikeOurHead(head)) {
         Rotate(true);
@@ -123,19 +106,19 @@ void CqxLogListenerFile::Initialize(const std::wstring& fileName, const PolicyKe
     if (ReadPolicyNumber(keys, L"QueuedWrites", /*zeroIsAbsent=*/false, queued))
         m_queued = queued != 0;
     if (m_queued)
-        m_queue = std::make_unique<CqxLogQueue>(this);
+        m_queue = std::make_unique<CqxLogQueue>(m_file);
     ReleaseFile();
 }
 
 int32_t CqxLogListenerFile::GetMaxLogSize(const PolicyKeys& keys, const wchar_t* valueName)
 {
-    if (m_maxSize != -1)
-        return m_maxSize;
+    if (m_file->MaxSize() != -1)
+        return m_file->MaxSize();
     DWORD kilobytes = 0;
     const wchar_t* name = (valueName != nullptr && valueName[0] != L'\0') ? valueName : L"MaxLogSize";
-    m_maxSize = ReadPolicyNumber(keys, name, /*zeroIsAbsent=*/true, kilobytes) ? static_cast<int32_t>(kilobytes)
-                                                                                : kDefaultMaxLogSize;
-    return m_maxSize;
+    m_file->SetMaxSize(ReadPolicyNumber(keys, name, /*zeroIsAbsent=*/true, kilobytes) ? static_cast<int32_t>(kilobytes)
+                                                                                      : kDefaultMaxLogSize);
+    return m_file->MaxSize();
 }
 
 std::wstring CqxLogListenerFile::MutexNameForPath(const std::wstring& path)
@@ -150,44 +133,9 @@ std::wstring CqxLogListenerFile::MutexNameForPath(const std::wstring& path)
     return L"Global\\" + name;
 }
 
-bool CqxLogListenerFile::OpenStream()
-{
-    m_file.reset(os::api()._wfopen(m_path.c_str(), kOpenMode));
-    return static_cast<bool>(m_file);
-}
-
-bool CqxLogListenerFile::AcquireFile()
-{
-    if (!m_mutex)
-        return false;
-    DWORD waited = WaitForSingleObject(m_mutex.get(), INFINITE);
-    if (waited == WAIT_ABANDONED) {
-        // Waited for once more: the mutex is then owned twice, released once
-        // by ReleaseFile, and so stays with this thread.
-        waited = WaitForSingleObject(m_mutex.get(), INFINITE);
-    }
-    if (waited != WAIT_OBJECT_0)
-        return false;
-    m_file.reset();
-    if (!OpenStream()) {
-        ReleaseMutex(m_mutex.get());
-        return false;
-    }
-    return true;
-}
-
-void CqxLogListenerFile::ReleaseFile()
-{
-    if (!m_file || !m_mutex)
-        return;
-    fflush(m_file.get());
-    m_file.reset();  // closed before the mutex is released
-    ReleaseMutex(m_mutex.get());
-}
-
 void CqxLogListenerFile::Write(const LogData& record)
 {
-    if (m_path.empty())
+    if (m_file->Path().empty())
         return;
     if (m_queued && m_queue) {
         m_queue->Push(record);
@@ -199,88 +147,16 @@ void CqxLogListenerFile::Write(const LogData& record)
     ReleaseFile();
 }
 
-size_t CqxLogListenerFile::WriteRecord(const LogData& record)
-{
-    if (!m_file)
-        return 0;
-    const int32_t written = m_writeCounter;
-    m_writeCounter = Times(written, 1) + 1;
-    if (written > Times(m_maxSize, 10)) {
-        Rotate(false);
-        m_writeCounter /= 2;  // the next check comes about maxSize * 5 records later
-    }
-    const std::wstring& line = record.GetLine();
-    size_t items = 0;
-    if (fputws(line.c_str(), m_file.get()) >= 0)
-        items += line.size();
-    if (fputwc(L'\n', m_file.get()) != WEOF)  // the text mode writes CR LF
-        items += 1;
-    return items;
-}
+const std::wstring& CqxLogListenerFile::Path() const { return m_file->Path(); }
 
-bool CqxLogListenerFile::Rotate(bool force)
-{
-    WIN32_FILE_ATTRIBUTE_DATA attributes;
-    if (_waccess(m_path.c_str(), 0) != 0 ||
-        !GetFileAttributesExW(m_path.c_str(), GetFileExInfoStandard, &attributes))
-        return false;
-    if (!force) {
-        if (m_maxSize <= 0)
-            return false;
-        if (attributes.nFileSizeHigh == 0 && attributes.nFileSizeLow <= static_cast<DWORD>(Times(m_maxSize, 1024)))
-            return false;
-    }
+bool CqxLogListenerFile::AcquireFile() { return m_file->Acquire(); }
 
-    wchar_t fullPath[kPathCapacity] = {};
-    GetFullPathNameW(m_path.c_str(), kPathCapacity, fullPath, nullptr);
-    wchar_t drive[_MAX_DRIVE] = {}, directory[_MAX_DIR] = {}, name[_MAX_FNAME] = {}, extension[_MAX_EXT] = {};
-    _wsplitpath_s(fullPath, drive, _MAX_DRIVE, directory, _MAX_DIR, name, _MAX_FNAME, extension, _MAX_EXT);
-    const std::wstring folder = std::wstring(drive) + directory;
-    const std::wstring base = folder + name;
+void CqxLogListenerFile::ReleaseFile() { m_file->Release(); }
 
-    // The older files, oldest first; files written at the same moment count once.
-    std::map<uint64_t, std::wstring> older;
-    WIN32_FIND_DATAW found;
-    os::UniqueFindHandle search(FindFirstFileW((base + L"_*.log").c_str(), &found));
-    if (search) {
-        do {
-            older.emplace(WriteTime(found), found.cFileName);
-        } while (FindNextFileW(search.get(), &found));
-    }
+size_t CqxLogListenerFile::WriteRecord(const LogData& record) { return m_file->WriteRecord(record); }
 
-    // With exactly nine the oldest goes; with more, none does.
-    if (older.size() == kOlderFilesKept) {
-        DeleteFileW((folder + older.begin()->second).c_str());
-        older.erase(older.begin());
-    }
+bool CqxLogListenerFile::Rotate(bool force) { return m_file->Rotate(force); }
 
-    // Each older file moves up one number, through a temporary name so that
-    // no move lands on a file not yet moved.
-    std::vector<std::pair<std::wstring, std::wstring>> moves;  // temporary name, target
-    int n = static_cast<int>(older.size()) + 1;
-    for (const auto& entry : older) {
-        const std::wstring target = os::FormatString(L"%s_%04d.log", base.c_str(), n);
-        wchar_t temporary[kPathCapacity] = {};
-        GetTempFileNameW(folder.c_str(), L"_log_", static_cast<UINT>(n % 256), temporary);
-        DeleteFileW(temporary);
-        if (!MoveFileW((folder + entry.second).c_str(), temporary)) {
-            moves.clear();  // files already moved keep their temporary names
-            break;
-        }
-        moves.emplace_back(temporary, target);
-        --n;
-    }
-    for (const auto& move : moves)
-        MoveFileW(move.first.c_str(), move.second.c_str());
-
-    // The current file is moved closed, and opened again under its name.
-    const bool wasOpen = static_cast<bool>(m_file);
-    m_file.reset();
-    MoveFileW(m_path.c_str(), os::FormatString(L"%s_0001.log", base.c_str()).c_str());
-    if (wasOpen)
-        OpenStream();
-    return false;
-}
 
 bool CqxLogListenerFile::QueueDrained() const
 {

@@ -7,19 +7,21 @@
 // file: it is opened, written, flushed and closed while the mutex is held, so
 // several processes and listeners can share one file. Records are written on
 // the logging thread (direct) or handed to a CqxLogQueue whose writer thread
-// writes them (queued, the default listener of the process).
+// writes them (queued, the default listener of the process). The file
+// itself (path, size limit, mutex, stream, rotation) is a CqxLogFile that
+// the listener shares with its queue's writer; the file methods below are
+// its.
 #pragma once
 
 #include "logging/LogListener.h"
 #include "logging/PolicyKeys.h"
-#include "platform/UniqueHandle.h"
 
-#include <cstdio>
 #include <memory>
 #include <string>
 
 namespace QX::Shared {
 
+class CqxLogFile;
 class CqxLogQueue;
 
 class CqxLogListenerFile : public CqxLogListener {
@@ -30,7 +32,8 @@ public:
     static std::unique_ptr<CqxLogListenerFile> CreateForTesting(bool queuedDefault, int32_t defaultMinLevel,
                                                                 const std::wstring& fileName);
     // Gives a queued writer its bounded time, then closes the file if it is
-    // still open, then the mutex.
+    // still open, then the mutex; a writer still running after that keeps
+    // the file and closes it itself.
     ~CqxLogListenerFile() override;
 
     void Write(const LogData& record) override;
@@ -53,7 +56,7 @@ public:
     // Writes one record to the acquired file, with the size check cadence.
     size_t WriteRecord(const LogData& record);
 
-    const std::wstring& Path() const { return m_path; }
+    const std::wstring& Path() const;
     // Every record handed to a queued listener is in the file (always true
     // for a direct one).
     bool QueueDrained() const;
@@ -65,16 +68,10 @@ public:
 private:
     CqxLogListenerFile(bool queuedDefault, int32_t defaultMinLevel, const std::wstring& fileName);
     void Initialize(const std::wstring& fileName, const PolicyKeys& keys, const wchar_t* valueName);
-    bool OpenStream();
 
-    std::wstring m_path;         // empty when no usable folder exists
-    int32_t m_maxSize = -1;      // kilobytes; -1 until read
-    int32_t m_writeCounter = 0;  // records written since the last size check
     bool m_queued;
-    // Declared before the file, so that a file still open when the listener
-    // goes away is closed before the mutex.
-    os::UniqueHandle m_mutex;
-    os::UniqueStdioFile m_file;  // open only between AcquireFile and ReleaseFile
+    // The file, its limit and its mutex, shared with the queue's writer.
+    std::shared_ptr<CqxLogFile> m_file;
     std::unique_ptr<CqxLogQueue> m_queue;
 };
 

@@ -1,76 +1,89 @@
 #include "logging/LogQueue.h"
 
-#include "logging/LogListenerFile.h"
+#include "logging/LogFile.h"
 #include "platform/Api.h"
 
 #include <process.h>
 
 namespace QX::Shared {
 
-CqxLogQueue::CqxLogQueue(CqxLogListenerFile* listener) : m_listener(listener) {}
+CqxLogQueue::CqxLogQueue(std::shared_ptr<CqxLogFile> file) : m_state(std::make_shared<State>())
+{
+    m_state->file = std::move(file);
+}
 
 CqxLogQueue::~CqxLogQueue()
 {
-    m_lock.Enter();
-    if (m_busy) {
-        for (int round = 0; round < 2 && m_listener != nullptr && m_thread; ++round) {
+    State& state = *m_state;
+    state.lock.Enter();
+    if (state.busy) {
+        for (int round = 0; round < 2 && state.file && state.thread; ++round) {
             os::api().Sleep(100);
-            m_lock.Leave();
-            const DWORD waited = os::api().WaitForSingleObject(m_thread.get(), 500);
-            m_lock.Enter();
-            if (waited != WAIT_TIMEOUT || !m_busy)
+            state.lock.Leave();
+            const DWORD waited = os::api().WaitForSingleObject(state.thread.get(), 500);
+            state.lock.Enter();
+            if (waited != WAIT_TIMEOUT || !state.busy)
                 break;
         }
     }
-    // A writer still running now belongs to a process that is ending.
-    m_records.clear();
-    m_lock.Leave();
-    m_thread.reset();
+    // A writer still running now belongs to a process that is ending: it
+    // finds the list empty after the record in hand, releases the file and
+    // ends, holding the state until then.
+    state.records.clear();
+    state.lock.Leave();
+    state.thread.reset();
 }
 
 void CqxLogQueue::Push(const CqxLogListener::LogData& record)
 {
-    os::CriticalSectionLock lock(m_lock);
-    m_records.push_back(record);
-    if (!m_busy) {
+    State& state = *m_state;
+    os::CriticalSectionLock lock(state.lock);
+    state.records.push_back(record);
+    if (!state.busy) {
+        auto* writerState = new std::shared_ptr<State>(m_state);
         // The handle of the previous writer, which takes no more records, is closed.
-        m_thread.reset(
-            reinterpret_cast<HANDLE>(_beginthreadex(nullptr, 0, &CqxLogQueue::DrainQueue, this, 0, nullptr)));
-        m_busy = static_cast<bool>(m_thread);
+        state.thread.reset(
+            reinterpret_cast<HANDLE>(_beginthreadex(nullptr, 0, &CqxLogQueue::DrainQueue, writerState, 0, nullptr)));
+        state.busy = static_cast<bool>(state.thread);
+        if (!state.busy)
+            delete writerState;
     }
 }
 
 bool CqxLogQueue::Drained() const
 {
-    os::CriticalSectionLock lock(m_lock);
+    State& state = *m_state;
+    os::CriticalSectionLock lock(state.lock);
     // The writer flushes and closes the file after it has cleared busy.
-    return m_records.empty() && !m_busy && (!m_thread || WaitForSingleObject(m_thread.get(), 0) == WAIT_OBJECT_0);
+    return state.records.empty() && !state.busy &&
+           (!state.thread || WaitForSingleObject(state.thread.get(), 0) == WAIT_OBJECT_0);
 }
 
 unsigned __stdcall CqxLogQueue::DrainQueue(void* context)
 {
-    auto* queue = static_cast<CqxLogQueue*>(context);
-    if (!queue->m_listener->AcquireFile()) {
+    const std::unique_ptr<std::shared_ptr<State>> owned(static_cast<std::shared_ptr<State>*>(context));
+    State& state = **owned;
+    if (!state.file->Acquire()) {
         // The records stay queued for the next writer.
-        os::CriticalSectionLock lock(queue->m_lock);
-        queue->m_busy = false;
+        os::CriticalSectionLock lock(state.lock);
+        state.busy = false;
         return 0;
     }
     // Takes everything queued so far in one step and writes it outside the
     // lock, so callers only ever wait for a swap.
-    decltype(queue->m_records) batch;
-    queue->m_lock.Enter();
-    while (!queue->m_records.empty()) {
-        batch.swap(queue->m_records);
-        queue->m_lock.Leave();
+    decltype(state.records) batch;
+    state.lock.Enter();
+    while (!state.records.empty()) {
+        batch.swap(state.records);
+        state.lock.Leave();
         for (const CqxLogListener::LogData& record : batch)
-            queue->m_listener->WriteRecord(record);
+            state.file->WriteRecord(record);
         batch.clear();
-        queue->m_lock.Enter();
+        state.lock.Enter();
     }
-    queue->m_busy = false;
-    queue->m_lock.Leave();
-    queue->m_listener->ReleaseFile();
+    state.busy = false;
+    state.lock.Leave();
+    state.file->Release();
     return 0;
 }
 

@@ -522,6 +522,62 @@ TEST(StuckWriterDeathTest, StoppingWaitsTwoRoundsOf100MsPauseAnd500MsWait)
     EXPECT_EXIT(StopWithAStuckWriter(), ::testing::ExitedWithCode(0), "\\[100 100 wait 500 wait 500 \\]");
 }
 
+// Holds the writer in its open of the file (the mutex already taken) until
+// the test lets it go.
+HANDLE g_opening = nullptr;
+HANDLE g_proceed = nullptr;
+FILE* __cdecl OpenWhenLetGo(const wchar_t* path, const wchar_t* mode)
+{
+    SetEvent(g_opening);
+    WaitForSingleObject(g_proceed, logging_tests::kWaitBoundMilliseconds);
+    return _wfopen(path, mode);
+}
+
+// A writer still opening the file when its listener is destroyed (the
+// bounded waits over, the queue's records discarded) outlives the listener.
+// It goes on with the file it shares with the listener: finds nothing left
+// to write, closes the file and releases the mutex, which is then free, not
+// abandoned.
+TEST_F(LogListenerFileTest, AWriterThatOutlivesItsListenerReleasesTheFileAndItsMutex)
+{
+    auto listener = Listener(/*queued=*/true);
+    // A handle of the test's own keeps the mutex in existence whoever else
+    // closes theirs.
+    const os::UniqueHandle mutex(
+        OpenMutexW(SYNCHRONIZE, FALSE, CqxLogListenerFile::MutexNameForPath(listener->Path()).c_str()));
+    ASSERT_TRUE(mutex);
+    const os::UniqueHandle opening(CreateEventW(nullptr, TRUE, FALSE, nullptr));
+    const os::UniqueHandle proceed(CreateEventW(nullptr, TRUE, FALSE, nullptr));
+    g_opening = opening.get();
+    g_proceed = proceed.get();
+    fakes::VirtualClock clock;
+    std::vector<DWORD> timedWaits;
+    g_timedWaits = &timedWaits;
+    os::ScopedApiOverride seam;
+    seam->WaitForSingleObject = &TimedWaitTimesOut;
+    seam->_wfopen = &OpenWhenLetGo;
+
+    listener->Write(Record(1));
+    ASSERT_EQ(WaitForSingleObject(opening.get(), logging_tests::kWaitBoundMilliseconds), WAIT_OBJECT_0);
+    listener.reset();
+    EXPECT_EQ(clock.Pauses(), (std::vector<DWORD>{100, 100}));
+    EXPECT_EQ(timedWaits, (std::vector<DWORD>{500, 500}));
+
+    SetEvent(proceed.get());
+    // The writer holds the mutex until it has closed the file.
+    DWORD taken = WAIT_TIMEOUT;
+    for (int look = 0; look < 250 && taken == WAIT_TIMEOUT; ++look) {
+        taken = WaitForSingleObject(mutex.get(), 0);
+        if (taken == WAIT_TIMEOUT)
+            Sleep(20);
+    }
+    if (taken == WAIT_OBJECT_0 || taken == WAIT_ABANDONED)
+        ReleaseMutex(mutex.get());
+    g_timedWaits = nullptr;
+    EXPECT_EQ(taken, static_cast<DWORD>(WAIT_OBJECT_0)) << "the mutex was left abandoned or held";
+    EXPECT_TRUE(ReadLines(m_path).empty());
+}
+
 TEST_F(LogListenerFileTest, StoppingAfterTheWriterEndedDoesNotWait)
 {
     auto listener = Listener(/*queued=*/true);
