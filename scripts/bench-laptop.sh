@@ -52,7 +52,8 @@ measure() {
   ready=${out##* at }
   laptop wait "$@" "$bound" >/dev/null || { echo "bench: $verb: not reached: $*" >&2; exit 1; }
   settled
-  figures=$(laptop log 5000 | awk -v ready="$ready" -v wifi="$wifi" -f "$root/scripts/reaction.awk")
+  figures=$(laptop log 5000 | awk -v ready="$ready" -v wifi="$wifi" -f "$root/scripts/reaction.awk") ||
+    { echo "bench: laptop.sh log failed" >&2; exit 1; }
   [ "$figures" != none ] || { echo "bench: $verb at $ready: no Wi-Fi $wifi after an event in the log" >&2; exit 1; }
   # "detection D service S platform P own O" -> "D S P O"
   awk '{ print $2, $4, $6, $8 }' <<<"$figures"

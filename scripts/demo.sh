@@ -47,7 +47,7 @@ now_stamp() { date '+%Y/%m/%d %H:%M:%S.%3N'; }
 wifi_reaction() {
   local figures tries
   for ((tries = 0; tries < 20; tries++)); do
-    figures=$(laptop log 5000 | awk -v ready="$1" -v wifi="$2" -f "$root/scripts/reaction.awk")
+    figures=$(laptop log 5000 | awk -v ready="$1" -v wifi="$2" -f "$root/scripts/reaction.awk") || figures=none
     if [ "$figures" != none ]; then
       # "detection D service S platform P own O"
       read -r _ d _ s _ p _ o <<<"$figures"

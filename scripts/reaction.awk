@@ -52,6 +52,9 @@ BEGIN {
     found = 0
 }
 
+# Once found, the rest is read but not looked at: leaving early would break
+# the pipe of whoever writes the log into this program.
+found { next }
 { sub(/\r$/, "") }
 substr($0, 1, 23) < ready { next }
 
@@ -92,7 +95,7 @@ where == "ServiceUtils::SwitchWlanStatus" && index(text, set_line) == 1 {
     printf "detection %d service %d platform %d own %d\n", event[thread] - ready_ms, now - event[thread],
         platform[thread], now - event[thread] - platform[thread]
     found = 1
-    exit 0
+    next
 }
 
 END {

@@ -45,7 +45,8 @@ timed() {
   [[ $out == *" at "20[0-9][0-9]/[0-9][0-9]/[0-9][0-9]" "[0-9][0-9]:[0-9][0-9]:[0-9][0-9].[0-9][0-9][0-9] ]] ||
     { bad "$label: no moment in '$out'"; return; }
   for ((tries = 0; tries < 100; tries++)); do
-    figures=$(laptop log 5000 | awk -v ready="${out##* at }" -v wifi="$wifi" -f "$root/scripts/reaction.awk")
+    figures=$(laptop log 5000 | awk -v ready="${out##* at }" -v wifi="$wifi" -f "$root/scripts/reaction.awk") ||
+      figures="(laptop.sh log failed)"
     [ "$figures" != none ] && break
     sleep 0.1
   done
