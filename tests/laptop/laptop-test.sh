@@ -137,6 +137,14 @@ expect_misuse "log before up" "not up" log
 expect_misuse "unknown verb" "unknown verb 'fly'" fly
 expect_misuse "wifi maybe" "wifi: say on or off, not 'maybe'" wifi maybe
 expect_misuse "firmware without a setting" "firmware: say wlan or wwan" firmware
+# A missing tool: the machine's programs without wine.
+nowine=$(mktemp -d)
+for tool in /usr/local/sbin/* /usr/local/bin/* /usr/sbin/* /usr/bin/* /sbin/* /bin/*; do
+  name=${tool##*/}
+  [[ $name == wine ]] || [ -e "$nowine/$name" ] || ln -s "$tool" "$nowine/$name"
+done
+PATH=$nowine expect_misuse "wine missing" "^laptop.sh: wine is not installed \(run scripts/setup.sh\)$" state
+rm -rf "$nowine"
 if command -v setpriv >/dev/null; then
   rc=0
   err=$(setpriv --reuid=65534 --regid=65534 --clear-groups bash "$controller" state 2>&1 >/dev/null) || rc=$?
