@@ -241,6 +241,12 @@ TEST(StopTest, StopAndShutdownWhileTheWorkerIsStillStartingNeitherCrashNorHang)
     WorkerGate gate;
     laptop.StartService();
     ASSERT_TRUE(gate.WaitUntilReached());
+    // The worker queued the watcher before the gate; its thread has armed
+    // the notification once before the stop comes (a watcher that starts
+    // after the stop ends without a word).
+    for (int wait = 0; wait < 2000 && laptop.WatcherPasses() < 1; ++wait)
+        std::this_thread::sleep_for(std::chrono::milliseconds(10));
+    ASSERT_GE(laptop.WatcherPasses(), 1);
 
     // The stop runs while the worker waits at the gate; it returns once
     // the worker and the watcher have ended.
