@@ -45,6 +45,19 @@ std::vector<std::wstring> RecordingListener::LinesOf(const std::string& function
     return lines;
 }
 
+std::vector<std::wstring> RecordingListener::Entered(const std::vector<std::string>& functions) const
+{
+    std::vector<std::wstring> entered;
+    for (const LogData& record : Records()) {
+        if (LineOf(record).rfind(L"TraceIn|", 0) != 0)
+            continue;
+        for (const std::string& function : functions)
+            if (record.Function() == function)
+                entered.emplace_back(function.begin(), function.end());
+    }
+    return entered;
+}
+
 void RecordingListener::Clear()
 {
     std::lock_guard<std::mutex> lock(m_lock);

@@ -33,6 +33,9 @@ public:
     std::vector<std::wstring> Lines() const;
     // The records logged under `function`, in the same form.
     std::vector<std::wstring> LinesOf(const std::string& function) const;
+    // Which of `functions` were entered (their TraceIn records), in order,
+    // once per entry: the steps an operation reached.
+    std::vector<std::wstring> Entered(const std::vector<std::string>& functions) const;
     void Clear();
 
 private:
@@ -60,6 +63,10 @@ public:
     std::vector<QX::Shared::CqxLogListener::LogData> Records() const { return m_recorder->Records(); }
     std::vector<std::wstring> Lines() const { return m_recorder->Lines(); }
     std::vector<std::wstring> LinesOf(const std::string& function) const { return m_recorder->LinesOf(function); }
+    std::vector<std::wstring> Entered(const std::vector<std::string>& functions) const
+    {
+        return m_recorder->Entered(functions);
+    }
     void Clear() { m_recorder->Clear(); }
 
 private:

@@ -92,22 +92,18 @@ step() {
   fi
 }
 
-# plug_handled LABEL ARGS...: plug, then until the service has handled the
-# connect event (for assertions that something did not change).
-plug_handled() {
-  local label=$1 before
-  shift
-  before=$(log_count "$event_connected")
-  step "$label" plug "$@"
-  handled "$event_connected" "$before" || bad "$label: no connect event handled in the log within $react s"
-}
+# plug_handled LABEL ARGS... and pull_handled LABEL ARGS...: the verb, then
+# until the service has handled the connect (or disconnect) event it causes
+# (for assertions that something did not change).
+plug_handled() { wire_handled plug "$event_connected" connect "$@"; }
+pull_handled() { wire_handled pull "$event_disconnected" disconnect "$@"; }
 
-pull_handled() {
-  local label=$1 before
-  shift
-  before=$(log_count "$event_disconnected")
-  step "$label" pull "$@"
-  handled "$event_disconnected" "$before" || bad "$label: no disconnect event handled in the log within $react s"
+wire_handled() {
+  local verb=$1 kind=$2 what=$3 label=$4 before
+  shift 4
+  before=$(log_count "$kind")
+  step "$label" "$verb" "$@"
+  handled "$kind" "$before" || bad "$label: no $what event handled in the log within $react s"
 }
 
 # in_laptop PROGRAM ARGS...: a Windows program in the laptop's Wine session

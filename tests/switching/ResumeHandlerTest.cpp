@@ -92,23 +92,11 @@ protected:
     // The entry lines of the operations the handler reached, in order.
     Lines Reached() const
     {
-        static const char* const kOperations[] = {
-            "Utils::WaitforServiceToStartRunning",     "ServiceUtils::SwitchWwanStatusWithRetry",
+        return m_log.Entered({
+            "Utils::WaitforServiceToStartRunning", "ServiceUtils::SwitchWwanStatusWithRetry",
             "ServiceUtils::SwitchWlanStatusWithRetry", "ServiceUtils::StartWLANService",
-            "ServiceUtils::StartWWANService",          "CMainService::UpdateWlanPowerStatus",
-            "CMainService::UpdateWwanPowerStatus"};
-        Lines reached;
-        for (const auto& record : m_log.Records()) {
-            const std::wstring line = fakes::LineOf(record);
-            if (line.rfind(L"TraceIn|", 0) != 0)
-                continue;
-            for (const char* operation : kOperations) {
-                const std::wstring name(operation, operation + strlen(operation));
-                if (line.compare(8, name.size() + 1, name + L"|") == 0)
-                    reached.push_back(name);
-            }
-        }
-        return reached;
+            "ServiceUtils::StartWWANService", "CMainService::UpdateWlanPowerStatus",
+            "CMainService::UpdateWwanPowerStatus"});
     }
     // The names of the services the handler waited for, from the SCM's opens.
     std::vector<std::wstring> ServicesOpened() const

@@ -318,25 +318,13 @@ protected:
     // steps call inside other steps too).
     Lines Reached() const
     {
-        static const char* const kOperations[] = {
-            "NLMUtils::GetAutoSwitchingStatus",        "Utils::WaitforServiceToStartRunning",
-            "CMainService::ListenForWlanEvents",       "CMainService::RegisterWlanNotification",
-            "NLMUtils::PrintNetworkConnections",       "NLMEventHandler::CheckEthernetConnectionStatusEx",
-            "ServiceUtils::SwitchWlanStatus",          "CMainService::UpdateWlanPowerStatus",
-            "ServiceUtils::EnumerateWwanInterfaces",   "CMainService::ListenForWwanEvents",
-            "ServiceUtils::SwitchWwanStatus",          "CMainService::UpdateWwanPowerStatus"};
-        Lines reached;
-        for (const auto& record : m_log.Records()) {
-            const std::wstring line = fakes::LineOf(record);
-            if (line.rfind(L"TraceIn|", 0) != 0)
-                continue;
-            for (const char* operation : kOperations) {
-                const std::wstring name(operation, operation + std::strlen(operation));
-                if (line.compare(8, name.size() + 1, name + L"|") == 0)
-                    reached.push_back(name);
-            }
-        }
-        return reached;
+        return m_log.Entered({
+            "NLMUtils::GetAutoSwitchingStatus", "Utils::WaitforServiceToStartRunning",
+            "CMainService::ListenForWlanEvents", "CMainService::RegisterWlanNotification",
+            "NLMUtils::PrintNetworkConnections", "NLMEventHandler::CheckEthernetConnectionStatusEx",
+            "ServiceUtils::SwitchWlanStatus", "CMainService::UpdateWlanPowerStatus",
+            "ServiceUtils::EnumerateWwanInterfaces", "CMainService::ListenForWwanEvents",
+            "ServiceUtils::SwitchWwanStatus", "CMainService::UpdateWwanPowerStatus"});
     }
     bool ModemWasSet() const
     {
