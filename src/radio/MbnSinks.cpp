@@ -8,7 +8,25 @@
 
 using namespace QX::Shared;
 
-os::ComPtr<IMbnRadio> MbnRadioCompleted;
+IMbnRadio* MbnRadioCompleted = nullptr;
+
+namespace {
+
+// Puts `radio` (with a reference of its own, when there is one) in the place
+// of the kept radio, and gives back the reference on the one it replaces.
+void KeepCompletedRadio(IMbnRadio* radio)
+{
+    if (radio != nullptr)
+        radio->AddRef();
+    IMbnRadio* previous = MbnRadioCompleted;
+    MbnRadioCompleted = radio;
+    if (previous != nullptr)
+        previous->Release();
+}
+
+} // namespace
+
+void ReleaseMbnRadioCompletedForTesting() { KeepCompletedRadio(nullptr); }
 
 CMbnSinks::CMbnSinks()
 {
@@ -59,9 +77,7 @@ HRESULT STDMETHODCALLTYPE CMbnSinks::OnSetSoftwareRadioStateComplete(IMbnRadio* 
                     status);
     try {
         std::lock_guard<std::mutex> lock(m_lock);
-        if (radio != nullptr)
-            radio->AddRef();
-        MbnRadioCompleted.Reset(radio);
+        KeepCompletedRadio(radio);
         op.Log(LevelInformation, L"NetworkChangedForSetRadio Status = %d", ServiceUtils::NetworkChangedForSetRadio);
         op.Log(LevelInformation, L"LAN-WWAN Auto Switching Status = %d", LanWwanSwitchingEnabled);
         int ethernetStatus = 0;

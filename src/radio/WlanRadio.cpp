@@ -36,6 +36,15 @@ DWORD PhysInRadioState(const WLAN_RADIO_STATE& radioState)
     return radioState.dwNumberOfPhys < WLAN_MAX_PHY_INDEX ? radioState.dwNumberOfPhys : WLAN_MAX_PHY_INDEX;
 }
 
+// The same bound for the capability's count: a driver that reports more PHYs
+// than the structure can describe (four billion, say) gets one set per PHY
+// the structure holds, not a set call per count under WlanSwitchMutex.
+DWORD PhysInCapability(const WLAN_INTERFACE_CAPABILITY& capability)
+{
+    return capability.dwNumberOfSupportedPhys < WLAN_MAX_PHY_INDEX ? capability.dwNumberOfSupportedPhys
+                                                                   : WLAN_MAX_PHY_INDEX;
+}
+
 void LogInterfaceState(const FunctionLog& log, WLAN_INTERFACE_STATE state)
 {
     log.Log(LevelInformation, L"Interface State :  ");
@@ -200,8 +209,9 @@ bool SwitchWlanStatus(const bool& wanted, const bool& checkAirplaneMode)
         if (error != ERROR_SUCCESS || !capability) {
             op.Log(LevelError, L"WlanGetInterfaceCapability failed !err is %d", error);
         } else {
-            const DWORD phys = capability.get()->dwNumberOfSupportedPhys;
-            op.Log(LevelInformation, L"The number of supported PHY types : %u", phys);
+            op.Log(LevelInformation, L"The number of supported PHY types : %u",
+                   capability.get()->dwNumberOfSupportedPhys);
+            const DWORD phys = PhysInCapability(*capability.get());
             int lastPass = 0;
             for (int pass = 0; pass <= kLastSetPass; ++pass) {
                 lastPass = pass;

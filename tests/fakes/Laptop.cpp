@@ -328,7 +328,7 @@ bool Laptop::PowerOff()
         MbnInterfaceManager->Release();
         MbnInterfaceManager = nullptr;
     }
-    MbnRadioCompleted.Reset();
+    ReleaseMbnRadioCompletedForTesting();
     m_poweredOff = true;
     return settled;
 }

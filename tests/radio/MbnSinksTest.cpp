@@ -5,6 +5,7 @@
 
 #include "radio/WwanRadio.h"
 
+#include "fakes/FakeComObjects.h"
 #include "fakes/FakeComTexts.h"
 #include "fakes/Adapters.h"
 #include "fakes/FakeIpHelper.h"
@@ -23,6 +24,7 @@
 #include <chrono>
 #include <future>
 #include <string>
+#include <type_traits>
 #include <vector>
 
 namespace {
@@ -54,7 +56,7 @@ protected:
     {
         m_model.WaitForCompletions();
         m_sink->Release();
-        MbnRadioCompleted.Reset();
+        ReleaseMbnRadioCompletedForTesting();
         m_manager.Reset();
     }
     // The user switches the radio; the completion is handled before this returns.
@@ -173,14 +175,25 @@ TEST_F(MbnSinksTest, ACompletionOfTheServicesOwnSwitchIsNotProcessed)
     EXPECT_EQ(Lines().back(), Line(L"Information", L"Not Processing OnSetSoftwareRadioStateComplete"));
 }
 
-TEST_F(MbnSinksTest, TheLastCompletedRadioIsKeptAndTheOneBeforeReleased)
+// Kept for the life of the process and never released by a static
+// destructor, which would run after COM has been uninitialised.
+static_assert(std::is_trivially_destructible_v<decltype(MbnRadioCompleted)>);
+
+TEST_F(MbnSinksTest, TheLastCompletedRadioIsKeptWithAReferenceOfItsOwnAndTheOneBeforeReleased)
 {
     UserSwitches(MBN_RADIO_ON, 1);
-    ASSERT_TRUE(MbnRadioCompleted);
-    IMbnRadio* first = MbnRadioCompleted.Get();
+    // The modem has given back its own references once the completion is
+    // handled: the radio lives on the sink's reference alone.
+    ASSERT_EQ(m_model.LiveObjects(), 2);  // the manager and the kept radio
+    ASSERT_NE(MbnRadioCompleted, nullptr);
+    EXPECT_EQ(fakes::ReferencesOf(MbnRadioCompleted), 1u);
+    IMbnRadio* first = MbnRadioCompleted;
     UserSwitches(MBN_RADIO_OFF, 2);
-    EXPECT_NE(MbnRadioCompleted.Get(), first);
-    MbnRadioCompleted.Reset();
+    EXPECT_NE(MbnRadioCompleted, first);
+    EXPECT_EQ(m_model.LiveObjects(), 2);  // the first one went
+    EXPECT_EQ(fakes::ReferencesOf(MbnRadioCompleted), 1u);
+    ReleaseMbnRadioCompletedForTesting();
+    EXPECT_EQ(MbnRadioCompleted, nullptr);
     EXPECT_EQ(m_model.LiveObjects(), 1);  // the manager
 }
 
