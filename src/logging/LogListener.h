@@ -67,6 +67,9 @@ public:
 
     virtual void Write(const LogData& record) = 0;
     virtual int32_t GetType() const = 0;
+    // Gives records still on their way their bounded time to reach the
+    // output (a queued file listener's writer); nothing for the others.
+    virtual void Flush() {}
 
     int32_t MinLevel() const { return m_minLevel; }
     int32_t MaxLevel() const { return m_maxLevel; }

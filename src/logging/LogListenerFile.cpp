@@ -163,4 +163,16 @@ bool CqxLogListenerFile::QueueDrained() const
     return !m_queue || m_queue->Drained();
 }
 
+bool CqxLogListenerFile::QueueIdle() const { return !m_queue || m_queue->Idle(); }
+
+size_t CqxLogListenerFile::QueuedRecords() const { return m_queue ? m_queue->Queued() : 0; }
+
+size_t CqxLogListenerFile::DroppedRecords() const { return m_queue ? m_queue->Dropped() : 0; }
+
+void CqxLogListenerFile::Flush()
+{
+    if (m_queue)
+        m_queue->Flush();
+}
+
 } // namespace QX::Shared

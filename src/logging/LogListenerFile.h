@@ -39,6 +39,7 @@ public:
     void Write(const LogData& record) override;
     // The mode in force after the policy was read.
     int32_t GetType() const override { return m_queued ? TypeFileQueued : TypeFileDirect; }
+    void Flush() override;
 
     // The size limit in kilobytes: read once ("MaxLogSize" by default; absent
     // or 0 in both keys: 2048), then kept.
@@ -60,6 +61,12 @@ public:
     // Every record handed to a queued listener is in the file (always true
     // for a direct one).
     bool QueueDrained() const;
+    // Records a queued listener keeps for a writer, and those it dropped at
+    // the queue's bound (0 for a direct one).
+    size_t QueuedRecords() const;
+    // No queued writer is at work (always true for a direct listener).
+    bool QueueIdle() const;
+    size_t DroppedRecords() const;
 
     // The mutex name for a log file path: "Global\" and the path without its
     // drive part, with backslashes turned into dots.

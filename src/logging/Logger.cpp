@@ -36,6 +36,12 @@ CqxLogger::~CqxLogger()
         listener.reset();
 }
 
+void CqxLogger::Flush() const
+{
+    for (int32_t slot = 0; slot < m_listenerCount; ++slot)
+        m_listeners[static_cast<size_t>(slot)]->Flush();
+}
+
 void CqxLogger::Dispatch(const CqxLogListener::LogData& record) const
 {
     const int32_t level = record.Level();

@@ -48,6 +48,8 @@ public:
 
     // Hands the record to every listener whose range admits its level.
     void Dispatch(const CqxLogListener::LogData& record) const;
+    // Every listener's Flush, in slot order.
+    void Flush() const;
 
     // Adds one timed call of `function` to the statistics.
     void AddTiming(const char* function, double milliseconds);

@@ -23,7 +23,8 @@ void LoggerSlot::Close()
     std::lock_guard<std::mutex> lock(m_creation);
     m_closed = true;
     m_current.store(nullptr, std::memory_order_release);
-    m_owned.reset();
+    if (m_owned)
+        m_owned->Flush();
 }
 
 std::unique_ptr<CqxLogger> LoggerSlot::ExchangeForTesting(std::unique_ptr<CqxLogger> logger)
@@ -48,9 +49,9 @@ std::unique_ptr<CqxLogger> CreateProcessLogger()
 
 LoggerSlot& ProcessSlot()
 {
-    // Never freed: records may still arrive from other threads while the
-    // process ends. The logger inside is destroyed at exit by the handler
-    // registered here.
+    // Never freed, nor the logger in it: records may still arrive from
+    // other threads while the process ends. The handler registered here
+    // flushes the logger at exit and hands it out no more.
     static LoggerSlot* slot = [] {
         auto* created = new LoggerSlot(&CreateProcessLogger);
         std::atexit([] { ProcessSlot().Close(); });

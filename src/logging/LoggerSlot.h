@@ -31,8 +31,11 @@ public:
     // The logger, or null; never creates one.
     CqxLogger* Peek() const { return m_current.load(std::memory_order_acquire); }
 
-    // Destroys the logger; from then on Get returns null and creates nothing,
-    // so that records logged during process exit are dropped, not re-created.
+    // Flushes the logger; from then on Get and Peek return null and Get
+    // creates nothing, so that records logged during process exit are
+    // dropped, not re-created. The logger itself is destroyed only with the
+    // slot: a thread that fetched it before the close may still be logging
+    // with it (the process slot is never destroyed).
     void Close();
 
     // Puts `logger` in the slot and returns the one it held; the caller must

@@ -6,6 +6,7 @@
 #include <gtest/gtest.h>
 
 #include <atomic>
+#include <memory>
 #include <string>
 #include <thread>
 #include <vector>
@@ -89,6 +90,32 @@ TEST(LoggerSlot, ClosedSlotCreatesNothing)
     slot.Close();
     EXPECT_EQ(slot.Get(), nullptr);
     EXPECT_EQ(g_created.load(), 1);
+}
+
+// A logger whose one listener records what reaches it.
+fakes::RecordingListener* g_recorder = nullptr;
+std::unique_ptr<CqxLogger> RecordingFactory()
+{
+    auto recorder = std::make_unique<fakes::RecordingListener>();
+    g_recorder = recorder.get();
+    CqxLogger::Listeners listeners;
+    listeners.push_back(std::move(recorder));
+    return CqxLogger::Assemble(std::move(listeners));
+}
+
+TEST(LoggerSlot, AThreadThatFetchedTheLoggerBeforeTheCloseStillLogsWithIt)
+{
+    LoggerSlot slot(&RecordingFactory);
+    CqxLogger* fetched = slot.Get();
+    ASSERT_NE(fetched, nullptr);
+    // The exit handler closes the slot while another thread is between
+    // fetching the logger and logging with it.
+    slot.Close();
+    EXPECT_EQ(slot.Peek(), nullptr);
+    EXPECT_EQ(slot.Get(), nullptr);
+    std::thread late([fetched] { QX::Shared::Log(fetched, 3, "Late::Thread", L"after the close"); });
+    late.join();
+    EXPECT_EQ(g_recorder->Lines(), (std::vector<std::wstring>{L"Information|Late::Thread|after the close"}));
 }
 
 TEST(ProcessLogger, GetLoggerGivesOneLoggerForTheProcess)
