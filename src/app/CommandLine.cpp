@@ -16,6 +16,10 @@ int SecurityInitialized = 0;
 
 namespace {
 
+// Longer than any one step of the start-up worker (its longest waits are
+// 15 tries of a second for a radio service, and the Wi-Fi set's 81 passes).
+constexpr DWORD kWorkItemsBoundMilliseconds = 60000;
+
 // Case-insensitive for ASCII letters only, whatever the locale.
 bool EqualsAsciiNoCase(const wchar_t* text, const wchar_t* expected)
 {
@@ -46,11 +50,21 @@ void RunAsService()
 
     // Built in zero-filled storage, as the service object always has been;
     // nothing depends on it, since every member has its own initialiser.
-    alignas(CMainService) unsigned char storage[sizeof(CMainService)] = {};
+    // Static storage: the object must stay valid for a work item that does
+    // not end in time (below), for as long as the process still runs.
+    alignas(CMainService) static unsigned char storage[sizeof(CMainService)] = {};
     CMainService* service = new (storage) CMainService(kServiceName, true, true, false);
     if (!CServiceBase::Run(*service)) {
         // Logging keeps the last error, so the printed code is the logged one.
         FunctionLog("wmain").LogAndPrint(LevelError, L"Service failed to run w/err 0x%08lx", GetLastError());
+    }
+    // The worker ends at its next step once the service has stopped, and the
+    // watcher at the stop signal; a step stuck in the platform beyond the
+    // bound keeps the object, which the process's end then takes with it.
+    if (!service->WaitForWorkItems(kWorkItemsBoundMilliseconds)) {
+        FunctionLog("wmain").Log(LevelError, L"Work items still running after %u ms: the service object is kept",
+                                 kWorkItemsBoundMilliseconds);
+        return;
     }
     service->~CMainService();
 }

@@ -5,8 +5,10 @@
 //
 // Threads: the watcher itself; OnStop (control-handler thread) ends it by
 // clearing m_fServiceRunning and then signalling m_hAirplaneWatcherEvent.
-// The watcher takes no lock of its own: the radio operations serialise
-// themselves. It owns the event once it runs and closes it on its way out.
+// The watcher takes no lock over its work: the radio operations serialise
+// themselves. It owns the event once it runs and closes it on its way out;
+// creating, signalling and closing the event happen under
+// m_watcherEventLock, so OnStop never signals a handle being closed.
 #include "switching/MainService.h"
 
 #include "logging/OperationLog.h"
@@ -19,6 +21,7 @@
 #include "state/RegistryPaths.h"
 #include "state/SwitchingState.h"
 
+#include <mutex>
 #include <string>
 
 using namespace QX::Shared;
@@ -47,24 +50,32 @@ void CMainService::AirplaneModeWatcher()
 
             // OnStop may have found no event to signal when the constructor
             // could not create it; the watcher tries again here.
-            if (m_hAirplaneWatcherEvent == nullptr) {
-                m_hAirplaneWatcherEvent = os::api().CreateEventW(nullptr, TRUE, FALSE, kAirplaneWatcherEventName);
-                if (m_hAirplaneWatcherEvent == nullptr) {
+            HANDLE event = nullptr;
+            {
+                std::lock_guard<std::mutex> lock(m_watcherEventLock);
+                if (m_hAirplaneWatcherEvent == nullptr)
+                    m_hAirplaneWatcherEvent =
+                        os::api().CreateEventW(nullptr, TRUE, FALSE, kAirplaneWatcherEventName);
+                event = m_hAirplaneWatcherEvent;
+                if (event == nullptr) {
                     op.Log(LevelError, L"CreateEvent (AirPlaneWatcherEvent) failed with error %d", GetLastError());
                     continue;
                 }
             }
 
-            // The event is never reset here: the notification is re-armed in
-            // every pass and OnStop's signal must survive until it is seen.
-            if (os::api().RegNotifyChangeKeyValue(key, TRUE, kWatchFilter, m_hAirplaneWatcherEvent, TRUE) !=
-                ERROR_SUCCESS)
+            // The watcher never resets the event itself, but arming the
+            // notification does (on Windows and in Wine): a signal OnStop gave
+            // before this point is gone. OnStop clears the flag before it
+            // signals, so the flag read after the arming tells such a stop.
+            if (os::api().RegNotifyChangeKeyValue(key, TRUE, kWatchFilter, event, TRUE) != ERROR_SUCCESS)
                 continue;
 
             // An infinite wait is no timed pause: it stays the real call, as
             // the seam's rule for infinite waits says, so that a registry
-            // change or OnStop's signal really ends it, in tests too.
-            if (::WaitForSingleObject(m_hAirplaneWatcherEvent, INFINITE) == WAIT_FAILED)
+            // change or OnStop's signal really ends it, in tests too. The
+            // event is closed only by this thread (or by the destructor once
+            // this thread has ended), so the handle stays valid here.
+            if (m_fServiceRunning && ::WaitForSingleObject(event, INFINITE) == WAIT_FAILED)
                 continue;
 
             // The stop handshake: OnStop clears the flag before it signals.
@@ -126,7 +137,10 @@ void CMainService::AirplaneModeWatcher()
 
     if (key != nullptr)
         RegCloseKey(key);
-    if (m_hAirplaneWatcherEvent != nullptr && CloseHandle(m_hAirplaneWatcherEvent))
-        m_hAirplaneWatcherEvent = nullptr;
+    {
+        std::lock_guard<std::mutex> lock(m_watcherEventLock);
+        if (m_hAirplaneWatcherEvent != nullptr && CloseHandle(m_hAirplaneWatcherEvent))
+            m_hAirplaneWatcherEvent = nullptr;
+    }
     op.Exit(L"AirplaneModeWatcher - Exit");
 }

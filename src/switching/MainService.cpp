@@ -5,15 +5,19 @@
 #include "state/ServiceNames.h"
 #include "service/Utils.h"
 
+#include <chrono>
 #include <memory>
 #include <utility>
 
 using namespace QX::Shared;
 
-namespace {
-
 // The function and object of one queued work item.
-using WorkItemCall = std::pair<CMainService::WorkItem, CMainService*>;
+struct CMainService::WorkItemCall {
+    WorkItem function;
+    CMainService* object;
+};
+
+namespace {
 
 // Releases the object, if any, and nulls the pointer.
 template <typename Interface>
@@ -42,8 +46,11 @@ CMainService::CMainService(const wchar_t* serviceName, bool canStop, bool canShu
 CMainService::~CMainService()
 {
     OperationLog op("CMainService::~CMainService");
-    if (m_hAirplaneWatcherEvent != nullptr && CloseHandle(m_hAirplaneWatcherEvent))
-        m_hAirplaneWatcherEvent = nullptr;
+    {
+        std::lock_guard<std::mutex> lock(m_watcherEventLock);
+        if (m_hAirplaneWatcherEvent != nullptr && CloseHandle(m_hAirplaneWatcherEvent))
+            m_hAirplaneWatcherEvent = nullptr;
+    }
     m_pMbnInterfaceManager.Reset();
     m_pNetworkListManager.Reset();
     m_pRadioEventsConnectionPoint.Reset();
@@ -70,9 +77,18 @@ void CMainService::OnStart(DWORD, LPWSTR*)
 
 void CMainService::QueueWorkItem(WorkItem function, CMainService* object, ULONG flags)
 {
-    auto call = std::make_unique<WorkItemCall>(function, object);
-    if (!os::api().QueueUserWorkItem(&CMainService::WorkItemTrampoline, call.get(), flags))
-        throw static_cast<DWORD>(GetLastError());
+    auto call = std::make_unique<WorkItemCall>(WorkItemCall{function, object});
+    // Counted from the queueing, so that an item the pool has not started
+    // yet keeps the object as well as one that runs.
+    {
+        std::lock_guard<std::mutex> lock(object->m_workItemsLock);
+        ++object->m_runningWorkItems;
+    }
+    if (!os::api().QueueUserWorkItem(&CMainService::WorkItemTrampoline, call.get(), flags)) {
+        const DWORD error = GetLastError();
+        object->WorkItemEnded();
+        throw error;
+    }
     call.release();  // the trampoline frees it
 }
 
@@ -83,7 +99,7 @@ DWORD WINAPI CMainService::WorkItemTrampoline(LPVOID context)
     // the process. The worker catches only the standard family, and a
     // QueueWorkItem inside a work item throws a DWORD.
     try {
-        (call->second->*call->first)();
+        (call->object->*call->function)();
     } catch (...) {
         try {
             FunctionLog("CMainService::WorkItemTrampoline").Log(LevelError, L"Unhandled exception in a work item");
@@ -91,17 +107,47 @@ DWORD WINAPI CMainService::WorkItemTrampoline(LPVOID context)
             // Not even the line could be written; the thread must still return.
         }
     }
+    // The last use of the object: its owner may destroy it from here on.
+    call->object->WorkItemEnded();
     return 0;
+}
+
+void CMainService::WorkItemEnded()
+{
+    std::lock_guard<std::mutex> lock(m_workItemsLock);
+    --m_runningWorkItems;
+    // Under the lock: a waiter that sees the count reach 0 may destroy the
+    // object as soon as it has the lock back.
+    m_workItemsEnded.notify_all();
+}
+
+bool CMainService::WaitForWorkItems(DWORD milliseconds)
+{
+    std::unique_lock<std::mutex> lock(m_workItemsLock);
+    const auto ended = [this] { return m_runningWorkItems == 0; };
+    if (milliseconds == INFINITE) {
+        m_workItemsEnded.wait(lock, ended);
+        return true;
+    }
+    return m_workItemsEnded.wait_for(lock, std::chrono::milliseconds(milliseconds), ended);
 }
 
 void CMainService::OnStop()
 {
     OperationLog op("CMainService::OnStop");
     op.Log(LevelInformation, L"LAN/WLAN - LAN/WWAN Switching Service in OnStop");
+    // From here on the worker creates nothing more: it finds the flag
+    // cleared at its next step, and waits for this stop to end if it is at
+    // a step that uses the members.
+    const std::lock_guard<std::mutex> stopping(m_stopLock);
     m_fServiceRunning = false;
 
-    if (m_hAirplaneWatcherEvent != nullptr && !os::api().SetEvent(m_hAirplaneWatcherEvent))
-        op.Log(LevelError, L"Airplane Watcher Event Set failed with error %d", GetLastError());
+    {
+        // The watcher may be creating or closing the event right now.
+        std::lock_guard<std::mutex> lock(m_watcherEventLock);
+        if (m_hAirplaneWatcherEvent != nullptr && !os::api().SetEvent(m_hAirplaneWatcherEvent))
+            op.Log(LevelError, L"Airplane Watcher Event Set failed with error %d", GetLastError());
+    }
 
     bool unregister = false;
     if (RegisterWlanNotification(unregister) != 0)

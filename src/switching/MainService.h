@@ -6,10 +6,14 @@
 // Threads: constructed and destroyed on the main thread; OnStart on the
 // dispatcher's service thread; OnStop, OnShutdown and OnContinue on the main
 // (control-handler) thread, possibly while the worker still runs; the worker
-// and the airplane watcher on thread-pool threads. Nothing waits for the
-// worker; OnStop tolerates members it has not set yet.
+// and the airplane watcher on thread-pool threads. OnStop does not wait for
+// the worker: it takes m_stopLock, under which the worker creates and uses
+// every member it sets, so a worker that comes after the stop finds the
+// service stopping and creates nothing more. The object must outlive its
+// work items: its owner calls WaitForWorkItems before destroying it.
 #pragma once
 
+#include "logging/OperationLog.h"
 #include "network/NLMEventHandler.h"
 #include "platform/ComPtr.h"
 #include "platform/MbnApi.h"
@@ -21,6 +25,9 @@
 #include <windows.h>
 #include <wlanapi.h>
 
+#include <atomic>
+#include <condition_variable>
+#include <mutex>
 #include <set>
 #include <string>
 
@@ -36,6 +43,9 @@ public:
     // Runs `function` on `object` on a thread-pool thread; throws the
     // GetLastError() value as a DWORD when it cannot be queued.
     void QueueWorkItem(WorkItem function, CMainService* object, ULONG flags);
+    // Whether every work item queued for this object has returned within
+    // `milliseconds` (INFINITE: without a bound).
+    bool WaitForWorkItems(DWORD milliseconds);
 
     // The one-shot start-up sequence (thread pool, persistent thread).
     void ServiceWorkerThread();
@@ -84,19 +94,38 @@ protected:
     DWORD m_connectionEventsCookie = 0;
     DWORD m_networkEventsCookie = 0;
     DWORD m_radioEventsCookie = 0;
-    // The sinks are stored without a reference of their own (the queries
-    // made for the advise hold theirs, for ever) and released once, in
-    // OnStop; the destructor leaves them.
+    // The network sink is stored without a reference of its own (the three
+    // queries made for its advise hold theirs, for ever), the radio sink with
+    // one (its one kept query would not outlive OnStop's release otherwise);
+    // each is released once, in OnStop, and the destructor leaves them.
     NLMEventHandler* m_pNetworkEventSink = nullptr;
     CMbnSinks* m_pRadioEventSink = nullptr;
-    // The airplane watcher loops while this is set.
-    volatile bool m_fServiceRunning = false;
+    // The airplane watcher loops while this is set, and the worker goes on
+    // only while it is set. One byte, read and written without a lock.
+    std::atomic<bool> m_fServiceRunning{false};
     // Both handles stay raw on purpose: each is nulled only when its close
-    // succeeds, so that a failed close is tried again (the destructor and
-    // the watcher close the event, OnStop the client).
+    // succeeds, so that a failed close is tried again (the watcher or the
+    // destructor closes the event, OnStop the client). The event is
+    // created, signalled and closed only under m_watcherEventLock.
     HANDLE m_hAirplaneWatcherEvent = nullptr;
     HANDLE m_hWlanClient = nullptr;
+    std::mutex m_watcherEventLock;
+    // Held by OnStop for its whole run and by the worker around each step
+    // that creates or uses a member; taken before connectivityCallbackMutex.
+    std::mutex m_stopLock;
 
 private:
+    // How the start-up steps ended: all run; ended early as prescribed (no
+    // COM class, no modem), without the exit line; or at a stop.
+    enum class StartUpEnd { Completed, EndedEarly, Stopping };
+    StartUpEnd RunStartUpSteps(const QX::Shared::OperationLog& op);
+
+    struct WorkItemCall;
     static DWORD WINAPI WorkItemTrampoline(LPVOID context);
+    void WorkItemEnded();
+
+    // Work items queued and not yet returned.
+    std::mutex m_workItemsLock;
+    std::condition_variable m_workItemsEnded;
+    int m_runningWorkItems = 0;
 };

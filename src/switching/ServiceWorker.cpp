@@ -1,5 +1,7 @@
 // The start-up sequence, on a thread-pool thread queued by OnStart (the
-// airplane-mode watcher it queues lives in AirplaneModeWatcher.cpp).
+// airplane-mode watcher it queues lives in AirplaneModeWatcher.cpp). A stop
+// may come at any of its steps: it then ends at the next one (see
+// RunStartUpSteps).
 #include "switching/MainService.h"
 
 #include "bios/BiosSettings.h"
@@ -12,6 +14,7 @@
 #include "state/SwitchingState.h"
 
 #include <exception>
+#include <mutex>
 
 using namespace QX::Shared;
 
@@ -27,98 +30,16 @@ void CMainService::ServiceWorkerThread()
     const bool uninitialize = initialized != RPC_E_CHANGED_MODE;
 
     try {
-        HRESULT hr = os::api().CoCreateInstance(CLSID_NetworkListManager, nullptr, CLSCTX_ALL,
-                                                IID_INetworkListManager,
-                                                reinterpret_cast<void**>(m_pNetworkListManager.Put()));
-        if (FAILED(hr)) {
-            op.Log(LevelError, L"CoCreateInstance(CLSID_NetworkListManager) failed with error: 0x%08X", hr);
+        switch (RunStartUpSteps(op)) {
+        case StartUpEnd::EndedEarly:
             return;  // no uninitialise, no exit line
-        }
-
-        QueueWorkItem(&CMainService::AirplaneModeWatcher, this, WT_EXECUTEONLYONCE);
-        NLMUtils::GetAutoSwitchingStatus();
-        op.Log(LevelInformation,
-               L"Finished reading LanWlanWan Switching status from BIOS. Wait for (WLAN AutoConfig) to start");
-        int32_t running = Utils::WaitforServiceToStartRunning(L"WlanSvc", 15);
-        if (running != 0)
-            op.Log(LevelError, L"WaitforServiceToStartRunning (WLAN AutoConfig) failed with running status = %d",
-                   running);
-        op.Log(LevelInformation,
-               L"WLAN AutoConfig wait completed and WLAN Device Available. So Listening for WLAN Notifications..");
-        ListenForWlanEvents();
-        bool registration = true;
-        if (RegisterWlanNotification(registration) != 0)
-            op.Log(LevelError, L"RegisterWlanNotification (register) failed");
-        NLMUtils::PrintNetworkConnections(m_pNetworkListManager.Get(), &m_ethernetConnections);
-        DWORD aliveFlags = 0;
-        const BOOL alive = os::api().IsNetworkAlive(&aliveFlags);
-        op.Log(LevelInformation, L"Network Alive : Return  = %d, Status : %d", alive, aliveFlags);
-
-        // The Wi-Fi side.
-        const bool switchOff = false;
-        const bool checkAirplaneMode = true;
-        if (!LanWlanSwitchingEnabled) {
-            op.Log(LevelInformation, L"LAN WLAN Auto Switching is disabled in BIOS. Restoring previous WLAN Status.");
-            UpdateWlanPowerStatus();
-        } else {
-            op.Log(LevelInformation, L"Checking Ethernet connection status...");
-            int ethernetConnected = 0;
-            if (!NLMEventHandler::CheckEthernetConnectionStatusEx(&ethernetConnected, nullptr)) {
-                op.Log(LevelError, L"CheckEthernetConnectionStatusEx failed");
-            } else if (ethernetConnected) {
-                op.Log(LevelInformation, L"LAN connection available when service start. Stopping WLAN service...");
-                ServiceUtils::SwitchWlanStatus(switchOff, checkAirplaneMode);
-            } else {
-                UpdateWlanPowerStatus();
-            }
-        }
-
-        hr = os::api().CoCreateInstance(CLSID_MbnInterfaceManager, nullptr, CLSCTX_ALL, IID_IMbnInterfaceManager,
-                                        reinterpret_cast<void**>(m_pMbnInterfaceManager.Put()));
-        if (FAILED(hr)) {
-            op.Log(LevelError, L"CoCreateInstance(CLSID_MbnInterfaceManager) failed with error: 0x%08X", hr);
-            return;  // no uninitialise, no exit line
-        }
-        op.Log(LevelInformation, L"Wait for (WWAN AutoConfig) to start");
-        running = Utils::WaitforServiceToStartRunning(L"WwanSvc", 15);
-        if (running != 0)
-            op.Log(LevelError, L"WaitforServiceToStartRunning (WWAN AutoConfig) failed with running status = %d",
-                   running);
-        if (MbnInterfaceManager != m_pMbnInterfaceManager.Get()) {
-            IMbnInterfaceManager* previous = MbnInterfaceManager;
-            m_pMbnInterfaceManager->AddRef();
-            MbnInterfaceManager = m_pMbnInterfaceManager.Get();
-            if (previous != nullptr)
-                previous->Release();
-        }
-        WwanDeviceAvailable = ServiceUtils::EnumerateWwanInterfaces();
-        if (!WwanDeviceAvailable) {
-            // A machine without a mobile-broadband device ends here.
-            op.Log(LevelError, L"WWAN Device enumeration failed / No supporting WWAN device found ");
-            return;  // no uninitialise, no exit line
-        }
-        op.Log(LevelInformation,
-               L"WWAN AutoConfig wait completed and WWAN Device Available. So Listening for WWAN events..");
-        ListenForWwanEvents();
-
-        // The mobile-broadband side: unlike the Wi-Fi side, no "Checking"
-        // line, and a line of its own when no wired link is up.
-        if (!LanWwanSwitchingEnabled) {
-            op.Log(LevelInformation, L"LAN WWAN Auto Switching is disabled in BIOS.Restoring previous WWAN Status.");
-            UpdateWwanPowerStatus();
-        } else {
-            int ethernetConnected = 0;
-            if (!NLMEventHandler::CheckEthernetConnectionStatusEx(&ethernetConnected, nullptr)) {
-                op.Log(LevelError, L"CheckEthernetConnectionStatusEx failed");
-            } else if (ethernetConnected) {
-                op.Log(LevelInformation, L"LAN connection available when service start. Stopping WWAN service...");
-                bool off = false;
-                bool check = true;
-                ServiceUtils::SwitchWwanStatus(off, check);
-            } else {
-                op.Log(LevelInformation, L"LAN connection not available when service start. starting WWAN service...");
-                UpdateWwanPowerStatus();
-            }
+        case StartUpEnd::Stopping:
+            // What was made before the stop, OnStop has released; nothing
+            // more is made, and the radios are left to the next start.
+            op.Log(LevelInformation, L"ServiceWorkerThread - The service is stopping: start-up ends here");
+            break;
+        case StartUpEnd::Completed:
+            break;
         }
         if (uninitialize)
             os::api().CoUninitialize();
@@ -126,4 +47,151 @@ void CMainService::ServiceWorkerThread()
         op.Log(LevelError, L"Exception in ServiceWorkerThread. %S", error.what());
     }
     op.Exit(L"ServiceWorkerThread - Exit");
+}
+
+CMainService::StartUpEnd CMainService::RunStartUpSteps(const OperationLog& op)
+{
+    // Each step first looks whether a stop has come. A step that creates or
+    // uses a member runs under m_stopLock, so OnStop either finds what it
+    // made or the step finds the service stopping and makes nothing.
+    const auto stopping = [this] { return !m_fServiceRunning; };
+    {
+        const std::lock_guard<std::mutex> lock(m_stopLock);
+        if (stopping())
+            return StartUpEnd::Stopping;
+        const HRESULT hr = os::api().CoCreateInstance(CLSID_NetworkListManager, nullptr, CLSCTX_ALL,
+                                                      IID_INetworkListManager,
+                                                      reinterpret_cast<void**>(m_pNetworkListManager.Put()));
+        if (FAILED(hr)) {
+            op.Log(LevelError, L"CoCreateInstance(CLSID_NetworkListManager) failed with error: 0x%08X", hr);
+            return StartUpEnd::EndedEarly;
+        }
+    }
+
+    if (stopping())
+        return StartUpEnd::Stopping;
+    QueueWorkItem(&CMainService::AirplaneModeWatcher, this, WT_EXECUTEONLYONCE);
+    if (stopping())
+        return StartUpEnd::Stopping;
+    NLMUtils::GetAutoSwitchingStatus();
+    op.Log(LevelInformation,
+           L"Finished reading LanWlanWan Switching status from BIOS. Wait for (WLAN AutoConfig) to start");
+    if (stopping())
+        return StartUpEnd::Stopping;
+    int32_t running = Utils::WaitforServiceToStartRunning(L"WlanSvc", 15);
+    if (running != 0)
+        op.Log(LevelError, L"WaitforServiceToStartRunning (WLAN AutoConfig) failed with running status = %d",
+               running);
+    op.Log(LevelInformation,
+           L"WLAN AutoConfig wait completed and WLAN Device Available. So Listening for WLAN Notifications..");
+    {
+        const std::lock_guard<std::mutex> lock(m_stopLock);
+        if (stopping())
+            return StartUpEnd::Stopping;
+        ListenForWlanEvents();
+        bool registration = true;
+        if (RegisterWlanNotification(registration) != 0)
+            op.Log(LevelError, L"RegisterWlanNotification (register) failed");
+        // The network sink is advised by now and fills the same set from its
+        // callbacks, which hold this lock while they touch it.
+        const std::lock_guard<std::mutex> callbacks(connectivityCallbackMutex);
+        NLMUtils::PrintNetworkConnections(m_pNetworkListManager.Get(), &m_ethernetConnections);
+    }
+    if (stopping())
+        return StartUpEnd::Stopping;
+    DWORD aliveFlags = 0;
+    const BOOL alive = os::api().IsNetworkAlive(&aliveFlags);
+    op.Log(LevelInformation, L"Network Alive : Return  = %d, Status : %d", alive, aliveFlags);
+
+    // The Wi-Fi side.
+    if (stopping())
+        return StartUpEnd::Stopping;
+    const bool switchOff = false;
+    const bool checkAirplaneMode = true;
+    if (!LanWlanSwitchingEnabled) {
+        op.Log(LevelInformation, L"LAN WLAN Auto Switching is disabled in BIOS. Restoring previous WLAN Status.");
+        UpdateWlanPowerStatus();
+    } else {
+        op.Log(LevelInformation, L"Checking Ethernet connection status...");
+        int ethernetConnected = 0;
+        if (!NLMEventHandler::CheckEthernetConnectionStatusEx(&ethernetConnected, nullptr)) {
+            op.Log(LevelError, L"CheckEthernetConnectionStatusEx failed");
+        } else if (ethernetConnected) {
+            op.Log(LevelInformation, L"LAN connection available when service start. Stopping WLAN service...");
+            ServiceUtils::SwitchWlanStatus(switchOff, checkAirplaneMode);
+        } else {
+            UpdateWlanPowerStatus();
+        }
+    }
+
+    {
+        const std::lock_guard<std::mutex> lock(m_stopLock);
+        if (stopping())
+            return StartUpEnd::Stopping;
+        const HRESULT hr = os::api().CoCreateInstance(CLSID_MbnInterfaceManager, nullptr, CLSCTX_ALL,
+                                                      IID_IMbnInterfaceManager,
+                                                      reinterpret_cast<void**>(m_pMbnInterfaceManager.Put()));
+        if (FAILED(hr)) {
+            op.Log(LevelError, L"CoCreateInstance(CLSID_MbnInterfaceManager) failed with error: 0x%08X", hr);
+            return StartUpEnd::EndedEarly;
+        }
+    }
+    op.Log(LevelInformation, L"Wait for (WWAN AutoConfig) to start");
+    if (stopping())
+        return StartUpEnd::Stopping;
+    running = Utils::WaitforServiceToStartRunning(L"WwanSvc", 15);
+    if (running != 0)
+        op.Log(LevelError, L"WaitforServiceToStartRunning (WWAN AutoConfig) failed with running status = %d",
+               running);
+    {
+        const std::lock_guard<std::mutex> lock(m_stopLock);
+        if (stopping())
+            return StartUpEnd::Stopping;
+        if (MbnInterfaceManager != m_pMbnInterfaceManager.Get()) {
+            IMbnInterfaceManager* previous = MbnInterfaceManager;
+            m_pMbnInterfaceManager->AddRef();
+            MbnInterfaceManager = m_pMbnInterfaceManager.Get();
+            if (previous != nullptr)
+                previous->Release();
+        }
+    }
+    if (stopping())
+        return StartUpEnd::Stopping;
+    WwanDeviceAvailable = ServiceUtils::EnumerateWwanInterfaces();
+    if (!WwanDeviceAvailable) {
+        // A machine without a mobile-broadband device ends here.
+        op.Log(LevelError, L"WWAN Device enumeration failed / No supporting WWAN device found ");
+        return StartUpEnd::EndedEarly;
+    }
+    op.Log(LevelInformation,
+           L"WWAN AutoConfig wait completed and WWAN Device Available. So Listening for WWAN events..");
+    {
+        const std::lock_guard<std::mutex> lock(m_stopLock);
+        if (stopping())
+            return StartUpEnd::Stopping;
+        ListenForWwanEvents();
+    }
+
+    // The mobile-broadband side: unlike the Wi-Fi side, no "Checking" line,
+    // and a line of its own when no wired link is up.
+    if (stopping())
+        return StartUpEnd::Stopping;
+    if (!LanWwanSwitchingEnabled) {
+        op.Log(LevelInformation, L"LAN WWAN Auto Switching is disabled in BIOS.Restoring previous WWAN Status.");
+        UpdateWwanPowerStatus();
+    } else {
+        int ethernetConnected = 0;
+        if (!NLMEventHandler::CheckEthernetConnectionStatusEx(&ethernetConnected, nullptr)) {
+            op.Log(LevelError, L"CheckEthernetConnectionStatusEx failed");
+        } else if (ethernetConnected) {
+            op.Log(LevelInformation, L"LAN connection available when service start. Stopping WWAN service...");
+            bool off = false;
+            bool check = true;
+            ServiceUtils::SwitchWwanStatus(off, check);
+        } else {
+            op.Log(LevelInformation, L"LAN connection not available when service start. starting WWAN service...");
+            UpdateWwanPowerStatus();
+        }
+    }
+    return StartUpEnd::Completed;
 }

@@ -5,7 +5,8 @@
 //
 // The interface pointers queried from the sinks for their advise are never
 // released: each keeps one reference on its sink for the life of the
-// process, so the sinks outlive the detach in OnStop on purpose.
+// process, so the sinks outlive the detach in OnStop on purpose. The worker
+// calls both under m_stopLock, after it has found the service running.
 #include "switching/MainService.h"
 
 #include "logging/OperationLog.h"
@@ -113,12 +114,17 @@ void CMainService::ListenForWwanEvents()
             op.Log(LevelError, L"FindConnectionPoint failed with error: 0x%08X", hr);
             return;
         }
-        // The count starts at 0 and the member takes no reference.
         m_pRadioEventSink = NewRadioEventSink();
         if (m_pRadioEventSink == nullptr) {
             op.Log(LevelError, L"CMbnSinks allocation Failed");
             return;
         }
+        // Unlike the network sink, which three kept queries hold, this one
+        // has a single kept reference, and the advise's own is given back by
+        // the unadvise: without a reference of the member's own, OnStop's
+        // release would destroy the sink while a completion may still run
+        // in it. The member's is the one OnStop gives back.
+        m_pRadioEventSink->AddRef();
         // Its IUnknown, not its event interface: the advise asks for that
         // itself. Kept for ever: it holds one reference on the sink.
         IUnknown* sinkUnknown = nullptr;

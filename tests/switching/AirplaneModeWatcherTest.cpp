@@ -408,4 +408,169 @@ TEST_F(AirplaneModeWatcherTest, AFailedEthernetTestIsLoggedAndEndsThePass)
                                             kExit));
 }
 
+// The service's two stop steps, made by the arming itself just before it
+// arms: the stop comes exactly between the loop's check of the running flag
+// and the arming, which resets the event (on Windows and in Wine).
+class StopBeforeTheArming {
+public:
+    explicit StopBeforeTheArming(WatchedService& service)
+    {
+        s_service = &service;
+        s_previous = os::api().RegNotifyChangeKeyValue;
+        m_seam->RegNotifyChangeKeyValue = &StopBeforeTheArming::Arm;
+    }
+    ~StopBeforeTheArming() { s_service = nullptr; }
+
+private:
+    static LSTATUS WINAPI Arm(HKEY key, BOOL subtree, DWORD filter, HANDLE event, BOOL asynchronous)
+    {
+        s_service->m_fServiceRunning = false;
+        SetEvent(s_service->m_hAirplaneWatcherEvent);
+        return s_previous(key, subtree, filter, event, asynchronous);
+    }
+    static inline WatchedService* s_service = nullptr;
+    static inline decltype(&::RegNotifyChangeKeyValue) s_previous = nullptr;
+    os::ScopedApiOverride m_seam;
+};
+
+TEST_F(AirplaneModeWatcherTest, AStopBetweenTheRunningCheckAndTheArmingEndsTheWatcherInThatPass)
+{
+    StopBeforeTheArming stop(m_service);
+    m_service.m_fServiceRunning = true;
+    m_thread = std::thread([this] {
+        m_service.AirplaneModeWatcher();
+        m_ended = true;
+    });
+    ASSERT_TRUE(WaitUntil([&] { return m_ended.load(); }, 5000ms)) << "the stop was lost: the watcher still waits";
+    m_thread.join();
+    EXPECT_EQ(m_opens.Count(), 1);
+    EXPECT_EQ(m_service.m_hAirplaneWatcherEvent, nullptr);
+    EXPECT_THAT(WatcherLines(), ElementsAre(kEntry, kStopSeen, kExit));
+}
+
+// The watched key's openings (the 64-bit view) fail `failures` times first.
+class FailingWatchedKeyOpens {
+public:
+    explicit FailingWatchedKeyOpens(int failures)
+    {
+        s_failuresLeft = failures;
+        s_previous = os::api().RegOpenKeyExW;
+        m_seam->RegOpenKeyExW = &FailingWatchedKeyOpens::RegOpenKeyExW;
+    }
+
+private:
+    static LSTATUS WINAPI RegOpenKeyExW(HKEY hive, LPCWSTR path, DWORD options, REGSAM access, PHKEY key)
+    {
+        if ((access & KEY_WOW64_64KEY) != 0 && s_failuresLeft > 0) {
+            --s_failuresLeft;
+            return ERROR_ACCESS_DENIED;
+        }
+        return s_previous(hive, path, options, access, key);
+    }
+    static inline std::atomic<int> s_failuresLeft{0};
+    static inline decltype(&::RegOpenKeyExW) s_previous = nullptr;
+    os::ScopedApiOverride m_seam;
+};
+
+// What "go round again" costs: each failed pass is retried at once, without
+// a pause and without a line, so a key that never opens keeps one thread
+// busy until the stop. Here three failures cost three silent passes.
+TEST_F(AirplaneModeWatcherTest, AKeyThatCannotBeOpenedIsTriedAgainAtOnceWithoutALine)
+{
+    FailingWatchedKeyOpens failing(3);
+    StartWatcher();
+    EXPECT_EQ(m_opens.Count(), 1);  // the three failed openings never reached the key
+    ChangeAirplaneMode(true);        // the watcher that came through follows airplane mode
+    EXPECT_FALSE(m_wlan.RadioOn());
+    ASSERT_TRUE(Stop());
+    EXPECT_THAT(WatcherLines(),
+                ElementsAre(kEntry, kTriggered, Line(L"Information", L"Airplane Mode ON , setting default"), kStopSeen,
+                            kExit));
+}
+
+// The event cannot be created `failures` times, with ERROR_ACCESS_DENIED.
+class FailingEventCreation {
+public:
+    explicit FailingEventCreation(int failures)
+    {
+        s_failuresLeft = failures;
+        s_previous = os::api().CreateEventW;
+        m_seam->CreateEventW = &FailingEventCreation::CreateEventW;
+    }
+
+private:
+    static HANDLE WINAPI CreateEventW(LPSECURITY_ATTRIBUTES security, BOOL manual, BOOL initial, LPCWSTR name)
+    {
+        if (s_failuresLeft > 0) {
+            --s_failuresLeft;
+            SetLastError(ERROR_ACCESS_DENIED);
+            return nullptr;
+        }
+        return s_previous(security, manual, initial, name);
+    }
+    static inline std::atomic<int> s_failuresLeft{0};
+    static inline decltype(&::CreateEventW) s_previous = nullptr;
+    os::ScopedApiOverride m_seam;
+};
+
+// Each failed creation costs a line and a pass (the key opened again and
+// left open, as every pass leaves it), without a pause.
+TEST_F(AirplaneModeWatcherTest, AnEventThatCannotBeCreatedIsLoggedAndTriedAgainInTheNextPass)
+{
+    CloseHandle(m_service.m_hAirplaneWatcherEvent);
+    m_service.m_hAirplaneWatcherEvent = nullptr;
+    FailingEventCreation failing(2);
+    StartWatcher();
+    WaitForPass(3);
+    ASSERT_NE(m_service.m_hAirplaneWatcherEvent, nullptr);
+    ASSERT_TRUE(Stop());
+    EXPECT_EQ(m_opens.Count(), 3);
+    const std::wstring failed = Line(L"Error", L"CreateEvent (AirPlaneWatcherEvent) failed with error 5");
+    EXPECT_THAT(WatcherLines(), ElementsAre(kEntry, failed, failed, kStopSeen, kExit));
+}
+
+// The arming fails `failures` times.
+class FailingArming {
+public:
+    explicit FailingArming(int failures)
+    {
+        s_failuresLeft = failures;
+        s_calls = 0;
+        s_previous = os::api().RegNotifyChangeKeyValue;
+        m_seam->RegNotifyChangeKeyValue = &FailingArming::Arm;
+    }
+    static int Calls() { return s_calls; }
+
+private:
+    static LSTATUS WINAPI Arm(HKEY key, BOOL subtree, DWORD filter, HANDLE event, BOOL asynchronous)
+    {
+        ++s_calls;
+        if (s_failuresLeft > 0) {
+            --s_failuresLeft;
+            return ERROR_NOT_ENOUGH_MEMORY;
+        }
+        return s_previous(key, subtree, filter, event, asynchronous);
+    }
+    static inline std::atomic<int> s_failuresLeft{0};
+    static inline std::atomic<int> s_calls{0};
+    static inline decltype(&::RegNotifyChangeKeyValue) s_previous = nullptr;
+    os::ScopedApiOverride m_seam;
+};
+
+// Each failed arming costs a silent pass (the key opened again), without a
+// pause; the watcher then waits as usual.
+TEST_F(AirplaneModeWatcherTest, AFailedArmingIsTriedAgainAtOnceInTheNextPassWithoutALine)
+{
+    FailingArming failing(2);
+    StartWatcher();
+    WaitForPass(3);
+    EXPECT_EQ(FailingArming::Calls(), 3);
+    ChangeAirplaneMode(true);
+    EXPECT_FALSE(m_wlan.RadioOn());
+    ASSERT_TRUE(Stop());
+    EXPECT_THAT(WatcherLines(),
+                ElementsAre(kEntry, kTriggered, Line(L"Information", L"Airplane Mode ON , setting default"), kStopSeen,
+                            kExit));
+}
+
 } // namespace

@@ -31,37 +31,45 @@ using testing::ElementsAre;
 using testing::IsEmpty;
 using testing::Not;
 
-// The open service, with the state its worker and subscriptions leave.
+// The open service, subscribed as its worker subscribes it: through its own
+// subscriptions, to managers whose connection points count references as
+// the platform's do and journal their unadvises and releases.
 class TestableMainService : public switching_tests::OpenMainService {
 public:
-    // Everything the worker and the subscriptions would have set. The
-    // sinks are the real ones, each with two references: the one OnStop
-    // gives back and the one the subscriptions keep for ever.
     void Subscribe(fakes::Journal& journal)
     {
-        m_pNlmEventsConnectionPoint.Reset(new fakes::FakeConnectionPoint("nlm-point", journal));
-        m_pConnectionEventsConnectionPoint.Reset(new fakes::FakeConnectionPoint("connection-point", journal));
-        m_pNetworkEventsConnectionPoint.Reset(new fakes::FakeConnectionPoint("network-point", journal));
-        m_pRadioEventsConnectionPoint.Reset(new fakes::FakeConnectionPoint("radio-point", journal));
-        m_pNetworkListManager.Reset(new fakes::FakeNetworkListManager("network-list-manager", journal));
-        m_pMbnInterfaceManager.Reset(new fakes::FakeMbnInterfaceManager("mbn-manager", journal));
-        m_nlmEventsCookie = 11;
-        m_connectionEventsCookie = 12;
-        m_networkEventsCookie = 13;
-        m_radioEventsCookie = 14;
-        m_pNetworkEventSink = new fakes::JournalledNetworkSink("network-sink", journal);
-        m_pNetworkEventSink->AddRef();
-        m_pNetworkEventSink->AddRef();
-        m_pRadioEventSink = new CMbnSinks();
-        m_pRadioEventSink->AddRef();
-        m_pRadioEventSink->AddRef();
+        m_journal = &journal;
+        auto* networkList = new fakes::FakeNetworkListManager("network-list-manager", journal);
+        networkList->AddPoint(
+            new fakes::FakeConnectionPoint("nlm-point", journal, IID_INetworkListManagerEvents, 11));
+        networkList->AddPoint(
+            new fakes::FakeConnectionPoint("connection-point", journal, IID_INetworkConnectionEvents, 12));
+        networkList->AddPoint(new fakes::FakeConnectionPoint("network-point", journal, IID_INetworkEvents, 13));
+        m_pNetworkListManager.Reset(networkList);
+        auto* broadband = new fakes::FakeMbnInterfaceManager("mbn-manager", journal);
+        broadband->AddPoint(new fakes::FakeConnectionPoint("radio-point", journal, IID_IMbnRadioEvents, 14));
+        m_pMbnInterfaceManager.Reset(broadband);
+        ListenForWlanEvents();
+        ListenForWwanEvents();
+        journal.clear();
     }
+
+protected:
+    NLMEventHandler* NewNetworkEventSink() override
+    {
+        return new fakes::JournalledNetworkSink("network-sink", *m_journal);
+    }
+
+private:
+    fakes::Journal* m_journal = nullptr;
 };
 
-// Gives back the reference the subscriptions keep for ever on each sink
-// (after OnStop, the last one).
+// Gives back the references the subscriptions keep for ever on each sink
+// (after OnStop: the network sink's three queries, less the one OnStop's
+// release took, as its member holds none; the radio sink's one query).
 void ReleaseKeptReferences(NLMEventHandler* networkSink, CMbnSinks* radioSink)
 {
+    EXPECT_EQ(networkSink->Release(), 1u);
     EXPECT_EQ(networkSink->Release(), 0u);
     EXPECT_EQ(radioSink->Release(), 0u);
 }
@@ -249,16 +257,22 @@ TEST_F(MainServiceTest, OnStopReleasesEverythingInItsOrder)
     ULONG radioSinkAtPointRelease = 0;
     ULONG radioSinkAtManagerRelease = 0;
     static_cast<fakes::FakeConnectionPoint*>(service.m_pRadioEventsConnectionPoint.Get())
-        ->BeforeRelease([&] { radioSinkAtPointRelease = fakes::ReferencesOf(radioSink); });
+        ->BeforeRelease([&] {
+            if (radioSinkAtPointRelease == 0)  // the member's release; the manager's own comes later
+                radioSinkAtPointRelease = fakes::ReferencesOf(radioSink);
+        });
     static_cast<fakes::FakeMbnInterfaceManager*>(service.m_pMbnInterfaceManager.Get())
         ->BeforeRelease([&] { radioSinkAtManagerRelease = fakes::ReferencesOf(radioSink); });
     service.OnStop();
 
     EXPECT_THAT(journal,
-                ElementsAre("nlm-point Unadvise 11", "nlm-point Release", "connection-point Unadvise 12",
-                            "connection-point Release", "network-point Unadvise 13", "network-point Release",
+                ElementsAre("nlm-point Unadvise 11", "network-sink Release", "nlm-point Release",
+                            "connection-point Unadvise 12", "network-sink Release", "connection-point Release",
+                            "network-point Unadvise 13", "network-sink Release", "network-point Release",
                             "network-sink Release", "network-list-manager Release", "radio-point Unadvise 14",
                             "radio-point Release", "mbn-manager Release"));
+    // Each unadvise gave back the point's reference on the sink ("network-sink
+    // Release" after each); then OnStop's own release.
     // "radio-sink Release" came between "radio-point Release" and "mbn-manager Release".
     EXPECT_EQ(radioSinkAtPointRelease, 2u);
     EXPECT_EQ(radioSinkAtManagerRelease, 1u);
@@ -371,15 +385,18 @@ TEST_F(MainServiceTest, DestructorReleasesManagersAndPointsButNotTheSinks)
     }
     EXPECT_THAT(journal,
                 ElementsAre("mbn-manager Release", "network-list-manager Release", "radio-point Release",
-                            "nlm-point Release", "connection-point Release", "network-point Release"));
+                            "nlm-point Release", "network-sink Release", "connection-point Release",
+                            "network-sink Release", "network-point Release", "network-sink Release"));
     EXPECT_THAT(m_log.LinesOf("CMainService::~CMainService"),
                 ElementsAre(L"TraceIn|CMainService::~CMainService|", L"TraceOut|CMainService::~CMainService|"));
-    // Both sinks still hold both references; give them back here.
+    // The points' ends gave back the advises' references; the sinks keep
+    // their subscriptions' (three queries; one query and the member's).
+    EXPECT_EQ(fakes::ReferencesOf(static_cast<INetworkListManagerEvents*>(networkSink)), 3u);
     EXPECT_EQ(fakes::ReferencesOf(radioSink), 2u);
-    networkSink->Release();
-    networkSink->Release();
-    radioSink->Release();
-    radioSink->Release();
+    for (ULONG left = 3; left > 0; --left)
+        EXPECT_EQ(networkSink->Release(), left - 1);
+    EXPECT_EQ(radioSink->Release(), 1u);
+    EXPECT_EQ(radioSink->Release(), 0u);
 }
 
 TEST_F(MainServiceTest, RegisteringOpensTheClientAndAsksForAcmAndMsmNotifications)

@@ -265,8 +265,9 @@ TEST_F(SubscriptionsTest, WwanEventsAttachTheRadioSinkThroughItsUnknown)
     EXPECT_TRUE(m_service.m_pRadioEventsConnectionPoint);
     ASSERT_NE(m_service.m_pRadioEventSink, nullptr);
     EXPECT_EQ(m_broadband.AdvisedCount(), 1u);
-    // One kept by the subscription (its IUnknown), one by the point.
-    EXPECT_EQ(fakes::ReferencesOf(m_service.m_pRadioEventSink), 2u);
+    // The member's own, one kept by the subscription (its IUnknown), one by
+    // the point.
+    EXPECT_EQ(fakes::ReferencesOf(m_service.m_pRadioEventSink), 3u);
     EXPECT_EQ(m_broadband.LiveObjects(), 2);  // the manager and the point
     EXPECT_THAT(WwanLines(), ElementsAre(kWwanIn, kWwanOut));
 }
@@ -314,7 +315,7 @@ TEST_F(SubscriptionsTest, OnStopUnadvisesEveryPointAndReleasesEachSinkOnce)
     m_service.ListenForWlanEvents();
     m_service.ListenForWwanEvents();
     INetworkEvents* networkSink = m_service.m_pNetworkEventSink;
-    networkSink->AddRef();  // to look at it after the stop
+    CMbnSinks* radioSink = m_service.m_pRadioEventSink;
     m_service.OnStop();
 
     EXPECT_THAT(m_network.EventCalls(),
@@ -331,10 +332,14 @@ TEST_F(SubscriptionsTest, OnStopUnadvisesEveryPointAndReleasesEachSinkOnce)
     // Every model object was released.
     EXPECT_EQ(m_network.LiveObjects(), 0);
     EXPECT_EQ(m_broadband.LiveObjects(), 0);
-    // The three references the subscription took, less the one OnStop gave
-    // back (the member holds none of its own), are still there after ours:
-    // the detach does not destroy the network sink.
-    EXPECT_EQ(networkSink->Release(), 2u);
+    // The detach destroys neither sink, with connection points that count
+    // as the platform's: the network sink keeps the three references its
+    // subscription took, less the one OnStop gave back (its member holds
+    // none); the radio sink keeps its subscription's one, OnStop having
+    // given back its member's.
+    EXPECT_THAT(m_log.LinesOf("CMbnSinks::~CMbnSinks"), IsEmpty());
+    EXPECT_EQ(fakes::ReferencesOf(networkSink), 2u);
+    EXPECT_EQ(fakes::ReferencesOf(radioSink), 1u);
 }
 
 }  // namespace

@@ -29,6 +29,8 @@
 #include "state/RegistryPaths.h"
 #include "state/SwitchingState.h"
 
+#include "OpenMainService.h"
+
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
@@ -140,6 +142,12 @@ BOOL WINAPI ThrowingIsNetworkAlive(LPDWORD)
     throw std::runtime_error("network reachability unavailable");
 }
 
+// The service as OnStart leaves it for its worker: running.
+class StartedService : public switching_tests::OpenMainService {
+public:
+    StartedService() { m_fServiceRunning = true; }
+};
+
 class WorkerTest : public testing::Test {
 protected:
     WorkerTest()
@@ -174,7 +182,7 @@ protected:
 TEST_F(WorkerTest, AFailedCoInitializeEndsTheWorkerWithoutAnExitLine)
 {
     m_com.Fail(fakes::FakeComRuntime::Failure::Initialize, E_OUTOFMEMORY);
-    CMainService service(L"Tessarine");
+    StartedService service;
     service.ServiceWorkerThread();
     EXPECT_THAT(WorkerLines(),
                 ElementsAre(L"TraceIn|CMainService::ServiceWorkerThread|ServiceWorkerThread - Entry",
@@ -187,7 +195,7 @@ TEST_F(WorkerTest, AFailedCoInitializeEndsTheWorkerWithoutAnExitLine)
 
 TEST_F(WorkerTest, NoNetworkListManagerEndsTheWorkerWithoutUninitialisingCom)
 {
-    CMainService service(L"Tessarine");
+    StartedService service;
     service.ServiceWorkerThread();
     EXPECT_THAT(WorkerLines(),
                 ElementsAre(L"TraceIn|CMainService::ServiceWorkerThread|ServiceWorkerThread - Entry",
@@ -207,7 +215,7 @@ TEST_F(WorkerTest, NoNetworkListManagerEndsTheWorkerWithoutUninitialisingCom)
 TEST_F(WorkerTest, ComInAnotherModeIsNoFailure)
 {
     m_com.Fail(fakes::FakeComRuntime::Failure::Initialize, RPC_E_CHANGED_MODE);
-    CMainService service(L"Tessarine");
+    StartedService service;
     service.ServiceWorkerThread();
     // It went on to the network list manager.
     ASSERT_EQ(g_creates.size(), 1u);
@@ -216,6 +224,24 @@ TEST_F(WorkerTest, ComInAnotherModeIsNoFailure)
                             L"Error|CMainService::ServiceWorkerThread|CoCreateInstance(CLSID_NetworkListManager) "
                             L"failed with error: 0x80040154"));
     EXPECT_EQ(m_com.uninitializations, 0);
+}
+
+// A stop before the worker's first step: it enters COM, finds the service
+// stopping, makes nothing, queues nothing and leaves COM again.
+TEST_F(WorkerTest, AWorkerThatFindsTheServiceStoppedMakesNothingAndLeavesCom)
+{
+    switching_tests::OpenMainService service;  // not running: stopped before its worker ran
+    service.ServiceWorkerThread();
+    EXPECT_THAT(WorkerLines(),
+                ElementsAre(L"TraceIn|CMainService::ServiceWorkerThread|ServiceWorkerThread - Entry",
+                            L"Information|CMainService::ServiceWorkerThread|ServiceWorkerThread - The service is "
+                            L"stopping: start-up ends here",
+                            L"TraceOut|CMainService::ServiceWorkerThread|ServiceWorkerThread - Exit"));
+    EXPECT_TRUE(g_creates.empty());
+    EXPECT_THAT(m_pool.flags, IsEmpty());
+    EXPECT_EQ(m_com.initializations, 1);
+    EXPECT_EQ(m_com.uninitializations, 1);
+    EXPECT_FALSE(service.m_pNetworkListManager);
 }
 
 // No firmware namespace (both switching settings off, so Wi-Fi is only
@@ -230,7 +256,7 @@ TEST_F(WorkerTest, WithoutTheMobileBroadbandClassTheWorkerEndsAfterTheWifiSide)
     fakes::NetworkListModel networkList;
     g_networkList = &networkList;
     {
-        CMainService service(L"Tessarine");
+        StartedService service;
         service.ServiceWorkerThread();
         EXPECT_THAT(
             WorkerLines(),
@@ -298,7 +324,7 @@ protected:
     }
     void RunWorker()
     {
-        CMainService service(L"Tessarine");
+        StartedService service;
         service.ServiceWorkerThread();
     }
 
@@ -558,7 +584,7 @@ TEST_F(WorkerOnTheLaptopTest, NoEthernetAtStartRestoresBothRadios)
 // watcher on this service.
 TEST_F(WorkerOnTheLaptopTest, TheAirplaneWatcherIsQueuedOnceBetweenTheManagerAndTheFirmwareRead)
 {
-    CMainService service(L"Tessarine");
+    StartedService service;
     service.ServiceWorkerThread();
 
     EXPECT_THAT(m_pool.flags, ElementsAre(static_cast<ULONG>(WT_EXECUTEONLYONCE)));
@@ -570,7 +596,8 @@ TEST_F(WorkerOnTheLaptopTest, TheAirplaneWatcherIsQueuedOnceBetweenTheManagerAnd
     // The firmware read comes after it in the log too.
     EXPECT_THAT(m_log.LinesOf("NLMUtils::GetAutoSwitchingStatus"), Not(IsEmpty()));
 
-    // The service is not running, so the watcher ends before its first pass.
+    // Once the service stops, the watcher ends before its first pass.
+    service.m_fServiceRunning = false;
     ASSERT_EQ(m_pool.queued.size(), 1u);
     m_pool.RunQueued();
     EXPECT_THAT(m_log.LinesOf("CMainService::AirplaneModeWatcher"),
@@ -603,7 +630,7 @@ TEST_F(WorkerOnTheLaptopTest, AStandardExceptionIsLoggedWithItsTextThenTheExitLi
 // the escape and nothing leaves the pool thread.
 TEST_F(WorkerOnTheLaptopTest, AWatcherThatCannotBeQueuedEndsTheWorkerAtTheTrampoline)
 {
-    CMainService service(L"Tessarine");
+    StartedService service;
     service.QueueWorkItem(&CMainService::ServiceWorkerThread, &service, WT_EXECUTEINPERSISTENTTHREAD);
     // The worker's own queueing has succeeded; the next one fails.
     m_pool.Fail(fakes::FakeThreadPool::Failure::QueueUserWorkItem, ERROR_NOT_ENOUGH_MEMORY);
@@ -617,6 +644,20 @@ TEST_F(WorkerOnTheLaptopTest, AWatcherThatCannotBeQueuedEndsTheWorkerAtTheTrampo
     EXPECT_THAT(StepCalls(), ElementsAre("QueueUserWorkItem 128", "CoInitializeEx 0",
                                          "CoCreateInstance NetworkListManager", "QueueUserWorkItem 8"));
     EXPECT_TRUE(m_pool.queued.empty());
+    EXPECT_EQ(m_com.uninitializations, 0);
+}
+
+// COM already in another apartment on the pool thread: the whole sequence
+// runs, and the worker leaves COM as it found it (no CoUninitialize of its
+// own at its end; the firmware read finds the same mode and leaves it too).
+TEST_F(WorkerOnTheLaptopTest, ComFoundInAnotherApartmentIsNeverUninitialisedByTheWholeSequence)
+{
+    m_com.Fail(fakes::FakeComRuntime::Failure::Initialize, RPC_E_CHANGED_MODE);
+    RunWorker();
+    ASSERT_FALSE(WorkerLines().empty());
+    EXPECT_EQ(WorkerLines().back(), kExit);
+    EXPECT_EQ(m_broadband.AdvisedCount(), 1u);
+    EXPECT_THAT(StepCalls(), Not(Contains("CoUninitialize")));
     EXPECT_EQ(m_com.uninitializations, 0);
 }
 
