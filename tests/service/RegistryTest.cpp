@@ -4,6 +4,7 @@
 #include "service/Registry.h"
 
 #include "platform/Api.h"
+#include "platform/Format.h"
 
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
@@ -271,12 +272,7 @@ public:
     std::vector<std::wstring> calls;
 
 private:
-    static std::wstring Hex(REGSAM access)
-    {
-        wchar_t text[16];
-        swprintf(text, 16, L"0x%05lX", static_cast<unsigned long>(access));
-        return text;
-    }
+    static std::wstring Hex(REGSAM access) { return os::FormatString(L"0x%05lX", static_cast<unsigned long>(access)); }
     static LSTATUS WINAPI Open(HKEY parent, LPCWSTR subKey, DWORD options, REGSAM access, PHKEY key)
     {
         s_current->calls.push_back(L"RegOpenKeyExW " + std::wstring(subKey) + L" " + Hex(access));
