@@ -6,18 +6,22 @@ namespace QX::Shared {
 
 namespace {
 
-uint64_t UnbiasedInterruptTime()
+// The unbiased interrupt time in `now`; false, `now` untouched, when it
+// cannot be read.
+bool ReadUnbiasedInterruptTime(uint64_t& now)
 {
-    ULONGLONG now = 0;
-    os::api().QueryUnbiasedInterruptTime(&now);
-    return now;
+    ULONGLONG value = 0;
+    if (!os::api().QueryUnbiasedInterruptTime(&value))
+        return false;
+    now = value;
+    return true;
 }
 
 } // namespace
 
-CqxLogScope::CqxLogScope(CqxLogger* logger, const char* function)
-    : m_logger(logger), m_start(UnbiasedInterruptTime()), m_function(function)
+CqxLogScope::CqxLogScope(CqxLogger* logger, const char* function) : m_logger(logger), m_function(function)
 {
+    m_startRead = ReadUnbiasedInterruptTime(m_start);
 }
 
 CqxLogScope::~CqxLogScope()
@@ -36,7 +40,11 @@ std::unique_ptr<CqxLogScope> CqxLogScope::StartIfTiming(CqxLogger* logger, const
 void CqxLogScope::End()
 {
     m_ended = true;
-    const uint64_t elapsed = UnbiasedInterruptTime() - m_start;
+    // A failed read times nothing: the difference to zero would be the time
+    // since boot, or wrap round to millennia, and stay in the statistics.
+    uint64_t now = 0;
+    const bool read = m_startRead && ReadUnbiasedInterruptTime(now);
+    const uint64_t elapsed = read ? now - m_start : 0;
     m_elapsedMilliseconds = static_cast<double>(elapsed) / 10000.0;
 
     if (m_elapsedMilliseconds < 1000000.0)

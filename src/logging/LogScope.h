@@ -28,7 +28,8 @@ public:
 
 private:
     CqxLogger* m_logger;
-    uint64_t m_start;  // 100-ns units of the unbiased interrupt time
+    uint64_t m_start = 0;  // 100-ns units of the unbiased interrupt time
+    bool m_startRead = false;
     double m_elapsedMilliseconds = 0.0;
     const char* m_function;
     bool m_ended = false;

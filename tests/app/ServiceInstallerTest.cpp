@@ -77,6 +77,20 @@ TEST_F(ServiceInstallerTest, InstallPrintsAndLogsTheInstalledLine)
     EXPECT_THAT(m_log.Lines(), ElementsAre(L"Information|InstallService|Tessarine is installed."));
 }
 
+TEST_F(ServiceInstallerTest, AnInstallWhoseConsoleFailsStillInstallsAndLogsTheInstalledLine)
+{
+    // The console copy is the only thing lost: the log has the line first.
+    m_console.FailWrites(1);
+    Install();
+    EXPECT_TRUE(m_scm.Find(L"Tessarine") != nullptr);
+    EXPECT_THAT(m_scm.calls,
+                ElementsAre(L"OpenSCManagerW local active 0x00000003", L"CreateServiceW Tessarine",
+                            L"ChangeServiceConfig2W 1", L"CloseServiceHandle scm", L"CloseServiceHandle Tessarine"));
+    EXPECT_THAT(m_console.FailedWrites(), ElementsAre(L"Tessarine is installed.\n"));
+    EXPECT_THAT(m_console.Text(), IsEmpty());
+    EXPECT_THAT(m_log.Lines(), ElementsAre(L"Information|InstallService|Tessarine is installed."));
+}
+
 TEST_F(ServiceInstallerTest, InstallingTwicePrintsTheDescriptionFailureThenTheCreationFailure)
 {
     m_scm.AddService(L"Tessarine");

@@ -246,6 +246,10 @@ BOOL WINAPI FakeScm::QueryServiceConfigW(SC_HANDLE handle, LPQUERY_SERVICE_CONFI
         SetLastError(ERROR_INSUFFICIENT_BUFFER);
         return FALSE;
     }
+    if (service->configFillError) {
+        SetLastError(service->configFillError);
+        return FALSE;
+    }
     *config = QUERY_SERVICE_CONFIGW{};
     auto* path = reinterpret_cast<wchar_t*>(config + 1);
     wcscpy(path, service->binaryPath.c_str());

@@ -27,6 +27,7 @@ public:
         DWORD queryError = 0;         // QueryServiceStatus(Ex) fail with it
         DWORD deleteError = 0;        // DeleteService fails with it
         DWORD configError = 0;        // QueryServiceConfigW fails with it
+        DWORD configFillError = 0;    // QueryServiceConfigW fails with it when given a buffer big enough
         DWORD failureActionsError = 0;
         DWORD failureActionsFlagError = 0;
         std::wstring binaryPath = L"\"C:\\Program Files\\QX\\Tessarine.exe\"";

@@ -53,6 +53,11 @@ BOOL WINAPI FakeServiceDispatcher::SetServiceStatus(SERVICE_STATUS_HANDLE handle
 {
     s_current->reportHandles.push_back(handle);
     s_current->reports.push_back(*status);
+    if (s_current->statusError) {
+        ++s_current->failedReports;
+        SetLastError(s_current->statusError);
+        return FALSE;
+    }
     return TRUE;
 }
 

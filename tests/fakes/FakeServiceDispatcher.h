@@ -23,12 +23,14 @@ public:
     DWORD dispatcherError = 0;       // StartServiceCtrlDispatcherW fails with it
     bool runServiceMain = false;     // the dispatcher calls the table's first entry
     DWORD registrationError = 0;     // RegisterServiceCtrlHandlerExW fails with it
+    DWORD statusError = 0;           // SetServiceStatus fails with it (the report is still recorded)
 
     std::vector<std::wstring> tableNames;   // names in the dispatcher's table, terminator as "<null>"
     std::wstring registeredName;
     LPHANDLER_FUNCTION_EX handler = nullptr;
     LPVOID handlerContext = nullptr;
-    std::vector<SERVICE_STATUS> reports;
+    std::vector<SERVICE_STATUS> reports;    // every report made, failed ones too
+    int failedReports = 0;
     std::vector<SERVICE_STATUS_HANDLE> reportHandles;
 
 private:

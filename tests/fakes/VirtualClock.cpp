@@ -22,6 +22,12 @@ void VirtualClock::AdvanceTicks(uint64_t ticks)
     m_ticks += ticks;
 }
 
+void VirtualClock::FailTimeReads(int reads)
+{
+    std::lock_guard<std::mutex> lock(m_lock);
+    m_failingReads = reads;
+}
+
 uint64_t VirtualClock::NowTicks() const
 {
     std::lock_guard<std::mutex> lock(m_lock);
@@ -54,7 +60,13 @@ DWORD WINAPI VirtualClock::WaitForSingleObject(HANDLE handle, DWORD milliseconds
 
 BOOL WINAPI VirtualClock::QueryUnbiasedInterruptTime(PULONGLONG time)
 {
-    *time = s_current->NowTicks();
+    std::lock_guard<std::mutex> lock(s_current->m_lock);
+    if (s_current->m_failingReads > 0) {
+        --s_current->m_failingReads;
+        SetLastError(ERROR_INVALID_PARAMETER);
+        return FALSE;
+    }
+    *time = s_current->m_ticks;
     return TRUE;
 }
 

@@ -23,6 +23,10 @@ public:
     void AdvanceTicks(uint64_t ticks);
     void AdvanceMilliseconds(uint64_t milliseconds) { AdvanceTicks(milliseconds * 10000); }
 
+    // The next `reads` reads of the unbiased interrupt time fail: FALSE,
+    // ERROR_INVALID_PARAMETER as the last error, nothing written.
+    void FailTimeReads(int reads);
+
     uint64_t NowTicks() const;
     uint64_t NowMilliseconds() const { return NowTicks() / 10000; }
     // Every pause taken, in milliseconds, in the order taken.
@@ -41,6 +45,7 @@ private:
     mutable std::mutex m_lock;
     uint64_t m_ticks = 0;
     std::vector<DWORD> m_pauses;
+    int m_failingReads = 0;
 };
 
 } // namespace fakes

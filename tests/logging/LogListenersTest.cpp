@@ -55,6 +55,34 @@ TEST(ConsoleListener, EmptyMessagePrintsFunctionBlankColonBlank)
     EXPECT_EQ(capture.Writes(), (std::vector<std::wstring>{L"Utils::GetService : \r\n"}));
 }
 
+TEST(ConsoleListener, AFailedWriteLosesThatRecordOnlyAndIsNotRetried)
+{
+    QX::Shared::CqxLogListenerConsole console(0);
+    fakes::ConsoleCapture capture;
+    capture.FailWrites(1);
+    console.Write(Record(4, L"first"));
+    console.Write(Record(4, L"second"));
+    EXPECT_EQ(capture.FailedWrites(), (std::vector<std::wstring>{L"Utils::GetService : first\r\n"}));
+    EXPECT_EQ(capture.Writes(), (std::vector<std::wstring>{L"Utils::GetService : second\r\n"}));
+}
+
+TEST(ConsoleListener, AConsoleThatFailsTakesNothingFromTheListenersAfterIt)
+{
+    fakes::ConsoleCapture capture;
+    capture.FailWrites(1);
+    auto recorder = std::make_unique<fakes::RecordingListener>(0, 5);
+    fakes::RecordingListener* recorded = recorder.get();
+    CqxLogger::Listeners listeners;
+    listeners.push_back(std::make_unique<QX::Shared::CqxLogListenerConsole>(0));
+    listeners.push_back(std::move(recorder));
+    const std::unique_ptr<CqxLogger> logger = CqxLogger::Assemble(std::move(listeners));
+    Log(logger.get(), QX::Shared::LevelError, "Utils::GetService", L"OpenService failed w/err 0x%08lx", 5ul);
+    EXPECT_EQ(capture.FailedWrites(),
+              (std::vector<std::wstring>{L"Utils::GetService : OpenService failed w/err 0x00000005\r\n"}));
+    EXPECT_TRUE(capture.Writes().empty());
+    EXPECT_EQ(recorded->Lines(), (std::vector<std::wstring>{L"Error|Utils::GetService|OpenService failed w/err 0x00000005"}));
+}
+
 TEST(DebugListener, SendsFunctionAndMessageToTheDebugger)
 {
     fakes::FakeDebugOutput debugger;

@@ -92,6 +92,39 @@ TEST_F(LogScopeTest, EndedScopeIsNotEndedAgain)
     EXPECT_EQ(recorder->Records().size(), 1u);
 }
 
+TEST_F(LogScopeTest, AStartWhoseClockReadFailsTimesNothingRatherThanTheTimeSinceBoot)
+{
+    clock.FailTimeReads(1);
+    EXPECT_EQ(TimeOne(30000, "F::G"), L"Elapsed time =     0.0 ms.");
+    EXPECT_DOUBLE_EQ(logger->TimingStatistics().at("F::G").first, 0.0);
+    EXPECT_EQ(logger->TimingStatistics().at("F::G").second, 1u);
+}
+
+TEST_F(LogScopeTest, AnEndWhoseClockReadFailsTimesNothingRatherThanWrappingAround)
+{
+    recorder->Clear();
+    {
+        CqxLogScope scope(logger.get(), "F::G");
+        clock.AdvanceMilliseconds(3);
+        clock.FailTimeReads(1);
+        scope.End();
+        EXPECT_DOUBLE_EQ(scope.ElapsedMilliseconds(), 0.0);
+    }
+    const auto records = recorder->Records();
+    ASSERT_EQ(records.size(), 1u);
+    EXPECT_EQ(records[0].Message(), L"Elapsed time =     0.0 ms.");
+    EXPECT_DOUBLE_EQ(logger->TimingStatistics().at("F::G").first, 0.0);
+}
+
+TEST_F(LogScopeTest, AFailedClockReadCostsOnlyItsOwnScope)
+{
+    clock.FailTimeReads(1);
+    TimeOne(30000, "F::G");
+    EXPECT_EQ(TimeOne(30000, "F::G"), L"Elapsed time =     3.0 ms.");
+    EXPECT_DOUBLE_EQ(logger->TimingStatistics().at("F::G").first, 3.0);
+    EXPECT_EQ(logger->TimingStatistics().at("F::G").second, 2u);
+}
+
 TEST_F(LogScopeTest, StartIfTimingGivesAScopeWhenTimingIsOn)
 {
     ASSERT_TRUE(logger->TimingEnabled());

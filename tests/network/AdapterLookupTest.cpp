@@ -9,6 +9,7 @@
 #include "fakes/FakeProcessHeap.h"
 #include "fakes/NetworkListModel.h"
 #include "fakes/RecordingListener.h"
+#include "platform/Api.h"
 #include "platform/ComPtr.h"
 
 #include <gmock/gmock.h>
@@ -70,6 +71,55 @@ TEST_F(AdapterLookupTest, AnOrdinaryEthernetAdapterIsEthernetWithoutAnyReallocat
         expected.push_back(line);
     expected.push_back(Line(L"TraceOut", L"Ethernet Status = 1"));
     EXPECT_EQ(Lines(), expected);
+}
+
+// What each GetAdaptersAddresses call asks for, recorded before the call is
+// handed on to the fake IP Helper. Installed after the fake.
+class AddressesRequests {
+public:
+    struct Request {
+        ULONG family;
+        ULONG flags;
+        bool reserved;  // a reserved pointer was passed
+    };
+
+    AddressesRequests() : m_next(os::api().GetAdaptersAddresses)
+    {
+        s_current = this;
+        m_seam->GetAdaptersAddresses = &AddressesRequests::Record;
+    }
+    ~AddressesRequests() { s_current = nullptr; }
+    AddressesRequests(const AddressesRequests&) = delete;
+    AddressesRequests& operator=(const AddressesRequests&) = delete;
+
+    std::vector<Request> requests;
+
+private:
+    static ULONG WINAPI Record(ULONG family, ULONG flags, PVOID reserved, PIP_ADAPTER_ADDRESSES buffer, PULONG length)
+    {
+        s_current->requests.push_back({family, flags, reserved != nullptr});
+        return s_current->m_next(family, flags, reserved, buffer, length);
+    }
+
+    static AddressesRequests* s_current;
+    decltype(&::GetAdaptersAddresses) m_next;
+    os::ScopedApiOverride m_seam;
+};
+AddressesRequests* AddressesRequests::s_current = nullptr;
+
+TEST_F(AdapterLookupTest, TheListIsAskedForWithEveryFamilyAndThePrefixesOnEveryCall)
+{
+    // GAA_FLAG_INCLUDE_PREFIX (0x10) and nothing else, the first call and
+    // each call after a reallocation alike.
+    m_ipHelper.OverflowAddresses(1);
+    AddressesRequests requests;
+    EXPECT_TRUE(Lookup());
+    ASSERT_EQ(requests.requests.size(), 2u);
+    for (const AddressesRequests::Request& request : requests.requests) {
+        EXPECT_EQ(request.family, static_cast<ULONG>(AF_UNSPEC));
+        EXPECT_EQ(request.flags, static_cast<ULONG>(GAA_FLAG_INCLUDE_PREFIX));
+        EXPECT_FALSE(request.reserved);
+    }
 }
 
 TEST_F(AdapterLookupTest, TheInterfaceTypeIsNamedBetweenTheFriendlyNameAndItsLine)

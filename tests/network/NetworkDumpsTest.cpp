@@ -296,6 +296,56 @@ INSTANTIATE_TEST_SUITE_P(
         FailingCall{ConnectionDescription::Failure::IsConnectedToInternet, {L"Is Connected to Internet: 1"}},
         FailingCall{ConnectionDescription::Failure::GetConnectivity, {}}));
 
+TEST_F(PrintNetworkConnectionsTest, AConnectionIdWithoutItsTextIsLeftOutAndAnEmptyNameEntersTheSet)
+{
+    m_model.AddConnection(Connection(0xC1, 0xE0, L"Office LAN"));
+    m_texts.Fail(fakes::FakeComTexts::Failure::StringFromCLSID, E_OUTOFMEMORY, 1);
+    Print(&m_ethernet);
+    // The adapter is still looked up; the set gets the text there is: none.
+    EXPECT_THAT(Lines(),
+                ElementsAre(L"TraceIn|NLMUtils::PrintNetworkConnections|", Listing(L"Current Connections:"),
+                            Listing(L"Connection : 1"), Listing(L"Adapter Id : " + GuidText(0xE0)),
+                            Listing(L"Adapter Info: "), Listing(L"Ethernet Connection - adding to set..."),
+                            Listing(L"Connected to Network (Name): Office LAN"), Listing(L"Is Connected to Network: 1"),
+                            Listing(L"Is Connected to Internet: 1"), Listing(L"Detailed connectivity states:"),
+                            L"TraceOut|NLMUtils::PrintNetworkConnections|"));
+    EXPECT_THAT(m_ethernet, ElementsAre(L""));
+    EXPECT_EQ(m_ipHelper.AddressesCalls(), 1);
+}
+
+TEST_F(PrintNetworkConnectionsTest, AnAdapterIdWithoutItsTextFindsNoAdapterAndAddsNothing)
+{
+    m_model.AddConnection(Connection(0xC1, 0xE0, L"Office LAN"));
+    m_texts.Fail(fakes::FakeComTexts::Failure::StringFromCLSID, E_OUTOFMEMORY, 2);
+    Print(&m_ethernet);
+    EXPECT_THAT(Lines(),
+                ElementsAre(L"TraceIn|NLMUtils::PrintNetworkConnections|", Listing(L"Current Connections:"),
+                            Listing(L"Connection : 1"), Listing(L"Connection Id : " + GuidText(0xC1)),
+                            Listing(L"Adapter Info: "), Listing(L"Connected to Network (Name): Office LAN"),
+                            Listing(L"Is Connected to Network: 1"), Listing(L"Is Connected to Internet: 1"),
+                            Listing(L"Detailed connectivity states:"), L"TraceOut|NLMUtils::PrintNetworkConnections|"));
+    // The lookup runs with an empty text, which no adapter has.
+    EXPECT_THAT(m_log.LinesOf("NLMUtils::PrintAdapterInfo"),
+                ElementsAre(L"TraceIn|NLMUtils::PrintAdapterInfo|GUID Value = ",
+                            L"Information|NLMUtils::PrintAdapterInfo|Memory allocation success for "
+                            L"IP_ADAPTER_ADDRESSES struct",
+                            L"Warning|NLMUtils::PrintAdapterInfo|Could not find matching adapter",
+                            L"TraceOut|NLMUtils::PrintAdapterInfo|Ethernet Status = 0"));
+    EXPECT_TRUE(m_ethernet.empty());
+}
+
+TEST_F(PrintNetworkConnectionsTest, AFailedTextOfTheFirstConnectionLeavesTheSecondWhole)
+{
+    m_model.AddConnection(Connection(0xC1, 0xE0, L"Office LAN"));
+    m_model.AddConnection(Connection(0xC2, 0xE0, L"Lab LAN"));
+    m_texts.Fail(fakes::FakeComTexts::Failure::StringFromCLSID, E_OUTOFMEMORY, 2);
+    Print(&m_ethernet);
+    EXPECT_THAT(m_ethernet, ElementsAre(GuidText(0xC2)));
+    const std::vector<std::wstring> lines = Lines();
+    EXPECT_EQ(std::count(lines.begin(), lines.end(), Listing(L"Adapter Id : " + GuidText(0xE0))), 1);
+    EXPECT_EQ(std::count(lines.begin(), lines.end(), Listing(L"Connection Id : " + GuidText(0xC2))), 1);
+}
+
 TEST_F(PrintNetworkConnectionsTest, ANullManagerIsAnError)
 {
     NLMUtils::PrintNetworkConnections(nullptr, &m_ethernet);

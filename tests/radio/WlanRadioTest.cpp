@@ -18,6 +18,7 @@
 #include <gtest/gtest.h>
 
 #include <algorithm>
+#include <cstring>
 #include <map>
 #include <stdexcept>
 #include <string>
@@ -273,6 +274,84 @@ TEST_F(WlanRadioTest, RadioAlreadyInTheWantedStateReturnsTrueAndSetsNothing)
               (SwitchEntry(true, true) + AirplaneLines(false) + CheckLines(true)
                   + Lines{Switch(L"Information", L"Current WLAN Status : 1, To Change Status = 1"),
                           Switch(L"Information", L"No change in WLAN Status Needed.")}));
+    ExpectNoLeaks();
+}
+
+// Every WlanSetInterface request as the adapter receives it, byte for byte,
+// then handed on to the simulated adapter. Installed after the adapter.
+class SetRequests {
+public:
+    struct Request {
+        WLAN_INTF_OPCODE opcode;
+        DWORD size;
+        DWORD phy;
+        DWORD software;
+        DWORD hardware;
+        bool operator==(const Request& other) const
+        {
+            return opcode == other.opcode && size == other.size && phy == other.phy && software == other.software
+                && hardware == other.hardware;
+        }
+    };
+
+    SetRequests() : m_next(os::api().WlanSetInterface)
+    {
+        s_current = this;
+        m_seam->WlanSetInterface = &SetRequests::Record;
+    }
+    ~SetRequests() { s_current = nullptr; }
+    SetRequests(const SetRequests&) = delete;
+    SetRequests& operator=(const SetRequests&) = delete;
+
+    std::vector<Request> requests;
+
+private:
+    static DWORD WINAPI Record(HANDLE client, const GUID* guid, WLAN_INTF_OPCODE opcode, DWORD size, const PVOID data,
+                               PVOID reserved)
+    {
+        Request request{opcode, size, 0, 0, 0};
+        if (data != nullptr && size == sizeof(WLAN_PHY_RADIO_STATE)) {
+            WLAN_PHY_RADIO_STATE state;
+            std::memcpy(&state, data, sizeof(state));
+            request.phy = state.dwPhyIndex;
+            request.software = state.dot11SoftwareRadioState;
+            request.hardware = state.dot11HardwareRadioState;
+        }
+        s_current->requests.push_back(request);
+        return s_current->m_next(client, guid, opcode, size, data, reserved);
+    }
+
+    static SetRequests* s_current;
+    decltype(&::WlanSetInterface) m_next;
+    os::ScopedApiOverride m_seam;
+};
+SetRequests* SetRequests::s_current = nullptr;
+
+void PrintTo(const SetRequests::Request& request, std::ostream* out)
+{
+    *out << "{opcode " << request.opcode << ", size " << request.size << ", PHY " << request.phy << ", software "
+         << request.software << ", hardware " << request.hardware << "}";
+}
+
+TEST_F(WlanRadioTest, EachSetAsksForTheSoftwareStateOfOnePhyAndLeavesItsHardwareStateUnknown)
+{
+    // dot11_radio_state_unknown (0) for the hardware: the switch's to say.
+    SetRequests sets;
+    EXPECT_TRUE(ServiceUtils::SwitchWlanStatus(false, true));
+    const DWORD size = sizeof(WLAN_PHY_RADIO_STATE);
+    EXPECT_THAT(sets.requests,
+                ElementsAre(SetRequests::Request{wlan_intf_opcode_radio_state, size, 0, dot11_radio_state_off,
+                                                 dot11_radio_state_unknown},
+                            SetRequests::Request{wlan_intf_opcode_radio_state, size, 1, dot11_radio_state_off,
+                                                 dot11_radio_state_unknown}));
+    sets.requests.clear();
+    EXPECT_TRUE(ServiceUtils::SwitchWlanStatus(true, true));
+    EXPECT_THAT(sets.requests,
+                ElementsAre(SetRequests::Request{wlan_intf_opcode_radio_state, size, 0, dot11_radio_state_on,
+                                                 dot11_radio_state_unknown},
+                            SetRequests::Request{wlan_intf_opcode_radio_state, size, 1, dot11_radio_state_on,
+                                                 dot11_radio_state_unknown}));
+    EXPECT_TRUE(m_wlan.RadioOn());
     ExpectNoLeaks();
 }
 

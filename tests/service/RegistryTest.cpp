@@ -3,11 +3,18 @@
 // removes it from both views afterwards.
 #include "service/Registry.h"
 
+#include "platform/Api.h"
+#include "platform/Format.h"
+
+#include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
 #include <string>
+#include <vector>
 
 namespace {
+
+using testing::ElementsAre;
 
 constexpr wchar_t kRoot[] = L"SOFTWARE\\TessarineTests";
 constexpr wchar_t kTestKey[] = L"SOFTWARE\\TessarineTests\\Registry";
@@ -244,6 +251,120 @@ TEST_P(RegistryTest, DeleteKeyLeavesTheParentAndTheSiblings)
     EXPECT_EQ(Registry::DeleteKey(HKEY_LOCAL_MACHINE, kTestKey, View()), 0);
     EXPECT_TRUE(Exists(kRoot));
     EXPECT_TRUE(Exists(std::wstring(kRoot) + L"\\Sibling"));
+}
+
+// The key opens and creations through the seam: each is recorded as
+// "RegOpenKeyExW <path> 0x<access>" or "RegCreateKeyExW <path> 0x<access>";
+// the one of `failingPath` fails with `code` without touching the registry,
+// every other goes to the real call.
+class FailingKeyOpens {
+public:
+    FailingKeyOpens(std::wstring failingPath, LSTATUS code) : m_failingPath(std::move(failingPath)), m_code(code)
+    {
+        s_current = this;
+        m_seam->RegOpenKeyExW = &FailingKeyOpens::Open;
+        m_seam->RegCreateKeyExW = &FailingKeyOpens::Create;
+    }
+    ~FailingKeyOpens() { s_current = nullptr; }
+    FailingKeyOpens(const FailingKeyOpens&) = delete;
+    FailingKeyOpens& operator=(const FailingKeyOpens&) = delete;
+
+    std::vector<std::wstring> calls;
+
+private:
+    static std::wstring Hex(REGSAM access) { return os::FormatString(L"0x%05lX", static_cast<unsigned long>(access)); }
+    static LSTATUS WINAPI Open(HKEY parent, LPCWSTR subKey, DWORD options, REGSAM access, PHKEY key)
+    {
+        s_current->calls.push_back(L"RegOpenKeyExW " + std::wstring(subKey) + L" " + Hex(access));
+        if (s_current->m_failingPath == subKey)
+            return s_current->m_code;
+        return ::RegOpenKeyExW(parent, subKey, options, access, key);
+    }
+    static LSTATUS WINAPI Create(HKEY parent, LPCWSTR subKey, DWORD reserved, LPWSTR keyClass, DWORD options,
+                                 REGSAM access, LPSECURITY_ATTRIBUTES security, PHKEY key, LPDWORD disposition)
+    {
+        s_current->calls.push_back(L"RegCreateKeyExW " + std::wstring(subKey) + L" " + Hex(access));
+        if (s_current->m_failingPath == subKey)
+            return s_current->m_code;
+        return ::RegCreateKeyExW(parent, subKey, reserved, keyClass, options, access, security, key, disposition);
+    }
+
+    static FailingKeyOpens* s_current;
+    os::ScopedApiOverride m_seam;
+    std::wstring m_failingPath;
+    LSTATUS m_code;
+};
+FailingKeyOpens* FailingKeyOpens::s_current = nullptr;
+
+// KEY_READ | KEY_WRITE and KEY_READ with the view's flag, as the seam sees them.
+std::wstring ReadWrite(uint32_t view)
+{
+    return view == Registry::k64BitView ? L"0x2011F" : view == Registry::k32BitView ? L"0x2021F" : L"0x2001F";
+}
+std::wstring ReadOnly(uint32_t view)
+{
+    return view == Registry::k64BitView ? L"0x20119" : view == Registry::k32BitView ? L"0x20219" : L"0x20019";
+}
+
+TEST_P(RegistryTest, GetValueWhoseKeyCannotBeOpenedIsEmptyAndReadsNothingElse)
+{
+    WriteRaw(kValue, REG_SZ, L"True", 10);
+    FailingKeyOpens opens(kTestKey, ERROR_ACCESS_DENIED);
+    EXPECT_EQ(Get(), L"");
+    EXPECT_THAT(opens.calls, ElementsAre(L"RegOpenKeyExW " + std::wstring(kTestKey) + L" " + ReadOnly(View())));
+}
+
+TEST_P(RegistryTest, SetValueWhoseKeyCannotBeCreatedReturnsTheCodeAndWritesNothing)
+{
+    FailingKeyOpens opens(kTestKey, ERROR_ACCESS_DENIED);
+    EXPECT_EQ(Registry::SetValue(HKEY_LOCAL_MACHINE, kTestKey, kValue, L"False", View()), ERROR_ACCESS_DENIED);
+    EXPECT_THAT(opens.calls, ElementsAre(L"RegCreateKeyExW " + std::wstring(kTestKey) + L" " + ReadWrite(View())));
+    EXPECT_FALSE(Exists(kRoot));
+}
+
+TEST_P(RegistryTest, SetValueWithoutATextWhoseKeyCannotBeCreatedReturnsTheCreationsCode)
+{
+    // The creation comes first: its failure wins over the missing text.
+    FailingKeyOpens opens(kTestKey, ERROR_ACCESS_DENIED);
+    EXPECT_EQ(Registry::SetValue(HKEY_LOCAL_MACHINE, kTestKey, kValue, nullptr, View()), ERROR_ACCESS_DENIED);
+    EXPECT_FALSE(Exists(kRoot));
+}
+
+TEST_P(RegistryTest, DeleteKeyWhoseHiveCannotBeOpenedReturnsTheCodeAndDeletesNothing)
+{
+    ASSERT_EQ(Registry::SetValue(HKEY_LOCAL_MACHINE, kTestKey, kValue, L"True", View()), 0);
+    FailingKeyOpens opens(L"", ERROR_ACCESS_DENIED);
+    EXPECT_EQ(Registry::DeleteKey(HKEY_LOCAL_MACHINE, kTestKey, View()), ERROR_ACCESS_DENIED);
+    EXPECT_THAT(opens.calls, ElementsAre(L"RegOpenKeyExW  " + ReadWrite(View())));
+    EXPECT_EQ(Get(), L"True");
+}
+
+TEST_P(RegistryTest, DeleteKeyWhoseHiveIsNotFoundCountsAsDeletedAndDeletesNothing)
+{
+    // "Not found" from the hive's own open reads as "the key is missing":
+    // the key stays and the caller hears success.
+    ASSERT_EQ(Registry::SetValue(HKEY_LOCAL_MACHINE, kTestKey, kValue, L"True", View()), 0);
+    FailingKeyOpens opens(L"", ERROR_FILE_NOT_FOUND);
+    EXPECT_EQ(Registry::DeleteKey(HKEY_LOCAL_MACHINE, kTestKey, View()), 0);
+    EXPECT_THAT(opens.calls, ElementsAre(L"RegOpenKeyExW  " + ReadWrite(View())));
+    EXPECT_EQ(Get(), L"True");
+}
+
+TEST_P(RegistryTest, DeleteKeyStopsAtASubkeyThatCannotBeOpenedLeavingItAndEverythingAbove)
+{
+    const std::wstring root = kTestKey;
+    for (const wchar_t* path : {L"\\A\\A1", L"\\B\\B1", L"\\C"})
+        ASSERT_EQ(Registry::SetValue(HKEY_LOCAL_MACHINE, root + path, L"v", L"x", View()), 0);
+    // Subkeys are taken first to last: A goes whole, B cannot be opened, C is never reached.
+    FailingKeyOpens opens(L"B", ERROR_ACCESS_DENIED);
+    EXPECT_EQ(Registry::DeleteKey(HKEY_LOCAL_MACHINE, kTestKey, View()), ERROR_ACCESS_DENIED);
+    EXPECT_THAT(opens.calls, ElementsAre(L"RegOpenKeyExW  " + ReadWrite(View()),
+                                         L"RegOpenKeyExW " + root + L" " + ReadWrite(View()),
+                                         L"RegOpenKeyExW A " + ReadWrite(View()), L"RegOpenKeyExW A1 " + ReadWrite(View()),
+                                         L"RegOpenKeyExW B " + ReadWrite(View())));
+    EXPECT_FALSE(Exists(root + L"\\A"));
+    EXPECT_TRUE(Exists(root + L"\\B\\B1"));
+    EXPECT_TRUE(Exists(root + L"\\C"));
 }
 
 INSTANTIATE_TEST_SUITE_P(Views, RegistryTest,

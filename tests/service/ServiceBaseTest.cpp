@@ -474,6 +474,64 @@ TEST_F(ServiceBaseTest, SetServiceStatusWritesStateExitCodeAndWaitHint)
     EXPECT_EQ(m_dispatcher.reportHandles.back(), FakeServiceDispatcher::kStatusHandle);
 }
 
+TEST_F(ServiceBaseTest, StatusReportsThatFailAreNeitherRetriedNorLoggedAndTheServiceCarriesOn)
+{
+    // The SCM does not hear of the states; the service keeps them all the same.
+    m_dispatcher.statusError = ERROR_INVALID_HANDLE;
+    m_service.Start(0, nullptr);
+    EXPECT_THAT(m_service.calls, ElementsAre("OnStart 0"));
+    EXPECT_THAT(Reports(), ElementsAre(Report{SERVICE_START_PENDING, 1, 0, 0}, Report{SERVICE_RUNNING, 0, 0, 0}));
+    EXPECT_EQ(m_dispatcher.failedReports, 2);
+    EXPECT_EQ(m_service.Status().dwCurrentState, static_cast<DWORD>(SERVICE_RUNNING));
+    EXPECT_TRUE(m_eventLog.registrations.empty());
+    EXPECT_TRUE(m_log.Lines().empty());
+
+    Control(SERVICE_CONTROL_STOP);
+    EXPECT_THAT(m_service.calls, ElementsAre("OnStart 0", "OnStop"));
+    EXPECT_EQ(m_dispatcher.failedReports, 4);
+    EXPECT_EQ(m_service.Status().dwCurrentState, static_cast<DWORD>(SERVICE_STOPPED));
+    EXPECT_EQ(CServiceBase::CheckPointCounter, 3u);
+}
+
+TEST_F(ServiceBaseTest, AFailedStoppedReportAfterAFailedStartStillCarriesTheExitCode)
+{
+    m_dispatcher.statusError = ERROR_INVALID_HANDLE;
+    m_service.throws = ProbeService::Throw::Win32Code;
+    m_service.Start(0, nullptr);
+    EXPECT_THAT(Reports(), ElementsAre(Report{SERVICE_START_PENDING, 1, 0, 0}, Report{SERVICE_STOPPED, 0, 5, 0}));
+    EXPECT_EQ(m_dispatcher.failedReports, 2);
+    ASSERT_EQ(m_eventLog.reports.size(), 1u);
+    EXPECT_THAT(m_eventLog.reports[0].strings, ElementsAre(L"Probe", L"Service Start failed w/err 0x00000005"));
+}
+
+TEST_F(ServiceBaseTest, AnEventReportThatFailsIsDroppedAndItsSourceStillClosed)
+{
+    m_eventLog.Fail(FakeEventLog::Failure::ReportEvent, ERROR_ACCESS_DENIED);
+    m_service.WriteEventLogEntry(L"hello", EVENTLOG_INFORMATION_TYPE);
+    EXPECT_TRUE(m_eventLog.reports.empty());
+    EXPECT_EQ(m_eventLog.failedReports, 1);
+    ASSERT_EQ(m_eventLog.registrations.size(), 1u);
+    EXPECT_EQ(m_eventLog.deregistered, (std::vector<HANDLE>{m_eventLog.registrations[0].handle}));
+    EXPECT_EQ(m_eventLog.openSources, 0);
+    EXPECT_TRUE(m_log.Lines().empty());
+}
+
+TEST_F(ServiceBaseTest, AFailedStartWhoseEventReportFailsStillStopsWithItsCode)
+{
+    m_eventLog.Fail(FakeEventLog::Failure::ReportEvent, ERROR_ACCESS_DENIED);
+    m_service.throws = ProbeService::Throw::Win32Code;
+    m_service.Start(0, nullptr);
+    EXPECT_THAT(Reports(), ElementsAre(Report{SERVICE_START_PENDING, 1, 0, 0}, Report{SERVICE_STOPPED, 0, 5, 0}));
+    EXPECT_EQ(m_eventLog.failedReports, 1);
+    EXPECT_EQ(m_eventLog.openSources, 0);
+    // The next report finds the event log working again: one failure costs one entry.
+    m_eventLog.Fail(FakeEventLog::Failure::None, 0);
+    m_service.throws = ProbeService::Throw::Other;
+    m_service.Start(0, nullptr);
+    ASSERT_EQ(m_eventLog.reports.size(), 1u);
+    EXPECT_THAT(m_eventLog.reports[0].strings, ElementsAre(L"Probe", L"Service failed to start."));
+}
+
 TEST_F(ServiceBaseTest, EventLogEntryNamesTheServiceFirst)
 {
     m_service.WriteEventLogEntry(L"hello", EVENTLOG_INFORMATION_TYPE);

@@ -160,6 +160,40 @@ TEST_F(UtilsServiceTest, IsServicePresentWithAnUnreadableConfigurationIsTwo)
     EXPECT_EQ(m_scm.OpenHandles(), 0);
 }
 
+TEST_F(UtilsServiceTest, IsServicePresentWhoseConfigurationCannotBeFilledIsTwoAndReadsNoVersion)
+{
+    FakeScm::Service& probe = m_scm.AddService(L"Probe", SERVICE_RUNNING);
+    probe.binaryPath = L"\"C:\\nowhere\\probe.exe\"";
+    probe.configFillError = ERROR_NOT_ENOUGH_MEMORY;
+    const DWORD needed = static_cast<DWORD>(sizeof(QUERY_SERVICE_CONFIGW) + (probe.binaryPath.size() + 1) * 2);
+    Utils::VersionRecord version;
+    version.parts[0] = 7;
+    EXPECT_EQ(Utils::IsServicePresent(L"Probe", version, false, true), 2);
+    // The size query, then the read into a buffer of the size it gave; no third try.
+    EXPECT_THAT(m_scm.calls, ElementsAre(L"OpenSCManagerW local active 0x000F003F", L"OpenServiceW Probe 0x000F01FF",
+                                         L"QueryServiceConfigW 0", L"QueryServiceConfigW " + std::to_wstring(needed),
+                                         L"CloseServiceHandle Probe", L"CloseServiceHandle scm"));
+    EXPECT_THAT(m_log.LinesOf("Utils::IsServicePresent"),
+                ElementsAre(L"TraceIn|Utils::IsServicePresent|Service Name = Probe, Running Status To be checked = "
+                            L"0, To Get version Info Status = 1",
+                            L"Error|Utils::IsServicePresent|QueryServiceConfig failed w/err 0x00000008",
+                            L"TraceOut|Utils::IsServicePresent|Return Value = 2"));
+    EXPECT_TRUE(m_log.LinesOf("Utils::GetVersionValue").empty());
+    EXPECT_FALSE(version.found);
+    EXPECT_THAT(version.parts, ElementsAre(7, 0, 0, 0));
+    EXPECT_EQ(m_scm.OpenHandles(), 0);
+}
+
+TEST_F(UtilsServiceTest, AStoppedServiceWhoseConfigurationCannotBeFilledIsTwoNotOne)
+{
+    // The configuration's failure replaces the running check's result.
+    FakeScm::Service& probe = m_scm.AddService(L"Probe", SERVICE_STOPPED);
+    probe.configFillError = ERROR_ACCESS_DENIED;
+    Utils::VersionRecord version;
+    EXPECT_EQ(Utils::IsServicePresent(L"Probe", version, true, true), 2);
+    EXPECT_EQ(m_scm.OpenHandles(), 0);
+}
+
 TEST_F(UtilsServiceTest, WaitingForARunningServiceTakesOnePollAndNoPause)
 {
     m_scm.AddService(L"WlanSvc", SERVICE_RUNNING);
@@ -230,6 +264,52 @@ TEST_F(UtilsServiceTest, UtilSleepWithoutAnEventReturnsAtOnce)
     EXPECT_THAT(
         m_log.LinesOf("Utils::UtilSleep"),
         ElementsAre(L"TraceIn|Utils::UtilSleep|", L"Error|Utils::UtilSleep|CreateEvent() failed with  error: 8"));
+}
+
+// The timed wait fails at once (an invalid handle, as the platform says).
+int failedWaits = 0;
+DWORD WINAPI FailingWait(HANDLE, DWORD)
+{
+    ++failedWaits;
+    SetLastError(ERROR_INVALID_HANDLE);
+    return WAIT_FAILED;
+}
+
+TEST_F(UtilsServiceTest, UtilSleepWhoseWaitFailsReturnsAtOnceAsIfItHadWaited)
+{
+    fakes::FakeEvents events;
+    os::ScopedApiOverride seam;
+    failedWaits = 0;
+    seam->WaitForSingleObject = &FailingWait;
+    Utils::UtilSleep(2500);
+    EXPECT_EQ(failedWaits, 1);
+    EXPECT_TRUE(m_clock.Pauses().empty());
+    EXPECT_EQ(events.creations.size(), 1u);
+    // Nothing tells the caller that no time passed.
+    EXPECT_THAT(m_log.LinesOf("Utils::UtilSleep"),
+                ElementsAre(L"TraceIn|Utils::UtilSleep|", L"TraceOut|Utils::UtilSleep|"));
+}
+
+TEST_F(UtilsServiceTest, AWaitForAServiceWhosePausesFailPollsItsFifteenTimesBackToBack)
+{
+    // The only cost of a failing pause is "go round again" at once: the
+    // fifteen polls for a stopped service come back to back, so the wait
+    // that should give it 15 s gives it none.
+    m_scm.AddService(L"WlanSvc", SERVICE_STOPPED);
+    os::ScopedApiOverride seam;
+    failedWaits = 0;
+    seam->WaitForSingleObject = &FailingWait;
+    EXPECT_EQ(Utils::WaitforServiceToStartRunning(L"WlanSvc", 15), 1);
+    EXPECT_EQ(failedWaits, 15);
+    EXPECT_EQ(m_scm.Find(L"WlanSvc")->statusQueries, 15);
+    EXPECT_TRUE(m_clock.Pauses().empty());
+    std::vector<std::wstring> expected{L"TraceIn|Utils::WaitforServiceToStartRunning|"};
+    for (int poll = 0; poll < 15; ++poll)
+        expected.push_back(L"Verbose|Utils::WaitforServiceToStartRunning|WlanSvc service Running Status = 1, try "
+                           + std::to_wstring(poll));
+    expected.push_back(L"TraceOut|Utils::WaitforServiceToStartRunning|WlanSvc Running Status = 1");
+    EXPECT_EQ(m_log.LinesOf("Utils::WaitforServiceToStartRunning"), expected);
+    EXPECT_EQ(m_scm.OpenHandles(), 0);
 }
 
 TEST_F(UtilsServiceTest, RestartRecoveryRestartsAfterTwoFourAndSixMinutesResetAfterAnHour)

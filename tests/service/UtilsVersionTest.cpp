@@ -98,6 +98,31 @@ TEST_F(UtilsVersionTest, BinaryVersionOfAFileWithoutAVersionResourceLogsTheSizeQ
                             L"TraceOut|Utils::GetBinaryVersion|0.0.0.0"));
 }
 
+// The executable's path cannot be had: 0 and a last error, as the platform does.
+int moduleNameCalls = 0;
+DWORD WINAPI FailingModuleName(HMODULE module, LPWSTR path, DWORD size)
+{
+    ++moduleNameCalls;
+    EXPECT_EQ(module, nullptr);
+    EXPECT_EQ(size, static_cast<DWORD>(MAX_PATH));
+    if (size > 0)
+        path[0] = L'\0';
+    SetLastError(ERROR_NOT_ENOUGH_MEMORY);
+    return 0;
+}
+
+TEST_F(UtilsVersionTest, BinaryVersionWithoutTheExecutablesPathIsAllZeroAndReadsNoFile)
+{
+    os::ScopedApiOverride seam;
+    moduleNameCalls = 0;
+    seam->GetModuleFileNameW = &FailingModuleName;
+    EXPECT_EQ(Utils::GetBinaryVersion(), L"0.0.0.0");
+    EXPECT_EQ(moduleNameCalls, 1);
+    // No version read is tried, so nothing is logged between the entry and the result.
+    EXPECT_THAT(m_log.Lines(),
+                ElementsAre(L"TraceIn|Utils::GetBinaryVersion|", L"TraceOut|Utils::GetBinaryVersion|0.0.0.0"));
+}
+
 TEST_F(UtilsVersionTest, VersionValueOfThisExecutableFillsTheRecord)
 {
     Utils::VersionRecord version;
