@@ -5,7 +5,6 @@
 #include "state/ServiceNames.h"
 #include "service/Utils.h"
 
-#include <chrono>
 #include <memory>
 #include <utility>
 
@@ -35,6 +34,8 @@ CMainService::CMainService(const wchar_t* serviceName, bool canStop, bool canShu
     : CServiceBase(serviceName, canStop, canShutdown, canPauseContinue)
 {
     OperationLog op("CMainService::CMainService");
+    // A real event (not the seam's): only the wait on it is a timed pause.
+    m_noWorkItems.reset(::CreateEventW(nullptr, TRUE, TRUE, nullptr));
     // Manual reset: once set at stop, every later wait of the watcher ends at once.
     m_hAirplaneWatcherEvent = os::api().CreateEventW(nullptr, TRUE, FALSE, kAirplaneWatcherEventName);
     if (m_hAirplaneWatcherEvent == nullptr)
@@ -79,11 +80,11 @@ void CMainService::QueueWorkItem(WorkItem function, CMainService* object, ULONG 
 {
     auto call = std::make_unique<WorkItemCall>(WorkItemCall{function, object});
     // Counted from the queueing, so that an item the pool has not started
-    // yet keeps the object as well as one that runs.
-    {
-        std::lock_guard<std::mutex> lock(object->m_workItemsLock);
-        ++object->m_runningWorkItems;
-    }
+    // yet keeps the object as well as one that runs. Items are queued from
+    // 0 only by OnStart; later ones by a running item, so the count never
+    // comes back from 0 while an ending item signals it.
+    if (++object->m_runningWorkItems == 1)
+        ::ResetEvent(object->m_noWorkItems.get());
     if (!os::api().QueueUserWorkItem(&CMainService::WorkItemTrampoline, call.get(), flags)) {
         const DWORD error = GetLastError();
         object->WorkItemEnded();
@@ -114,22 +115,15 @@ DWORD WINAPI CMainService::WorkItemTrampoline(LPVOID context)
 
 void CMainService::WorkItemEnded()
 {
-    std::lock_guard<std::mutex> lock(m_workItemsLock);
-    --m_runningWorkItems;
-    // Under the lock: a waiter that sees the count reach 0 may destroy the
-    // object as soon as it has the lock back.
-    m_workItemsEnded.notify_all();
+    // The signal is the item's last touch of the object: a waiter may
+    // destroy it as soon as the event is set.
+    if (--m_runningWorkItems == 0)
+        ::SetEvent(m_noWorkItems.get());
 }
 
 bool CMainService::WaitForWorkItems(DWORD milliseconds)
 {
-    std::unique_lock<std::mutex> lock(m_workItemsLock);
-    const auto ended = [this] { return m_runningWorkItems == 0; };
-    if (milliseconds == INFINITE) {
-        m_workItemsEnded.wait(lock, ended);
-        return true;
-    }
-    return m_workItemsEnded.wait_for(lock, std::chrono::milliseconds(milliseconds), ended);
+    return os::api().WaitForSingleObject(m_noWorkItems.get(), milliseconds) == WAIT_OBJECT_0;
 }
 
 void CMainService::OnStop()

@@ -17,6 +17,7 @@
 #include "network/NLMEventHandler.h"
 #include "platform/ComPtr.h"
 #include "platform/MbnApi.h"
+#include "platform/UniqueHandle.h"
 #include "radio/MbnSinks.h"
 #include "service/ServiceBase.h"
 
@@ -26,7 +27,6 @@
 #include <wlanapi.h>
 
 #include <atomic>
-#include <condition_variable>
 #include <mutex>
 #include <set>
 #include <string>
@@ -44,7 +44,7 @@ public:
     // GetLastError() value as a DWORD when it cannot be queued.
     void QueueWorkItem(WorkItem function, CMainService* object, ULONG flags);
     // Whether every work item queued for this object has returned within
-    // `milliseconds` (INFINITE: without a bound).
+    // `milliseconds` (a timed wait of the platform seam).
     bool WaitForWorkItems(DWORD milliseconds);
 
     // The one-shot start-up sequence (thread pool, persistent thread).
@@ -124,8 +124,8 @@ private:
     static DWORD WINAPI WorkItemTrampoline(LPVOID context);
     void WorkItemEnded();
 
-    // Work items queued and not yet returned.
-    std::mutex m_workItemsLock;
-    std::condition_variable m_workItemsEnded;
-    int m_runningWorkItems = 0;
+    // Work items queued and not yet returned, and a manual-reset event that
+    // is signalled while there are none.
+    std::atomic<int> m_runningWorkItems{0};
+    os::UniqueHandle m_noWorkItems;
 };

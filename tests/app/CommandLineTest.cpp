@@ -201,6 +201,22 @@ TEST_F(CommandLineTest, TheServiceObjectAcceptsStopShutdownPreshutdownAndPowerEv
     EXPECT_EQ(m_dispatcher.reports.front().dwCurrentState, static_cast<DWORD>(SERVICE_START_PENDING));
 }
 
+// A worker that never returns (here: never run) keeps the service object:
+// the entry point waits a minute for it, says so, and does not destroy what
+// the worker may still use.
+TEST_F(CommandLineTest, AWorkItemThatDoesNotEndWithinAMinuteKeepsTheServiceObject)
+{
+    m_dispatcher.dispatcherError = 0;
+    m_dispatcher.runServiceMain = true;
+    os::ScopedApiOverride seam;
+    seam->QueueUserWorkItem = [](LPTHREAD_START_ROUTINE, PVOID, ULONG) -> BOOL { return TRUE; };
+    EXPECT_EQ(Run({}), 0);
+    EXPECT_THAT(m_log.Lines(),
+                Contains(L"Error|wmain|Work items still running after 60000 ms: the service object is kept"));
+    EXPECT_THAT(m_log.LinesOf("CMainService::~CMainService"), IsEmpty());
+    EXPECT_THAT(m_clock.Pauses(), Contains(60000u));
+}
+
 TEST_F(CommandLineTest, TheServicePathBuildsAndDestroysOneServiceObject)
 {
     EXPECT_EQ(Run({}), 0);

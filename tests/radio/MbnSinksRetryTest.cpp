@@ -74,7 +74,7 @@ protected:
     {
         m_model.WaitForCompletions();
         m_sink->Release();
-        MbnRadioCompleted.Reset();
+        ReleaseMbnRadioCompletedForTesting();
         m_manager.Reset();
     }
 
