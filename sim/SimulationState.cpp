@@ -40,14 +40,14 @@ private:
     HKEY m_key = nullptr;
 };
 
-bool OpenState(REGSAM access, Key& key)
+bool OpenState(REGSAM access, Key& key, const wchar_t* path = kStateKey)
 {
-    return RegOpenKeyExW(HKEY_LOCAL_MACHINE, kStateKey, 0, access | kView, key.put()) == ERROR_SUCCESS;
+    return RegOpenKeyExW(HKEY_LOCAL_MACHINE, path, 0, access | kView, key.put()) == ERROR_SUCCESS;
 }
 
-bool CreateState(Key& key)
+bool CreateState(Key& key, const wchar_t* path = kStateKey)
 {
-    return RegCreateKeyExW(HKEY_LOCAL_MACHINE, kStateKey, 0, nullptr, REG_OPTION_NON_VOLATILE,
+    return RegCreateKeyExW(HKEY_LOCAL_MACHINE, path, 0, nullptr, REG_OPTION_NON_VOLATILE,
                            KEY_QUERY_VALUE | KEY_SET_VALUE | kView, nullptr, key.put(), nullptr)
         == ERROR_SUCCESS;
 }
@@ -70,10 +70,10 @@ std::optional<std::wstring> ReadText(const wchar_t* name)
     return text;
 }
 
-std::optional<DWORD> ReadNumber(const wchar_t* name)
+std::optional<DWORD> ReadNumber(const wchar_t* name, const wchar_t* path = kStateKey)
 {
     Key key;
-    if (!OpenState(KEY_QUERY_VALUE, key))
+    if (!OpenState(KEY_QUERY_VALUE, key, path))
         return std::nullopt;
     DWORD value = 0;
     DWORD type = 0;
@@ -96,12 +96,12 @@ bool WriteText(const wchar_t* name, const std::wstring& text)
         == ERROR_SUCCESS;
 }
 
-bool WriteNumber(const wchar_t* name, DWORD value)
+bool WriteNumber(const wchar_t* name, DWORD value, const wchar_t* path = kStateKey)
 {
-    if (ReadNumber(name) == value)
+    if (ReadNumber(name, path) == value)
         return true;
     Key key;
-    if (!CreateState(key))
+    if (!CreateState(key, path))
         return false;
     return RegSetValueExW(key.get(), name, 0, REG_DWORD, reinterpret_cast<const BYTE*>(&value), sizeof(value))
         == ERROR_SUCCESS;
@@ -178,6 +178,10 @@ const wchar_t* RadioText(Radio radio)
     default: return L"unknown";
     }
 }
+
+std::optional<DWORD> ReadCounter(const wchar_t* name, const wchar_t* key) { return ReadNumber(name, key); }
+
+bool WriteCounter(const wchar_t* name, DWORD value, const wchar_t* key) { return WriteNumber(name, value, key); }
 
 bool DeleteState()
 {
@@ -300,6 +304,39 @@ void StateWatcher::Shared::Run()
         CloseHandle(stateChanged);
     if (parentChanged != nullptr)
         CloseHandle(parentChanged);
+}
+
+bool WaitForState(const std::function<bool()>& condition, std::chrono::milliseconds bound, const wchar_t* path)
+{
+    HANDLE changed = CreateEventW(nullptr, FALSE, FALSE, nullptr);
+    const ULONGLONG deadline = GetTickCount64() + static_cast<ULONGLONG>(bound.count());
+    Key key;
+    bool armed = false;
+    bool held = false;
+    for (;;) {
+        // Armed before the look, so a change made right after the look ends
+        // the wait. A watch fires once; a key deleted meanwhile fires none
+        // (the regular looks cover it, and the next arm opens the new key).
+        if (!armed && changed != nullptr) {
+            key.reset();
+            armed = OpenState(KEY_NOTIFY, key, path) && Arm(key.get(), changed, kValuesChange);
+        }
+        held = condition();
+        const ULONGLONG now = GetTickCount64();
+        if (held || now >= deadline)
+            break;
+        const ULONGLONG left = deadline - now;
+        const auto look = static_cast<ULONGLONG>(kWaitLook.count());
+        const DWORD pause = static_cast<DWORD>(left < look ? left : look);
+        if (changed == nullptr)
+            Sleep(pause);
+        else if (WaitForSingleObject(changed, pause) == WAIT_OBJECT_0)
+            armed = false;
+    }
+    key.reset();
+    if (changed != nullptr)
+        CloseHandle(changed);
+    return held;
 }
 
 StateWatcher::StateWatcher(std::function<void(Change)> onChange) : m_shared(std::make_shared<Shared>())

@@ -9,6 +9,24 @@
 //   FirmwareLanWlanSwitching  REG_SZ     the firmware setting's value as its WMI provider
 //   FirmwareLanWwanSwitching  REG_SZ     gives it: "Enable" allows, "*Disable" forbids
 //
+//   WireChange                REG_DWORD  raised by the controller each time it
+//                                        has finished a change of the wires (a
+//                                        plug with its address, a pull): the
+//                                        simulated network list then reads the
+//                                        adapters once and announces what changed
+//
+// and, in its subkey "Network List", what the simulated network list tells
+// whoever waits for it (REG_DWORD; a key of its own, so that these writes
+// wake none of the watchers of the state key in the service's process):
+//
+//   Process                   the id of the process whose network list wrote
+//                             the values below
+//   WireChangeSeen            the last WireChange it acted on
+//   EventsDelivered           connectivity events it has given to the
+//                             service since it was made
+//   EventsHandled             of those, the ones whose sinks have returned
+//                             (equal: the service is not handling any)
+//
 // Reads never fail: what is missing or makes no sense reads as "unknown"
 // (Radio::Unknown, an empty optional), and the caller decides what that
 // means. Writes create the key when needed and leave data that is already
@@ -38,6 +56,13 @@ inline constexpr const wchar_t* kMobileBroadbandRadioValue = L"MobileBroadbandRa
 inline constexpr const wchar_t* kModemPresentValue = L"ModemPresent";
 inline constexpr const wchar_t* kFirmwareLanWlanValue = L"FirmwareLanWlanSwitching";
 inline constexpr const wchar_t* kFirmwareLanWwanValue = L"FirmwareLanWwanSwitching";
+inline constexpr const wchar_t* kWireChangeValue = L"WireChange";
+
+inline constexpr const wchar_t* kNetworkListKey = L"SOFTWARE\\Tessarine Simulation\\Network List";
+inline constexpr const wchar_t* kNetworkListProcessValue = L"Process";
+inline constexpr const wchar_t* kWireChangeSeenValue = L"WireChangeSeen";
+inline constexpr const wchar_t* kNetworkEventsDeliveredValue = L"EventsDelivered";
+inline constexpr const wchar_t* kNetworkEventsHandledValue = L"EventsHandled";
 
 enum class Radio { Unknown, On, Off };
 
@@ -64,6 +89,19 @@ bool WriteFirmwareSetting(FirmwareSetting setting, const std::wstring& value);
 bool FirmwareAllows(const std::wstring& value);
 
 const wchar_t* RadioText(Radio radio);  // "on", "off", "unknown"
+
+// A counter (one of the k...Value names above) of the state key or of the
+// network list's subkey: a REG_DWORD; anything else, or a missing value, is
+// unknown (empty). A write creates the key when needed.
+std::optional<DWORD> ReadCounter(const wchar_t* name, const wchar_t* key = kStateKey);
+bool WriteCounter(const wchar_t* name, DWORD value, const wchar_t* key = kStateKey);
+
+// Whether `condition` holds within `bound`: asked at once, again whenever a
+// value of `key` changes, and at least every kWaitLook meanwhile (a key that
+// is created or deleted notifies no watch of its own).
+inline constexpr std::chrono::milliseconds kWaitLook{100};
+bool WaitForState(const std::function<bool()>& condition, std::chrono::milliseconds bound,
+                  const wchar_t* key = kStateKey);
 
 // Deletes the whole key (true also when there was none).
 bool DeleteState();

@@ -166,6 +166,86 @@ TEST(SimulationState, DeleteStateRemovesTheKeyAndAcceptsNone)
     EXPECT_TRUE(sim::DeleteState());
 }
 
+TEST(SimulationState, CountersAreNumbersAndReadBack)
+{
+    StateGuard guard;
+    EXPECT_FALSE(sim::ReadCounter(sim::kWireChangeValue).has_value());
+    EXPECT_TRUE(sim::WriteCounter(sim::kWireChangeValue, 7));
+    EXPECT_EQ(std::optional<DWORD>(7), sim::ReadCounter(sim::kWireChangeValue));
+    // The network list's subkey, made by the write.
+    EXPECT_TRUE(sim::WriteCounter(sim::kNetworkEventsHandledValue, 0, sim::kNetworkListKey));
+    EXPECT_EQ(std::optional<DWORD>(0), sim::ReadCounter(sim::kNetworkEventsHandledValue, sim::kNetworkListKey));
+    EXPECT_FALSE(sim::ReadCounter(sim::kNetworkEventsHandledValue).has_value());
+    // Another type is no counter.
+    SetText(sim::kWireChangeValue, L"7");
+    EXPECT_FALSE(sim::ReadCounter(sim::kWireChangeValue).has_value());
+    // The subkey goes with the key.
+    ASSERT_TRUE(sim::DeleteState());
+    EXPECT_FALSE(sim::ReadCounter(sim::kNetworkEventsHandledValue, sim::kNetworkListKey).has_value());
+}
+
+TEST(SimulationState, WaitForStateReturnsOnceTheConditionHolds)
+{
+    StateGuard guard;
+    sim::WriteCounter(sim::kWireChangeValue, 1);
+    std::atomic<bool> written{false};
+    HANDLE writer = CreateThread(
+        nullptr, 0,
+        [](void* flag) -> DWORD {
+            ::Sleep(150);
+            sim::WriteCounter(sim::kWireChangeValue, 2);
+            *static_cast<std::atomic<bool>*>(flag) = true;
+            return 0;
+        },
+        &written, 0, nullptr);
+    ASSERT_NE(nullptr, writer);
+    const ULONGLONG start = GetTickCount64();
+    EXPECT_TRUE(sim::WaitForState([] { return sim::ReadCounter(sim::kWireChangeValue) == DWORD{2}; },
+                                  std::chrono::milliseconds(5000)));
+    EXPECT_TRUE(written.load());
+    EXPECT_LT(GetTickCount64() - start, 5000u);
+    WaitForSingleObject(writer, 5000);
+    CloseHandle(writer);
+}
+
+TEST(SimulationState, WaitForStateFollowsAKeyThatComesLater)
+{
+    StateGuard guard;
+    HANDLE writer = CreateThread(
+        nullptr, 0,
+        [](void*) -> DWORD {
+            ::Sleep(150);
+            sim::WriteCounter(sim::kWireChangeSeenValue, 3, sim::kNetworkListKey);
+            return 0;
+        },
+        nullptr, 0, nullptr);
+    ASSERT_NE(nullptr, writer);
+    EXPECT_TRUE(sim::WaitForState(
+        [] { return sim::ReadCounter(sim::kWireChangeSeenValue, sim::kNetworkListKey) == DWORD{3}; },
+        std::chrono::milliseconds(5000), sim::kNetworkListKey));
+    WaitForSingleObject(writer, 5000);
+    CloseHandle(writer);
+}
+
+TEST(SimulationState, WaitForStateGivesUpAtTheBound)
+{
+    StateGuard guard;
+    int looks = 0;
+    const ULONGLONG start = GetTickCount64();
+    EXPECT_FALSE(sim::WaitForState(
+        [&looks] {
+            ++looks;
+            return false;
+        },
+        std::chrono::milliseconds(300)));
+    const ULONGLONG took = GetTickCount64() - start;
+    EXPECT_GE(took, 290u);
+    EXPECT_LT(took, 3000u);
+    // Asked at once and at least every kWaitLook meanwhile, not in a busy loop.
+    EXPECT_GE(looks, 3);
+    EXPECT_LE(looks, 300 / static_cast<int>(sim::kWaitLook.count()) * 3 + 3);
+}
+
 TEST(SimulationState, RadioTexts)
 {
     EXPECT_STREQ(L"on", sim::RadioText(Radio::On));
@@ -276,6 +356,21 @@ TEST(StateWatcher, FollowsTheKeyThroughDeletionAndCreation)
     sim::WriteWifiRadio(Radio::On);
     ASSERT_TRUE(Eventually([&] { return seen.SawWifi(Radio::On); }));
     EXPECT_TRUE(watcher.Stop());
+}
+
+TEST(StateWatcher, TheNetworkListsSubkeyWakesNoWatcher)
+{
+    StateGuard guard;
+    sim::WriteWifiRadio(Radio::On);
+    std::atomic<int> passes{0};
+    sim::StateWatcher watcher([&](sim::StateWatcher::Change) { ++passes; });
+    ASSERT_TRUE(watcher.Armed());
+    for (DWORD count = 1; count <= 3; ++count)
+        ASSERT_TRUE(sim::WriteCounter(sim::kNetworkEventsHandledValue, count, sim::kNetworkListKey));
+    sim::WriteModemPresent(false);  // a change of the key itself, to wait for
+    ASSERT_TRUE(Eventually([&] { return passes >= 1; }));
+    ::Sleep(200);
+    EXPECT_EQ(1, passes.load());
 }
 
 TEST(StateWatcher, StopsWithinTheBound)
