@@ -9,6 +9,8 @@
 #   laptop.sh plug [--dhcp SECONDS] [--name IFNAME]
 #                                        plug a wire (default eth0): link up, then the address
 #   laptop.sh pull [--name IFNAME]       pull it: addresses flushed, then link down
+#                                        (plug and pull return once the service has handled
+#                                        what the simulated network list announced)
 #   laptop.sh wifi on|off                the user's Wi-Fi switch
 #   laptop.sh wwan on|off                the user's mobile-broadband switch
 #   laptop.sh airplane on|off            airplane mode (on also switches both radios off)
@@ -23,6 +25,11 @@
 #                                        poll (bounded, default 30 s) until every WHAT has its
 #                                        VALUE: wifi|wwan on|off, wlanpower|wwanpower True|False;
 #                                        prints how long it took; exit 1 at the bound
+#   laptop.sh idle [SECONDS]             wait (bounded, default 30 s) until the service handles
+#                                        no network event; every verb that changes the laptop
+#                                        first waits so, as a person's next step would
+#   laptop.sh wakeups [SECONDS]          count the service process's context switches over
+#                                        SECONDS (default 10): its wake-ups per second
 #   laptop.sh log [N]                    the last N (20) lines of the service's log
 #   laptop.sh down                       stop and remove the service, remove the laptop
 #
@@ -48,6 +55,16 @@
 # the WMI locator in the prefix). up keeps Wine's own values of those classes
 # in the home (wine-classes.reg) and down puts them back; an up after a run
 # that was killed puts them back first. Needs root (ip netns).
+#
+# With the COM server, up also starts the simulation's control program
+# (TessarineSimControl.exe) in the laptop's session, its input and output on
+# two FIFOs of state/: a request costs a fraction of a millisecond where a
+# `reg` program costs most of a second. When plug or pull has finished a
+# change of the wires, the control program raises WireChange in the
+# simulation's key, and the simulated network list reads the adapters once
+# and announces the change as one transition; it counts the events it
+# delivers and those the service has handled, so the controller can wait
+# until the service is idle.
 set -euo pipefail
 
 me=laptop.sh
@@ -68,6 +85,8 @@ sim_classes=('{DCB00C01-570F-4A9B-8D69-199FDBA5723B}' '{BDFEE05B-4418-11DD-90ED-
   '{4590F811-1D3A-11D0-891F-00AA004B2E24}')
 classes_key='HKEY_LOCAL_MACHINE\Software\Classes\CLSID'
 sim_com_dll=TessarineSimDevices.dll
+sim_control_exe=TessarineSimControl.exe
+idle_bound=30 # seconds the service gets to handle a network event
 
 die() {
   echo "$me: $*" >&2
@@ -297,10 +316,88 @@ wire_address() { echo "192.168.$((77 + $1)).2/24"; }
 
 valid_ifname() { [[ $1 =~ ^[A-Za-z0-9_.-]{1,15}$ ]] && [ "$1" != lo ]; }
 
-# The moment now in the service log's clock format (local time to the
-# millisecond): plug and pull say when the wire was ready or pulled, so the
+# stamp_of TIME: an $EPOCHREALTIME (a builtin: taking the moment forks
+# nothing) in the service log's clock format, local time to the
+# millisecond: plug and pull say when the wire was ready or pulled, so the
 # log's reaction to it can be timed (scripts/reaction.awk).
-log_stamp() { date '+%Y/%m/%d %H:%M:%S.%3N'; }
+stamp_of() {
+  local seconds=${1%[.,]*} fraction=${1#*[.,]}
+  printf '%(%Y/%m/%d %H:%M:%S)T.%s' "$seconds" "${fraction:0:3}"
+}
+
+# ---- the simulation's control program ----------------------------------------
+
+# Whether this laptop runs the simulated COM server and its control program.
+sim_running() { [ -f "$program_dir/$sim_com_dll" ] && [ -p "$state/control.in" ]; }
+
+# control SECONDS REQUEST...: one request to the control program; its answer
+# (without the request's id) in $answer, set in this shell (no command
+# substitution: a plug's word to the network list forks nothing). Exit 1
+# when it gave none within SECONDS. The FIFOs are opened for reading and
+# writing, so that no open waits for the other end.
+answer=""
+control() {
+  local bound=$1 id line
+  shift
+  id="$$.$RANDOM"
+  answer=""
+  exec 7<>"$state/control.in" 8<>"$state/control.out"
+  printf '%s %s\n' "$id" "$*" >&7
+  # An answer to an earlier request that gave up is skipped.
+  while IFS= read -r -t "$bound" line <&8; do
+    if [[ $line == "$id "* ]]; then
+      exec 7>&- 8<&-
+      answer=${line#"$id "}
+      return 0
+    fi
+  done
+  exec 7>&- 8<&-
+  return 1
+}
+
+start_control() {
+  rm -f "$state/control.in" "$state/control.out"
+  mkfifo "$state/control.in" "$state/control.out"
+  # Detached, and no child of this shell (a later `wait` would wait for
+  # it): it lives as long as the session, and down ends it with the rest.
+  (setsid ip netns exec "$ns" wine "$program_dir_win\\$sim_control_exe" <>"$state/control.in" \
+    1<>"$state/control.out" 2>"$state/control.log" 9>&- &)
+  control 60 ping && [ "$answer" = pong ] ||
+    die "up: the simulation's control program did not start (see $state/control.log)"
+}
+
+# wait_idle SECONDS: until the service has handled every network event the
+# simulated network list delivered (a person waits for the laptop before the
+# next step: the service ignores the user's Wi-Fi switch while it handles
+# one). Dies at the bound.
+wait_idle() {
+  local bound=$1 delivered handled
+  sim_running || return 0
+  control $((bound + 10)) idle $((bound * 1000)) ||
+    die "the simulation's control program does not answer (see $state/control.log)"
+  case $answer in
+    "idle yes "*) return 0 ;;
+    "idle no "*)
+      read -r _ _ delivered handled <<<"$answer"
+      die "the service still handles a network event after $bound s ($delivered delivered, $handled handled; see: $me log)"
+      ;;
+    *) die "the simulation's control program answered '$answer'" ;;
+  esac
+}
+
+# wires_changed [--no-wait]: tells the simulated network list that a change
+# of the wires is complete, then (unless --no-wait) waits until the service
+# has handled what it announced. Prints a note when no network list took it.
+wires_changed() {
+  sim_running || return 0
+  control 20 wire || die "the simulation's control program does not answer (see $state/control.log)"
+  case $answer in
+    "wire "*" seen "*) ;;
+    "wire "*" unseen") echo "$verb: no simulated network list took the change (is $service running?)"; return 0 ;;
+    *) die "the simulation's control program answered '$answer'" ;;
+  esac
+  [ "${1-}" = --no-wait ] || wait_idle "$idle_bound"
+}
 
 # ---- verbs -----------------------------------------------------------------
 
@@ -326,7 +423,7 @@ verb_up() {
     (cd "$root" && cmake --preset default >/dev/null) || die "cmake --preset default failed"
     # The simulated devices' DLLs, when the tree has them (the Wi-Fi's
     # target is sim_wlanapi; "wlanapi" would be the system library's name).
-    for target in wlanapi sim_wlanapi sim_comserver; do
+    for target in wlanapi sim_wlanapi sim_comserver sim_control; do
       grep -q "^build $target: phony" "$build/build.ninja" 2>/dev/null && targets+=("$target")
     done
     (cd "$root" && cmake --build "$build" --target "${targets[@]}" >/dev/null) ||
@@ -359,24 +456,35 @@ verb_up() {
     wine_do 90 "$program_dir_win\\Tessarine.exe" -remove >/dev/null || true
   fi
 
-  # The simulation's defaults: both radios on, a modem, both directions allowed.
+  # The simulation's defaults: both radios on, a modem, both directions
+  # allowed; no network list's counters (an earlier run's would name a
+  # process id that this session may give to another program).
   reg_import "" "[$sim_key]" '"WifiRadio"="on"' '"MobileBroadbandRadio"="on"' \
     '"ModemPresent"=dword:00000001' '"FirmwareLanWlanSwitching"="Enable"' \
-    '"FirmwareLanWwanSwitching"="Enable"' "" "[$airplane_key]" '@=dword:00000000'
+    '"FirmwareLanWwanSwitching"="Enable"' "" "[-$sim_key\\Network List]" "" \
+    "[$airplane_key]" '@=dword:00000000'
 
   # The program, and the simulated Wi-Fi beside it when it is built (Wine
   # loads a wlanapi.dll from the program's folder instead of its own).
   mkdir -p "$program_dir"
   cp "$build/Tessarine.exe" "$program_dir/"
-  rm -f "$program_dir"/*.dll
-  local dlls=() dll name
+  rm -f "$program_dir"/*.dll "$program_dir/$sim_control_exe"
+  local dlls=() dll name control_exe=""
   if ((with_sim)) && [ -d "$build/sim" ]; then
     for name in wlanapi.dll "$sim_com_dll"; do
       dll=$(find "$build/sim" -name "$name" -not -path '*/CMakeFiles/*' | head -n 1)
       [ -n "$dll" ] && dlls+=("$dll")
     done
+    control_exe=$(find "$build/sim" -name "$sim_control_exe" -not -path '*/CMakeFiles/*' | head -n 1)
   fi
   for dll in "${dlls[@]}"; do cp "$dll" "$program_dir/"; done
+  if [ -f "$program_dir/$sim_com_dll" ]; then
+    # The COM server's network list takes the wire changes from the control
+    # program: one without the other is no simulated laptop.
+    [ -n "$control_exe" ] || die "up: $sim_com_dll is built but $sim_control_exe is not (target sim_control)"
+    cp "$control_exe" "$program_dir/"
+    start_control
+  fi
   # The COM classes: Wine's own, put back from an earlier run that did not
   # come down, or kept before the simulated COM server takes them.
   if [ -f "$wine_classes" ]; then
@@ -401,7 +509,8 @@ verb_up() {
   if ((${#dlls[@]})); then
     echo "up: simulated devices beside the program: ${dlls[*]##*/}"
     [ -f "$program_dir/$sim_com_dll" ] &&
-      echo "up: $sim_com_dll serves the network list manager, the MBN interface manager and the WMI locator"
+      echo "up: $sim_com_dll serves the network list manager, the MBN interface manager and the WMI locator;" \
+        "$sim_control_exe tells its network list when a wire change is complete"
   else
     echo "up: no simulated devices (not built, or --no-sim): the service runs against Wine's own platform"
   fi
@@ -420,8 +529,9 @@ verb_plug() {
   [[ $dhcp =~ ^[0-9]+([.][0-9]+)?$ ]] || die "plug: --dhcp takes seconds, not '$dhcp'"
   valid_ifname "$name" || die "plug: '$name' is no interface name (1 to 15 of A-Z a-z 0-9 _ . -)"
   require_up
+  wait_idle "$idle_bound"
 
-  local number made=""
+  local number made="" ready
   number=$(wire_number "$name")
   if [ -z "$number" ]; then
     number=$(wc -l <"$state/wires")
@@ -439,21 +549,29 @@ verb_plug() {
     [ -n "$(ip -n "$ns" -4 -o addr show dev "$name")" ]; then
     die "plug: $name is already plugged"
   fi
+  # The moment each change is complete is taken before the network list is
+  # told: the service's reaction is timed from it (scripts/reaction.awk).
   if [ "$dhcp" != 0 ]; then
     ip -n "$ns" link set "$name" up
+    # The link alone is a change of its own: the service sees a connection
+    # without an address and waits for it (not for the service here).
+    wires_changed --no-wait
     echo "plug: $name link up (${made}no address yet: 0.0.0.0); DHCP in $dhcp s"
     sleep "$dhcp"
     wire_exists "$name" || die "plug: $name disappeared during the DHCP delay"
     ip -n "$ns" -batch - <<<"addr flush dev $name
 addr add $address dev $name" || die "plug: could not give $name its address"
-    echo "plug: $name got $address at $(log_stamp)"
+    ready=$EPOCHREALTIME
+    wires_changed
+    echo "plug: $name got $address at $(stamp_of "$ready")"
   else
-    # One ip program for both, so that nobody sees the link up without its
-    # address: a DHCP that answers at once.
+    # One ip program for both: a DHCP that answers at once.
     ip -n "$ns" -batch - <<<"link set $name up
 addr flush dev $name
 addr add $address dev $name" || die "plug: could not bring $name up with its address"
-    echo "plug: $name link up (${made}address $address at once) at $(log_stamp)"
+    ready=$EPOCHREALTIME
+    wires_changed
+    echo "plug: $name link up (${made}address $address at once) at $(stamp_of "$ready")"
   fi
 }
 
@@ -468,17 +586,19 @@ verb_pull() {
   done
   valid_ifname "$name" || die "pull: '$name' is no interface name"
   require_up
+  wait_idle "$idle_bound"
   if ! wire_exists "$name"; then
     [ -n "$(wire_number "$name")" ] && die "pull: $name is gone (deleted outside the controller)"
     die "pull: there is no wire $name (plug it first)"
   fi
   # Wine keeps an assigned address after the carrier is lost and its link
   # state follows the administrative state: addresses first, then the link.
-  # One ip program for both, so that nobody sees the link up without an
-  # address.
+  # The network list is told once both are done.
   ip -n "$ns" -batch - <<<"addr flush dev $name
 link set $name down" || die "pull: could not take $name down"
-  echo "pull: $name addresses flushed, link down at $(log_stamp)"
+  local ready=$EPOCHREALTIME
+  wires_changed
+  echo "pull: $name addresses flushed, link down at $(stamp_of "$ready")"
 }
 
 on_off() {
@@ -494,6 +614,7 @@ verb_radio() { # wifi|wwan on|off
   on_off "$@"
   require_up
   [ "$verb" = wifi ] && name=WifiRadio || name=MobileBroadbandRadio
+  wait_idle "$idle_bound"
   reg_import "[$sim_key]" "\"$name\"=\"$value\""
   echo "$verb: $name = $value"
 }
@@ -502,6 +623,7 @@ verb_airplane() {
   local value=${2-}
   on_off "$@"
   require_up
+  wait_idle "$idle_bound"
   if [ "$value" = on ]; then
     # The operating system switches the radios off, then sets the flag the
     # service watches.
@@ -536,6 +658,8 @@ verb_firmware() {
 
 restart_service() {
   local before
+  # A stop cuts off a network event the service is handling.
+  wait_idle "$idle_bound"
   before=$(worker_starts)
   stop_service
   start_service
@@ -558,6 +682,7 @@ verb_modem() {
   esac
   [ $# -eq 1 ] || die "modem: one argument only (present or absent)"
   require_up
+  wait_idle "$idle_bound"
   reg_import "[$sim_key]" "\"ModemPresent\"=$data"
   echo "modem: ModemPresent = ${data#dword:0000000} ($1; the service sees it at its next start)"
 }
@@ -592,12 +717,14 @@ verb_state() {
   }
   answered() { [ "$(cat "$dir/$1.rc")" = 0 ] || grep -q "Unable to find" "$dir/$1"; }
   query sim reg query "$sim_key" &
+  query netlist reg query "$sim_key\\Network List" &
   query wlanpower reg query "$wlan_power_key" /v PowerOnOff &
   query wwanpower reg query "$wwan_power_key" /v PowerOnOff &
   query airplane reg query "$airplane_key" /ve &
   query service sc query "$service" &
   wait
   answered sim || query sim reg query "$sim_key"
+  answered netlist || query netlist reg query "$sim_key\\Network List"
   answered wlanpower || query wlanpower reg query "$wlan_power_key" /v PowerOnOff
   answered wwanpower || query wwanpower reg query "$wwan_power_key" /v PowerOnOff
   answered airplane || query airplane reg query "$airplane_key" /ve
@@ -619,6 +746,11 @@ verb_state() {
   wlanp=$(value wlanpower PowerOnOff)
   wwanp=$(value wwanpower PowerOnOff)
   airplane=$(value airplane '(Default)')
+  local wire_change wire_seen delivered handled
+  wire_change=$(value sim WireChange)
+  wire_seen=$(value netlist WireChangeSeen)
+  delivered=$(value netlist EventsDelivered)
+  handled=$(value netlist EventsHandled)
   svc=$(sed -n 's/^ *STATE *: *[0-9]* *\([A-Z_]*\).*/\1/p' "$dir/service" | head -n 1)
   local sim_missing=0
   grep -q "Unable to find" "$dir/sim" && sim_missing=1
@@ -654,6 +786,13 @@ verb_state() {
     "airplane mode" "$airplane" \
     "WLAN PowerOnOff" "$wlanp" \
     "WWAN PowerOnOff" "$wwanp"
+  # The simulated network list's counters, once it has written them.
+  if [[ $delivered =~ ^0x[0-9a-fA-F]+$ && $handled =~ ^0x[0-9a-fA-F]+$ ]]; then
+    local words="$((delivered)) delivered, $((handled)) handled"
+    [[ $wire_change =~ ^0x[0-9a-fA-F]+$ ]] && words+="; wire changes $((wire_change))"
+    [[ $wire_seen =~ ^0x[0-9a-fA-F]+$ ]] && words+=" (seen $((wire_seen)))"
+    printf '  %-22s %s\n' "network events" "$words"
+  fi
   echo "  wires:"
   local name number shown=" " any=0
   while read -r name number; do
@@ -777,6 +916,72 @@ verb_wait() {
   done
 }
 
+verb_idle() {
+  local bound=${1-$idle_bound} delivered handled
+  [ $# -le 1 ] || die "idle: one argument only (SECONDS)"
+  [[ $bound =~ ^[0-9]+$ ]] && ((bound <= 600)) || die "idle: SECONDS is a whole number up to 600, not '$bound'"
+  require_up
+  if ! sim_running; then
+    echo "idle: no simulated network list (no network event can come)"
+    return 0
+  fi
+  local start=$EPOCHREALTIME
+  wait_idle "$bound"
+  control 10 idle 0 || die "the simulation's control program does not answer"
+  read -r _ _ delivered handled <<<"$answer"
+  printf 'idle: %d network events delivered, %d handled (waited %.3f s)\n' "$delivered" "$handled" \
+    "$(awk -v a="$start" -v b="$EPOCHREALTIME" 'BEGIN { print b - a }')"
+}
+
+# The service's process (the Wine process of the simulation's copy of the
+# program); nothing when it is not running.
+service_pid() {
+  local pid
+  for pid in $(prefix_pids); do
+    tr '\0' '\n' 2>/dev/null <"/proc/$pid/cmdline" | head -n 1 | grep -qixF "$program_dir_win\\Tessarine.exe" &&
+      echo "$pid" && return 0
+  done
+  return 0
+}
+
+# thread_switches PID: one line per thread of the process, "TID COUNT": its
+# voluntary and involuntary context switches so far (each is a wake-up).
+thread_switches() {
+  local task
+  for task in "/proc/$1"/task/*; do
+    awk -v t="${task##*/}" '/^(voluntary|nonvoluntary)_ctxt_switches:/ { sum += $2 } END { if (NR) print t, sum + 0 }' \
+      "$task/status" 2>/dev/null
+  done
+}
+
+verb_wakeups() {
+  local seconds=${1-10}
+  [ $# -le 1 ] || die "wakeups: one argument only (SECONDS)"
+  [[ $seconds =~ ^[0-9]+$ ]] && ((seconds >= 1 && seconds <= 600)) ||
+    die "wakeups: SECONDS is a whole number from 1 to 600, not '$seconds'"
+  require_up
+  local pid before after start end
+  pid=$(service_pid)
+  [ -n "$pid" ] || die "wakeups: $service's process is not running"
+  before=$(thread_switches "$pid")
+  start=$EPOCHREALTIME
+  sleep "$seconds"
+  after=$(thread_switches "$pid")
+  end=$EPOCHREALTIME
+  [ -d "/proc/$pid" ] || die "wakeups: $service's process ended during the count"
+  # Per thread: what it did in the count (all of it for a thread that came);
+  # a thread that ended took its count with it, and the line says so.
+  awk -v a="$start" -v b="$end" '
+    FNR == NR { before[$1] = $2; next }
+    { n += $2 - ($1 in before ? before[$1] : 0); threads++; if (!($1 in before)) came++; seen[$1] = 1 }
+    END {
+      for (t in before) if (!(t in seen)) went++
+      note = ""
+      if (came || went) note = sprintf("; %d thread(s) came and %d went during the count", came, went)
+      printf "wakeups: %.1f per second (%d context switches of the service process'"'"'s %d threads in %.1f s%s)\n", n / (b - a), n, threads, b - a, note
+    }' <(echo "$before") <(echo "$after")
+}
+
 verb_log() {
   local lines=${1-20}
   [ $# -le 1 ] || die "log: one argument only (N)"
@@ -854,14 +1059,15 @@ case $verb in
     [ -n "$verb" ] || exit 2
     exit 0
     ;;
-  up | plug | pull | wifi | wwan | airplane | firmware | modem | restart | state | wait | log | down) ;;
-  *) die "unknown verb '$verb' (up, plug, pull, wifi, wwan, airplane, firmware, modem, restart, state, wait, log, down)" ;;
+  up | plug | pull | wifi | wwan | airplane | firmware | modem | restart | state | wait | idle | wakeups | log | down) ;;
+  *) die "unknown verb '$verb' (up, plug, pull, wifi, wwan, airplane, firmware, modem, restart, state, wait, idle, wakeups, log, down)" ;;
 esac
 [ "$(id -u)" -eq 0 ] || die "needs root (ip netns); run as root"
 need_tools ip flock wine wineserver timeout setsid
-# wait only reads, and must look while another verb runs (a plug in its
-# DHCP delay): it takes no lock.
-[ "$verb" = wait ] || take_lock
+# wait and wakeups only read, and must look while another verb runs (a plug
+# in its DHCP delay): they take no lock. idle talks to the control program,
+# one verb at a time.
+[ "$verb" = wait ] || [ "$verb" = wakeups ] || take_lock
 case $verb in
   up) verb_up "$@" ;;
   plug) verb_plug "$@" ;;
@@ -873,6 +1079,8 @@ case $verb in
   restart) verb_restart "$@" ;;
   state) verb_state "$@" ;;
   wait) verb_wait "$@" ;;
+  idle) verb_idle "$@" ;;
+  wakeups) verb_wakeups "$@" ;;
   log) verb_log "$@" ;;
   down) verb_down "$@" ;;
 esac

@@ -10,6 +10,6 @@ cd "$(dirname "$0")/.."
 
 bash scripts/setup.sh
 cmake --preset default >/dev/null
-cmake --build --preset default --target Tessarine sim_wlanapi sim_comserver
+cmake --build --preset default --target Tessarine sim_wlanapi sim_comserver sim_control
 
 bash scripts/demo.sh

@@ -111,13 +111,25 @@ HRESULT WINAPI DllGetClassObject(REFCLSID clsid, REFIID iid, void** object)
 
 HRESULT WINAPI DllCanUnloadNow() { return S_FALSE; }
 
-// Tests: the poller reads the adapters from `source` from its next pass on
+// Tests: the list reads the adapters from `source` from its next pass on
 // (nullptr: the real GetAdaptersAddresses again). Makes the network list if
 // there is none yet.
 void WINAPI SetAdapterSourceForTesting(sim::AdapterSource source)
 {
     try {
         sim::SimulatedNetworkList::Get().SetAdapterSource(source);
+    } catch (...) {
+    }
+}
+
+// Tests: the settled poll reads the adapters every `interval` ms and counts
+// a difference that lasted `settle` ms. Makes the network list if there is
+// none yet.
+void WINAPI SetSettledPollForTesting(DWORD interval, DWORD settle)
+{
+    try {
+        sim::SimulatedNetworkList::Get().SetSettledPoll(std::chrono::milliseconds(interval),
+                                                        std::chrono::milliseconds(settle));
     } catch (...) {
     }
 }

@@ -2,7 +2,7 @@
 // factories asked through DllGetClassObject, the objects used as the service
 // uses them, with the simulation state in the registry and the network list
 // following the adapters (the real ones, or a hand-built list fed to the
-// poller).
+// list when told that a wire change is complete, or by its settled poll).
 #include "StateGuard.h"
 
 #include "platform/MbnApi.h"
@@ -36,6 +36,7 @@ using GetClassObject = HRESULT(WINAPI*)(REFCLSID, REFIID, void**);
 using CanUnloadNow = HRESULT(WINAPI*)();
 using AdapterSource = ULONG(WINAPI*)(ULONG, ULONG, PVOID, PIP_ADAPTER_ADDRESSES, PULONG);
 using SetAdapterSource = void(WINAPI*)(AdapterSource);
+using SetSettledPoll = void(WINAPI*)(DWORD, DWORD);
 
 constexpr NLM_CONNECTIVITY kNoTraffic =
     static_cast<NLM_CONNECTIVITY>(NLM_CONNECTIVITY_IPV4_NOTRAFFIC | NLM_CONNECTIVITY_IPV6_NOTRAFFIC);
@@ -90,12 +91,16 @@ std::vector<std::wstring> RealEthernetAdapters()
     return adapters;
 }
 
-// A hand-built adapter list for the poller: one Ethernet adapter whose link
-// and address the test sets, and one wireless adapter that must be left out.
+// A hand-built adapter list for the network list: one Ethernet adapter whose
+// link and address the test sets, and one wireless adapter that must be left
+// out. s_blinkReads reads from now on see the link up whatever s_fakeLinkUp
+// says (a change that does not last); s_reads counts the reads.
 constexpr GUID kFakeAdapter = {0x0000C0DE, 0x5EED, 0x4000, {0x80, 0x00, 0x00, 0x00, 0x00, 0x00, 0x00, 0x01}};
 constexpr GUID kFakeWireless = {0x0000C0DE, 0x5EED, 0x4000, {0x80, 0x00, 0x00, 0x00, 0x00, 0x00, 0x00, 0x02}};
 std::atomic<bool> s_fakeLinkUp{false};
 std::atomic<ULONG> s_fakeAddress{0};  // network order; 0: none
+std::atomic<int> s_blinkReads{0};
+std::atomic<int> s_reads{0};
 
 std::string NarrowGuid(const GUID& guid)
 {
@@ -117,6 +122,12 @@ ULONG WINAPI FakeAdapters(ULONG, ULONG, PVOID, PIP_ADAPTER_ADDRESSES addresses, 
         *size = sizeof(Layout);
         return ERROR_BUFFER_OVERFLOW;
     }
+    ++s_reads;
+    bool linkUp = s_fakeLinkUp;
+    if (s_blinkReads > 0) {
+        --s_blinkReads;
+        linkUp = true;
+    }
     auto* layout = reinterpret_cast<Layout*>(addresses);
     std::memset(layout, 0, sizeof(Layout));
     std::strcpy(layout->ethernetName, NarrowGuid(kFakeAdapter).c_str());
@@ -125,7 +136,7 @@ ULONG WINAPI FakeAdapters(ULONG, ULONG, PVOID, PIP_ADAPTER_ADDRESSES addresses, 
     layout->ethernet.IfIndex = 70;
     layout->ethernet.AdapterName = layout->ethernetName;
     layout->ethernet.IfType = IF_TYPE_ETHERNET_CSMACD;
-    layout->ethernet.OperStatus = s_fakeLinkUp ? IfOperStatusUp : IfOperStatusDown;
+    layout->ethernet.OperStatus = linkUp ? IfOperStatusUp : IfOperStatusDown;
     layout->ethernet.Next = &layout->wireless;
     layout->socket.sin_family = AF_INET;
     layout->socket.sin_addr.s_addr = s_fakeAddress;
@@ -201,11 +212,22 @@ private:
 
 class ConnectionSink : public TestSink<INetworkConnectionEvents> {
 public:
+    ConnectionSink() : m_release(CreateEventW(nullptr, TRUE, TRUE, nullptr)) {}
+    ~ConnectionSink() { CloseHandle(m_release); }
+
     HRESULT STDMETHODCALLTYPE NetworkConnectionConnectivityChanged(GUID id, NLM_CONNECTIVITY connectivity) override
     {
         recorder.Add({id, static_cast<ULONG>(connectivity), S_OK, GetCurrentThreadId()});
+        // As the service's sink does while it switches the radios.
+        WaitForSingleObject(m_release, 20000);
         return S_OK;
     }
+    // From now on each call returns only once Let() is called.
+    void Hold() { ResetEvent(m_release); }
+    void Let() { SetEvent(m_release); }
+
+private:
+    HANDLE m_release;
     HRESULT STDMETHODCALLTYPE NetworkConnectionPropertyChanged(GUID, NLM_CONNECTION_PROPERTY_CHANGE) override
     {
         return S_OK;
@@ -269,6 +291,8 @@ protected:
             reinterpret_cast<void*>(GetProcAddress(s_module, "DllCanUnloadNow")));
         s_setAdapterSource = reinterpret_cast<SetAdapterSource>(
             reinterpret_cast<void*>(GetProcAddress(s_module, "SetAdapterSourceForTesting")));
+        s_setSettledPoll = reinterpret_cast<SetSettledPoll>(
+            reinterpret_cast<void*>(GetProcAddress(s_module, "SetSettledPollForTesting")));
     }
 
     void SetUp() override
@@ -277,6 +301,22 @@ protected:
         ASSERT_NE(nullptr, s_getClassObject);
         ASSERT_NE(nullptr, s_canUnloadNow);
         ASSERT_NE(nullptr, s_setAdapterSource);
+        ASSERT_NE(nullptr, s_setSettledPoll);
+    }
+
+    // The controller's word that a change of the wires is complete; true
+    // once the network list has acted on it.
+    static bool WireChanged()
+    {
+        const DWORD next = sim::ReadCounter(sim::kWireChangeValue).value_or(0) + 1;
+        return sim::WriteCounter(sim::kWireChangeValue, next)
+            && Eventually(
+                   [next] { return sim::ReadCounter(sim::kWireChangeSeenValue, sim::kNetworkListKey) == next; });
+    }
+    // A value of the network list's subkey.
+    static DWORD Counter(const wchar_t* name)
+    {
+        return sim::ReadCounter(name, sim::kNetworkListKey).value_or(0xFFFFFFFF);
     }
 
     template <typename Interface>
@@ -374,12 +414,27 @@ protected:
     static GetClassObject s_getClassObject;
     static CanUnloadNow s_canUnloadNow;
     static SetAdapterSource s_setAdapterSource;
+    static SetSettledPoll s_setSettledPoll;
 };
 
 HMODULE ComServer::s_module = nullptr;
 GetClassObject ComServer::s_getClassObject = nullptr;
 CanUnloadNow ComServer::s_canUnloadNow = nullptr;
 SetAdapterSource ComServer::s_setAdapterSource = nullptr;
+SetSettledPoll ComServer::s_setSettledPoll = nullptr;
+
+// The network list's poll at a test's pace for the guard's life, then at the
+// slow pace of the laptop again.
+class FastSettledPoll {
+public:
+    FastSettledPoll(SetSettledPoll set, DWORD interval, DWORD settle) : m_set(set) { m_set(interval, settle); }
+    ~FastSettledPoll() { m_set(10000, 1000); }
+    FastSettledPoll(const FastSettledPoll&) = delete;
+    FastSettledPoll& operator=(const FastSettledPoll&) = delete;
+
+private:
+    SetSettledPoll m_set;
+};
 
 TEST_F(ComServer, ServesItsThreeClassesAndStaysLoaded)
 {
@@ -406,8 +461,8 @@ TEST_F(ComServer, NetworkListHasOneConnectionPerEthernetAdapter)
     Owned<INetworkListManager> manager =
         Create<INetworkListManager>(CLSID_NetworkListManager, IID_INetworkListManager);
     ASSERT_TRUE(manager);
-    // Let a pass see the adapters as they are now.
-    ::Sleep(400);
+    // A pass sees the adapters as they are now.
+    ASSERT_TRUE(WireChanged());
     const std::map<std::wstring, GUID> connections = ConnectionsOf(manager.get());
     const std::vector<std::wstring> after = RealEthernetAdapters();
     for (const auto& [id, adapter] : connections) {
@@ -430,7 +485,17 @@ TEST_F(ComServer, NetworkListHasOneConnectionPerEthernetAdapter)
     EXPECT_LE(stable, connections.size());
 }
 
-TEST_F(ComServer, NetworkListFiresConnectivityChangesOfAnAdapterOnOtherThreads)
+// The connection id of the hand-built adapter, once the manager lists it.
+GUID FakeConnectionId(const std::map<std::wstring, GUID>& connections)
+{
+    GUID id = {};
+    for (const auto& [text, adapter] : connections)
+        if (IsEqualGUID(adapter, kFakeAdapter))
+            IIDFromString(text.c_str(), &id);
+    return id;
+}
+
+TEST_F(ComServer, NetworkListAnnouncesEachCompleteWireChangeOnceOnAnotherThread)
 {
     Owned<INetworkListManager> manager =
         Create<INetworkListManager>(CLSID_NetworkListManager, IID_INetworkListManager);
@@ -444,16 +509,13 @@ TEST_F(ComServer, NetworkListFiresConnectivityChangesOfAnAdapterOnOtherThreads)
         s_setAdapterSource(&FakeAdapters);
 
         // The adapter appears without link: listed, nothing announced.
-        ASSERT_TRUE(Eventually([&] { return ConnectionsOf(manager.get()).size() == 1; }));
+        ASSERT_TRUE(WireChanged());
         const auto connections = ConnectionsOf(manager.get());
         ASSERT_EQ(1u, connections.size());
-        const GUID connectionId = [&] {
-            GUID id = {};
-            IIDFromString(connections.begin()->first.c_str(), &id);
-            return id;
-        }();
+        const GUID connectionId = FakeConnectionId(connections);
         EXPECT_TRUE(IsEqualGUID(kFakeAdapter, connections.begin()->second));
         EXPECT_FALSE(IsEqualGUID(kFakeAdapter, connectionId));
+        EXPECT_TRUE(sink.recorder.EventsOf(connectionId).empty());
 
         auto expectNext = [&](size_t count, ULONG connectivity) {
             EXPECT_TRUE(Eventually([&] { return sink.recorder.EventsOf(connectionId).size() >= count; }))
@@ -463,16 +525,31 @@ TEST_F(ComServer, NetworkListFiresConnectivityChangesOfAnAdapterOnOtherThreads)
             EXPECT_EQ(connectivity, events.back().value) << "event " << count;
             EXPECT_NE(GetCurrentThreadId(), events.back().thread);
         };
-        // Plugged: link up ("0.0.0.0"), then the address after DHCP.
+        // Plugged with a DHCP that takes its time: the link is one change,
+        // the address another.
         s_fakeLinkUp = true;
+        ASSERT_TRUE(WireChanged());
         expectNext(1, kNoTraffic);
         s_fakeAddress = 0x020AA8C0;  // 192.168.10.2 in network order
+        ASSERT_TRUE(WireChanged());
         expectNext(2, kInternet);
-        // Pulled: the address flushed, then link down.
+        // Pulled: the address flushed, then link down, and only then the
+        // word: one transition, never the connection without its address.
         s_fakeAddress = 0;
-        expectNext(3, kNoTraffic);
         s_fakeLinkUp = false;
-        expectNext(4, NLM_CONNECTIVITY_DISCONNECTED);
+        ASSERT_TRUE(WireChanged());
+        expectNext(3, NLM_CONNECTIVITY_DISCONNECTED);
+        // Plugged with its address at once: one transition too.
+        s_fakeLinkUp = true;
+        s_fakeAddress = 0x020AA8C0;
+        ASSERT_TRUE(WireChanged());
+        expectNext(4, kInternet);
+        // A word with nothing changed announces nothing.
+        ASSERT_TRUE(WireChanged());
+        s_fakeLinkUp = false;
+        s_fakeAddress = 0;
+        ASSERT_TRUE(WireChanged());
+        expectNext(5, NLM_CONNECTIVITY_DISCONNECTED);
 
         INetworkConnection* connection = nullptr;
         ASSERT_EQ(S_OK, manager->GetNetworkConnection(connectionId, &connection));
@@ -482,13 +559,95 @@ TEST_F(ComServer, NetworkListFiresConnectivityChangesOfAnAdapterOnOtherThreads)
         EXPECT_EQ(NLM_CONNECTIVITY_DISCONNECTED, connectivity);
         s_setAdapterSource(nullptr);
         // Back to the real adapters: the hand-built one goes.
-        EXPECT_TRUE(Eventually([&] { return ConnectionsOf(manager.get()).count(GuidText(connectionId)) == 0; }));
+        ASSERT_TRUE(WireChanged());
+        EXPECT_EQ(0u, ConnectionsOf(manager.get()).count(GuidText(connectionId)));
         // Nothing more was said of it (it went without link).
-        EXPECT_EQ(4u, sink.recorder.EventsOf(connectionId).size());
+        EXPECT_EQ(5u, sink.recorder.EventsOf(connectionId).size());
     }
     // The advice ended: the point let the sink go (deliveries still running
     // hold it only while they call).
     EXPECT_TRUE(Eventually([&] { return sink.References() == 1; }));
+}
+
+TEST_F(ComServer, NetworkListCountsTheEventsTheSinksHaveHandled)
+{
+    Owned<INetworkListManager> manager =
+        Create<INetworkListManager>(CLSID_NetworkListManager, IID_INetworkListManager);
+    ASSERT_TRUE(manager);
+    ConnectionSink sink;
+    Advice advice(manager.get(), IID_INetworkConnectionEvents, &sink);
+    ASSERT_EQ(S_OK, advice.Result());
+    s_fakeLinkUp = false;
+    s_fakeAddress = 0;
+    s_setAdapterSource(&FakeAdapters);
+    ASSERT_TRUE(WireChanged());
+    EXPECT_EQ(GetCurrentProcessId(), Counter(sim::kNetworkListProcessValue));
+    const DWORD delivered = Counter(sim::kNetworkEventsDeliveredValue);
+    EXPECT_TRUE(Eventually([&] { return Counter(sim::kNetworkEventsHandledValue) == delivered; }));
+
+    // A sink at work: delivered, not yet handled, when the word is seen.
+    sink.Hold();
+    s_fakeLinkUp = true;
+    s_fakeAddress = 0x020AA8C0;
+    ASSERT_TRUE(WireChanged());
+    EXPECT_EQ(delivered + 1, Counter(sim::kNetworkEventsDeliveredValue));
+    ::Sleep(100);
+    EXPECT_EQ(delivered, Counter(sim::kNetworkEventsHandledValue));
+    sink.Let();
+    EXPECT_TRUE(Eventually([&] { return Counter(sim::kNetworkEventsHandledValue) == delivered + 1; }));
+
+    s_fakeLinkUp = false;
+    s_fakeAddress = 0;
+    ASSERT_TRUE(WireChanged());
+    EXPECT_TRUE(Eventually([&] { return Counter(sim::kNetworkEventsHandledValue) == delivered + 2; }));
+    EXPECT_EQ(delivered + 2, Counter(sim::kNetworkEventsDeliveredValue));
+    s_setAdapterSource(nullptr);
+    ASSERT_TRUE(WireChanged());
+}
+
+TEST_F(ComServer, SettledPollAnnouncesAChangeByHandOnlyOnceItLasted)
+{
+    Owned<INetworkListManager> manager =
+        Create<INetworkListManager>(CLSID_NetworkListManager, IID_INetworkListManager);
+    ASSERT_TRUE(manager);
+    ConnectionSink sink;
+    Advice advice(manager.get(), IID_INetworkConnectionEvents, &sink);
+    ASSERT_EQ(S_OK, advice.Result());
+    s_fakeLinkUp = false;
+    s_fakeAddress = 0;
+    s_setAdapterSource(&FakeAdapters);
+    ASSERT_TRUE(WireChanged());
+    const GUID connectionId = FakeConnectionId(ConnectionsOf(manager.get()));
+    {
+        FastSettledPoll fast(s_setSettledPoll, 50, 100);
+        // A link that comes for one read only: seen once, gone at the
+        // second look, never announced.
+        s_blinkReads = 1;
+        ASSERT_TRUE(Eventually([] { return s_blinkReads == 0; }));
+        const int reads = s_reads;
+        ASSERT_TRUE(Eventually([&] { return s_reads >= reads + 4; }));
+        EXPECT_TRUE(sink.recorder.EventsOf(connectionId).empty());
+
+        // A change by hand that lasts: announced once, without any word.
+        s_fakeLinkUp = true;
+        s_fakeAddress = 0x020AA8C0;
+        ASSERT_TRUE(Eventually([&] { return sink.recorder.EventsOf(connectionId).size() == 1; }));
+        EXPECT_EQ(static_cast<ULONG>(kInternet), sink.recorder.EventsOf(connectionId).back().value);
+        const int later = s_reads;
+        ASSERT_TRUE(Eventually([&] { return s_reads >= later + 4; }));
+        EXPECT_EQ(1u, sink.recorder.EventsOf(connectionId).size());
+
+        s_fakeLinkUp = false;
+        s_fakeAddress = 0;
+        ASSERT_TRUE(Eventually([&] { return sink.recorder.EventsOf(connectionId).size() == 2; }));
+        EXPECT_EQ(static_cast<ULONG>(NLM_CONNECTIVITY_DISCONNECTED), sink.recorder.EventsOf(connectionId).back().value);
+    }
+    // At the laptop's pace the poll reads no more than once in its interval.
+    const int slow = s_reads;
+    ::Sleep(500);
+    EXPECT_LE(s_reads, slow + 2);
+    s_setAdapterSource(nullptr);
+    ASSERT_TRUE(WireChanged());
 }
 
 TEST_F(ComServer, ModemRadioFollowsTheStateAndTheUsersSwitch)
