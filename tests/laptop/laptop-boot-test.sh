@@ -5,7 +5,9 @@
 #   laptop-boot-test.sh HOME BUILD
 # A start with the cable already in; the firmware forbidding Wi-Fi
 # switching (Wi-Fi untouched by plug and pull, mobile broadband still
-# switched); no modem present (the Wi-Fi side still works). HOME is a laptop
+# switched); a stop that cuts off the handling of a plug, after which plugs
+# and pulls are still seen in the log; no modem present (the Wi-Fi side
+# still works). HOME is a laptop
 # home of this test's own; BUILD holds the built program and the
 # simulation's DLLs. Needs root (ip netns).
 set -euo pipefail
@@ -53,6 +55,33 @@ pull_handled "pull eth0"
 expect "forbidden: mobile broadband on" wwan on
 now "forbidden: Wi-Fi untouched by the pull" wifi on
 step "firmware wlan allow (restarts the service)" firmware wlan allow
+
+# ---- a stop while the service handles a network event ---------------------------
+# An administrator's stop (not the controller's, which waits for an idle
+# service) cuts off the handling of a plug whose address is still to come.
+# The log then holds a handler that began and never ended: the checks count
+# from the service's last start, so the next plug and pull are still seen.
+plugging=$(mktemp)
+laptop plug --dhcp 3 >"$plugging" 2>&1 &
+plugger=$!
+deadline=$((SECONDS + react))
+until (($(busy_handlers) > 0)) || ((SECONDS > deadline)); do sleep 0.05; done
+if (($(busy_handlers) > 0)); then ok "the service handles the plug (waiting for its address)"; else bad "no handler began within $react s"; fi
+workers=$(log_count "|CMainService::ServiceWorkerThread|ServiceWorkerThread - Exit")
+out=$(in_laptop net stop Tessarine 2>&1) && out=$(in_laptop net start Tessarine 2>&1) &&
+  ok "stopped and started outside the controller, mid-handler" || bad "net stop/start: $out"
+if wait "$plugger"; then ok "plug --dhcp 3: $(tail -n 1 "$plugging")"; else bad "plug --dhcp 3: $(cat "$plugging")"; fi
+rm -f "$plugging"
+deadline=$((SECONDS + react))
+until (($(log_count "|CMainService::ServiceWorkerThread|ServiceWorkerThread - Exit") > workers)) ||
+  ((SECONDS > deadline)); do sleep 0.1; done
+expect "the restarted service starts with the cable in: both radios off" wifi off wwan off
+pull_handled "pull eth0 after the cut-off handler"
+expect "pull: both radios on" wifi on wwan on
+plug_handled "plug eth0 after the cut-off handler"
+expect "plug: both radios off" wifi off wwan off
+pull_handled "pull eth0"
+expect "pull: both radios on" wifi on wwan on
 
 # ---- no modem ----------------------------------------------------------------
 step "modem absent" modem absent

@@ -5,8 +5,11 @@
 # DLLs, nothing is built here), with the test's arguments. The radios are
 # read through the simulation's state (laptop.sh wait, one reg query per key
 # per poll), the persisted power status through the registry, the service's
-# progress through its log file; every wait has a bound. An EXIT trap runs
-# down whatever happens.
+# progress through its log file; every wait has a bound. The controller's
+# verbs wait until the service is idle (laptop.sh idle) before they change
+# the laptop, and plug and pull until the service has handled what they
+# caused, so no step lands while the service still handles the last one.
+# An EXIT trap runs down whatever happens.
 # shellcheck shell=bash
 
 if [ $# -ne 2 ]; then
@@ -35,26 +38,43 @@ bad() {
 log_file() {
   find "$prefix"/drive_c/users -path '*/AppData/Roaming/zvrLog/Tessarine.log' 2>/dev/null | head -n 1
 }
-# log_count TEXT: the log's lines containing TEXT.
-log_count() {
+# log_lines: the log, with the newest rotated file before it (a line of
+# interest may have gone there).
+log_lines() {
   local file
   file=$(log_file)
-  [ -n "$file" ] || { echo 0; return; }
-  grep -cF -- "$1" "$file" || true
+  [ -n "$file" ] || return 0
+  [ -f "${file%.log}_0001.log" ] && tr -d '\r' <"${file%.log}_0001.log"
+  tr -d '\r' <"$file"
+}
+# log_count TEXT: the log's lines containing TEXT.
+log_count() {
+  log_lines | grep -cF -- "$1" || true
+}
+# busy_handlers: the service's network event handlers that have begun and
+# not ended, by the log, counted from the service's last start: a handler
+# cut off by a stop has not ended, but is no longer running either.
+busy_handlers() {
+  log_lines | awk -F'|' '
+    $4 == "CMainService::OnStart" && $3 ~ /^TraceIn/ { split("", running) }
+    $4 == "NLMEventHandler::NetworkConnectionConnectivityChanged" {
+      if ($3 ~ /^TraceIn/) running[$2] = 1
+      else if ($3 ~ /^TraceOut/) delete running[$2]
+    }
+    END { n = 0; for (thread in running) n++; print n }'
 }
 log_tail() { laptop log "${1-25}" 2>&1 | grep -v '|TraceIn \||TraceOut ' | cut -c12- | sed 's/^/    /'; }
 
-event_start='|NLMEventHandler::NetworkConnectionConnectivityChanged|------------------start'
-event_end='|NLMEventHandler::NetworkConnectionConnectivityChanged|-------------------end'
 event_connected='|NLMUtils::PrintConnectivityState|IPV4 - Internet Connectivity'
 event_disconnected='|NLMUtils::PrintConnectivityState|Network Disconnected'
 
 # handled KIND BEFORE: until the log has more than BEFORE lines of KIND (an
-# event of that kind was delivered) and every delivered event has ended.
+# event of that kind was delivered) and no handler of the running service is
+# still at work (the log's queued writer may lag the service a little).
 handled() {
   local kind=$1 before=$2 deadline=$((SECONDS + react))
   while :; do
-    if (($(log_count "$kind") > before)) && (($(log_count "$event_start") == $(log_count "$event_end"))); then
+    if (($(log_count "$kind") > before)) && (($(busy_handlers) == 0)); then
       return 0
     fi
     ((SECONDS < deadline)) || return 1
