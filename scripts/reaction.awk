@@ -6,15 +6,19 @@
 # ready is the moment the wire was ready (plugged: link up with an address)
 # or pulled, in the log's own clock format (`laptop.sh plug` and `pull` print
 # it); wifi is the radio state the service sets (off after a plug, on after a
-# pull). Prints one line:
+# pull), or "none" where the service sets no Wi-Fi (the user had it off):
+# then the service's time runs to the end of its handling of the event.
+# Prints one line:
 #   detection MS service MS platform MS own MS
 # detection: from ready to the network event reaching the service (the
-# simulated network list's polling and its delivery); service: from that
-# event to the Wi-Fi radio set (the line after the last PHY set); platform:
+# controller's word to the simulated network list, its read of the
+# adapters, the delivery); service: from that event to the Wi-Fi radio set
+# (the line after the last PHY set), or to the handler's exit line; platform:
 # the part of the service's time spent inside platform calls (adapter
 # listings, Wi-Fi queries and sets, the airplane-mode read), bracketed by the
 # lines the service writes around them; own: service minus platform.
-# Prints "none" when the log has no such event followed by the set.
+# Prints "none" when the log has no such event followed by the set (or the
+# exit).
 
 function stamp_ms(line,    y, m, d, era, yoe, doy, doe, days) {
     y = substr(line, 1, 4) + 0
@@ -42,8 +46,8 @@ function segment_end(thread, name) {
 
 BEGIN {
     FS = "|"
-    if (ready == "" || (wifi != "on" && wifi != "off")) {
-        print "usage: awk -v ready=STAMP -v wifi=on|off -f reaction.awk LOG" > "/dev/stderr"
+    if (ready == "" || (wifi != "on" && wifi != "off" && wifi != "none")) {
+        print "usage: awk -v ready=STAMP -v wifi=on|off|none -f reaction.awk LOG" > "/dev/stderr"
         bad = 1
         exit 2
     }
@@ -90,11 +94,18 @@ where == "ServiceUtils::SwitchWlanStatus" && text ~ /^Set WLAN state .* for PHY 
     segment_start(thread, "sets")
     next
 }
-where == "ServiceUtils::SwitchWlanStatus" && index(text, set_line) == 1 {
-    delete start[thread, "sets"]
+function report(thread) {
     printf "detection %d service %d platform %d own %d\n", event[thread] - ready_ms, now - event[thread],
         platform[thread], now - event[thread] - platform[thread]
     found = 1
+}
+wifi != "none" && where == "ServiceUtils::SwitchWlanStatus" && index(text, set_line) == 1 {
+    delete start[thread, "sets"]
+    report(thread)
+    next
+}
+wifi == "none" && $3 ~ /^TraceOut/ && where == "NLMEventHandler::NetworkConnectionConnectivityChanged" {
+    report(thread)
     next
 }
 
