@@ -134,6 +134,10 @@ laptop down >/dev/null
 expect_misuse "state before up" "not up" state
 expect_misuse "plug before up" "not up" plug
 expect_misuse "log before up" "not up" log
+expect_misuse "idle before up" "not up" idle
+expect_misuse "wakeups before up" "not up" wakeups 1
+expect_misuse "idle with a bad bound" "idle: SECONDS is a whole number" idle soon
+expect_misuse "wakeups over no time" "wakeups: SECONDS is a whole number from 1" wakeups 0
 expect_misuse "unknown verb" "unknown verb 'fly'" fly
 expect_misuse "wifi maybe" "wifi: say on or off, not 'maybe'" wifi maybe
 expect_misuse "firmware without a setting" "firmware: say wlan or wwan" firmware
@@ -191,6 +195,24 @@ expect_misuse "log with a bad count" "log: N is a number" log many
 
 expect_ok "pull" pull
 state_has "state: eth0 down without an address" "^    eth0 +link down +address none"
+
+# ---- idle and wake-ups ---------------------------------------------------------
+expect_ok "idle" idle 5
+if [ ! -f "$prefix/drive_c/TessarineLaptop/TessarineSimDevices.dll" ]; then
+  [ "$out" = "idle: no simulated network list (no network event can come)" ] && ok "idle without the simulation: $out" ||
+    bad "idle without the simulation: $out"
+elif [[ $out =~ ^idle:\ ([0-9]+)\ network\ events\ delivered,\ ([0-9]+)\ handled ]] &&
+  [ "${BASH_REMATCH[1]}" = "${BASH_REMATCH[2]}" ] && ((BASH_REMATCH[1] > 0)); then
+  ok "idle: every event the wire caused was handled: $out"
+else
+  bad "idle: $out"
+fi
+expect_ok "wakeups over 2 s" wakeups 2
+if [[ $out =~ ^wakeups:\ [0-9]+\.[0-9]\ per\ second\ \([0-9]+\ context\ switches\ of\ the\ service\ process\'s\ [0-9]+\ threads\ in\ 2\.[0-9]\ s ]]; then
+  ok "wakeups: $out"
+else
+  bad "wakeups: $out"
+fi
 
 # ---- the switches ------------------------------------------------------------
 expect_ok "wifi off" wifi off
