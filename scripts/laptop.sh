@@ -625,11 +625,14 @@ verb_airplane() {
   require_up
   wait_idle "$idle_bound"
   if [ "$value" = on ]; then
-    # The operating system switches the radios off, then sets the flag the
-    # service watches.
-    reg_import "[$sim_key]" '"WifiRadio"="off"' '"MobileBroadbandRadio"="off"' "" \
-      "[$airplane_key]" '@=dword:00000001'
-    echo "airplane: on (WifiRadio and MobileBroadbandRadio off, airplane value 1)"
+    # The flag the service watches first, then the radios off: the service
+    # takes a Wi-Fi notification that finds airplane mode off for the
+    # user's own switch and keeps it as the choice to restore, so radios
+    # that went off before the flag was set could stay off after airplane
+    # mode (whether the notification or the flag came first was a race).
+    reg_import "[$airplane_key]" '@=dword:00000001' "" \
+      "[$sim_key]" '"WifiRadio"="off"' '"MobileBroadbandRadio"="off"'
+    echo "airplane: on (airplane value 1, WifiRadio and MobileBroadbandRadio off)"
   else
     reg_import "[$airplane_key]" '@=dword:00000000'
     echo "airplane: off (airplane value 0; the radios stay as they are)"
