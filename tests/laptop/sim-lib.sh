@@ -141,11 +141,18 @@ registered() {
   local class out
   for class in '{DCB00C01-570F-4A9B-8D69-199FDBA5723B}' '{BDFEE05B-4418-11DD-90ED-001C257CCFF1}' \
     '{4590F811-1D3A-11D0-891F-00AA004B2E24}'; do
-    out=$(in_laptop reg query "HKLM\\Software\\Classes\\CLSID\\$class\\InprocServer32" || true)
+    # An empty answer is Wine's reg failing to run at all (seen once under
+    # load, with no text), not an answer about the key: asked again, bounded.
+    local tries rc
+    for ((tries = 0; tries < 3; tries++)); do
+      rc=0
+      out=$(in_laptop reg query "HKLM\\Software\\Classes\\CLSID\\$class\\InprocServer32") || rc=$?
+      [ -n "$out" ] && break
+    done
     if grep -q 'TessarineSimDevices.dll' <<<"$out" && grep -q 'ThreadingModel.*Both' <<<"$out"; then
       ok "COM class $class served by TessarineSimDevices.dll"
     else
-      bad "COM class $class not registered: $out"
+      bad "COM class $class not registered (reg exit $rc): $out"
     fi
   done
 }
