@@ -16,9 +16,15 @@ int SecurityInitialized = 0;
 
 namespace {
 
-// Longer than any one step of the start-up worker (its longest waits are
-// 15 tries of a second for a radio service, and the Wi-Fi set's 81 passes).
-constexpr DWORD kWorkItemsBoundMilliseconds = 60000;
+// How long the process waits, after the service has stopped, for its work
+// items before it ends. The watcher ends at the stop signal at once, and a
+// worker between two steps at the next one; a worker inside a step's waits
+// (15 tries of a second for a radio service) would keep the stopped
+// service's process alive for as long, and the Service Control Manager
+// neither deletes nor starts the service again until that process has
+// ended. So the wait is short, and what still runs then ends with the
+// process.
+constexpr DWORD kWorkItemsBoundMilliseconds = 1000;
 
 // Case-insensitive for ASCII letters only, whatever the locale.
 bool EqualsAsciiNoCase(const wchar_t* text, const wchar_t* expected)
@@ -58,9 +64,8 @@ void RunAsService()
         // Logging keeps the last error, so the printed code is the logged one.
         FunctionLog("wmain").LogAndPrint(LevelError, L"Service failed to run w/err 0x%08lx", GetLastError());
     }
-    // The worker ends at its next step once the service has stopped, and the
-    // watcher at the stop signal; a step stuck in the platform beyond the
-    // bound keeps the object, which the process's end then takes with it.
+    // A work item still running after the bound keeps the object, which the
+    // process's end then takes with it: nothing is destroyed under it.
     if (!service->WaitForWorkItems(kWorkItemsBoundMilliseconds)) {
         FunctionLog("wmain").Log(LevelError, L"Work items still running after %u ms: the service object is kept",
                                  kWorkItemsBoundMilliseconds);
