@@ -1,5 +1,5 @@
 // ethernet_bench: the cost of one machine-wide Ethernet test
-// (NLMEventHandler::CheckEthernetConnectionStatusEx), logging through the
+// (EthernetCheck::CheckEthernetConnectionStatusEx), logging through the
 // process logger as the service does (by default, to the queued log file).
 //
 //   ethernet_bench          against the adapter-list model with 1 and 8
@@ -22,7 +22,7 @@
 #include "fakes/RecordingListener.h"
 #include "logging/Logger.h"
 #include "logging/LoggerSlot.h"
-#include "network/NLMEventHandler.h"
+#include "network/EthernetCheck.h"
 #include "platform/Format.h"
 
 #include <windows.h>
@@ -85,7 +85,7 @@ bool CheckOnce()
 {
     int status = 0;
     int notAssigned = 0;
-    return NLMEventHandler::CheckEthernetConnectionStatusEx(&status, &notAssigned) == 1;
+    return EthernetCheck::CheckEthernetConnectionStatusEx(&status, &notAssigned) == 1;
 }
 
 // The records one test writes, as the process logger would receive them.

@@ -1,7 +1,7 @@
 // The COM side of the network event sink: identity and reference count, the
 // callbacks that only log, and the connectivity callback that switches the
 // radios when a wired Ethernet connection comes and goes.
-#include "network/NLMEventHandler.h"
+#include "events/NLMEventHandler.h"
 
 #include "logging/OperationLog.h"
 #include "network/NLMUtils.h"
@@ -13,13 +13,7 @@
 
 using namespace QX::Shared;
 
-std::mutex connectivityCallbackMutex;
-
 namespace {
-
-// The address wait on connect: DHCP may still be working on the adapter.
-constexpr int kAddressTries = 8;
-constexpr DWORD kAddressPauseMilliseconds = 1000;
 
 constexpr wchar_t kSleepingText[] = L"System in sleep/Hibernate, not processing the callback";
 
@@ -34,7 +28,7 @@ NLMEventHandler::~NLMEventHandler()
 {
     // The shared adapter list of the machine-wide test is released at the
     // latest here.
-    pAdapterInfo.reset();
+    EthernetCheck::ReleaseAdapterList();
 }
 
 HRESULT STDMETHODCALLTYPE NLMEventHandler::QueryInterface(REFIID iid, void** object)
@@ -219,26 +213,9 @@ void NLMEventHandler::OnConnected(GUID connectionId, const std::wstring& identif
     log.Log(LevelInformation, L"Ethernet Connection - adding to set...");
     m_ethernetConnections->insert(identifier);
 
-    // Waits, a second at a time and for at most eight tries, only while an
-    // Ethernet adapter without an address is present. ipNotAssigned is never
-    // cleared between tries, so once set the loop can only end through a
-    // status of 1 or the count: the call that finds the address still logs
-    // its try and pauses once more.
-    int ethernetStatus = 0;
-    int ipNotAssigned = 0;
-    int tries = 0;
-    for (;;) {
-        const int result = CheckEthernetConnectionStatusEx(&ethernetStatus, &ipNotAssigned);
-        if (result == 1 && ethernetStatus == 1 && ipNotAssigned == 0)
-            break;
-        log.Log(LevelWarning, L"CheckEthernetConnectionStatus failed in try %d", tries);
-        os::api().Sleep(kAddressPauseMilliseconds);
-        ++tries;
-        if (ethernetStatus != 0)
-            break;
-        if (tries >= kAddressTries || ipNotAssigned != 1)
-            return;
-    }
+    // DHCP may still be working on the adapter.
+    if (EthernetCheck::WaitForEthernetAddress(log) == 0)
+        return;
     // A suspend that began during the wait stops the switch.
     if (on_resumeflag)
         return;

@@ -19,8 +19,6 @@ constexpr ULONG kFirstAdapterAddressesLength = 15000;
 // later is discarded.
 constexpr int kAttemptLimit = 3;
 
-void* AllocateFromProcessHeap(ULONG length) { return os::api().HeapAlloc(GetProcessHeap(), 0, length); }
-
 struct InterfaceTypeName {
     IFTYPE type;
     const wchar_t* name;
@@ -56,7 +54,7 @@ void PrintAdapterInfo(const std::wstring& adapterGuid, bool* isEthernet)
     OperationLog op("NLMUtils::PrintAdapterInfo", L"GUID Value = %s", adapterGuid.c_str());
     try {
         ULONG length = kFirstAdapterAddressesLength;
-        os::UniqueProcessHeapBlock buffer(AllocateFromProcessHeap(length));
+        os::UniqueProcessHeapBlock buffer(os::AllocateFromProcessHeap(length));
         if (!buffer) {
             op.Log(LevelError, L"Memory allocation failed for IP_ADAPTER_ADDRESSES struct");
             return;
@@ -76,7 +74,7 @@ void PrintAdapterInfo(const std::wstring& adapterGuid, bool* isEthernet)
                            L"Bytes",
                            length);
                     buffer.reset();
-                    buffer.reset(AllocateFromProcessHeap(length));
+                    buffer.reset(os::AllocateFromProcessHeap(length));
                     if (!buffer) {
                         op.Log(LevelError, L"Memory allocation failed for IP_ADAPTER_ADDRESSES struct");
                         ++attempts;

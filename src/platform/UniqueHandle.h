@@ -65,6 +65,8 @@ private:
 
 inline BOOL WINAPI CloseServiceHandleThroughSeam(SC_HANDLE handle) { return api().CloseServiceHandle(handle); }
 inline BOOL WINAPI FreeProcessHeapBlockThroughSeam(void* block) { return api().HeapFree(GetProcessHeap(), 0, block); }
+// A block of the process heap (flags 0) for a UniqueProcessHeapBlock.
+inline void* AllocateFromProcessHeap(ULONG length) { return api().HeapAlloc(GetProcessHeap(), 0, length); }
 inline void WINAPI CoTaskMemFreeThroughSeam(void* block) { api().CoTaskMemFree(block); }
 inline void WINAPI SysFreeStringThroughSeam(BSTR text) { api().SysFreeString(text); }
 inline BOOL WINAPI DeregisterEventSourceThroughSeam(HANDLE source) { return api().DeregisterEventSource(source); }

@@ -1,16 +1,21 @@
 #include "radio/MbnSinks.h"
 
 #include "logging/OperationLog.h"
-#include "network/NLMEventHandler.h"
+#include "network/EthernetCheck.h"
 #include "radio/PowerStatus.h"
 #include "radio/WwanRadio.h"
 #include "state/SwitchingState.h"
 
 using namespace QX::Shared;
 
-IMbnRadio* MbnRadioCompleted = nullptr;
-
 namespace {
+
+// The radio of the last completion, with a reference of its own; the
+// previous one is released when a new one arrives. Not used otherwise.
+// Written under the sink lock. Raw on purpose: its last reference is kept
+// to the end of the process and never given back, since a static owner
+// would release it after COM has been uninitialised.
+IMbnRadio* MbnRadioCompleted = nullptr;
 
 // Puts `radio` (with a reference of its own, when there is one) in the place
 // of the kept radio, and gives back the reference on the one it replaces.
@@ -25,6 +30,8 @@ void KeepCompletedRadio(IMbnRadio* radio)
 }
 
 } // namespace
+
+IMbnRadio* MbnRadioCompletedForTesting() { return MbnRadioCompleted; }
 
 void ReleaseMbnRadioCompletedForTesting() { KeepCompletedRadio(nullptr); }
 
@@ -78,12 +85,12 @@ HRESULT STDMETHODCALLTYPE CMbnSinks::OnSetSoftwareRadioStateComplete(IMbnRadio* 
     try {
         std::lock_guard<std::mutex> lock(m_lock);
         KeepCompletedRadio(radio);
-        op.Log(LevelInformation, L"NetworkChangedForSetRadio Status = %d", ServiceUtils::NetworkChangedForSetRadio);
-        op.Log(LevelInformation, L"LAN-WWAN Auto Switching Status = %d", LanWwanSwitchingEnabled);
+        op.Log(LevelInformation, L"NetworkChangedForSetRadio Status = %d", ServiceUtils::NetworkChangedForSetRadio.Get());
+        op.Log(LevelInformation, L"LAN-WWAN Auto Switching Status = %d", LanWwanSwitchingEnabled.Get());
         int ethernetStatus = 0;
-        const int checked = NLMEventHandler::CheckEthernetConnectionStatusEx(&ethernetStatus, nullptr);
+        const int checked = EthernetCheck::CheckEthernetConnectionStatusEx(&ethernetStatus, nullptr);
         if (checked == 0 || on_resumeflag) {
-            op.Log(LevelInformation, L"Resume Flag : %d", on_resumeflag);
+            op.Log(LevelInformation, L"Resume Flag : %d", on_resumeflag.Get());
             op.Log(LevelError, L"CheckEthernetConnectionStatusEx failed or system in Hibernate");
             return S_OK;
         }

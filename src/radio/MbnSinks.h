@@ -35,12 +35,7 @@ private:
     std::mutex m_lock;
 };
 
-// The radio of the last completion, with a reference of its own; the
-// previous one is released when a new one arrives. Not used otherwise. Raw
-// on purpose: its last reference is kept to the end of the process and never
-// given back, since a static owner would release it after COM has been
-// uninitialised.
-extern IMbnRadio* MbnRadioCompleted;
-
+// The radio of the last completion that the sink keeps (see MbnSinks.cpp).
+IMbnRadio* MbnRadioCompletedForTesting();
 // Gives back the kept reference (the simulated laptop's power-off, tests).
 void ReleaseMbnRadioCompletedForTesting();

@@ -67,6 +67,25 @@ LSTATUS SetWwanPowerStatusInRegistry(bool status)
                                L"SetWwanPowerStatusInRegistry. Value = %s", kWwanPowerStatusKey, status);
 }
 
+namespace {
+
+StoredPowerStatus ReadPowerStatus(const wchar_t* keyPath)
+{
+    StoredPowerStatus stored;
+    stored.text = Registry::GetValue(HKEY_LOCAL_MACHINE, keyPath, kPowerStatusValue, Registry::kDefaultView);
+    if (stored.text.empty()) {
+        stored.wasEmpty = true;
+        stored.text = L"True";
+    }
+    return stored;
+}
+
+} // namespace
+
+StoredPowerStatus ReadWlanPowerStatus() { return ReadPowerStatus(kWlanPowerStatusKey); }
+
+StoredPowerStatus ReadWwanPowerStatus() { return ReadPowerStatus(kWwanPowerStatusKey); }
+
 bool CheckAirplaneMode()
 {
     OperationLog op("ServiceUtils::CheckAirplaneMode");

@@ -2,13 +2,16 @@
 //
 // Per radio, HKLM\<key>\PowerOnOff holds "True" (the radio was on before the
 // service last decided about it, so it is switched on again when the wire
-// goes away) or "False". Readers take a missing or empty value as "True".
+// goes away) or "False". A missing or empty value counts as "True": the
+// readers below are the one place that says so.
 // No lock: every call opens and closes its own key; the last write wins.
 #pragma once
 
 #include "state/RegistryPaths.h"
 
 #include <windows.h>
+
+#include <string>
 
 namespace ServiceUtils {
 
@@ -22,6 +25,17 @@ unsigned char StatusByte(bool status);
 LSTATUS SetPowerStatusInRegistry(const wchar_t* keyPath, bool status);
 LSTATUS SetWlanPowerStatusInRegistry(bool status);
 LSTATUS SetWwanPowerStatusInRegistry(bool status);
+
+// A radio's stored status as read: the text of PowerOnOff, or "True" when
+// the value is missing or empty (`wasEmpty` then says so, for the callers
+// that log it). Only the exact text "True" is on.
+struct StoredPowerStatus {
+    std::wstring text;
+    bool wasEmpty = false;
+    bool IsOn() const { return text == L"True"; }
+};
+StoredPowerStatus ReadWlanPowerStatus();
+StoredPowerStatus ReadWwanPowerStatus();
 
 // True when the system's radio state says airplane mode is on; any failure
 // counts as off.

@@ -3,20 +3,18 @@
 #include "platform/Api.h"
 #include "platform/UniqueHandle.h"
 #include "radio/PowerStatus.h"
-#include "service/Registry.h"
-#include "state/RegistryPaths.h"
 #include "state/SwitchingState.h"
 
 #include <string>
 
 using namespace QX::Shared;
 
-volatile bool my_setwifitimeout = false;
-std::mutex WlanSwitchMutex;
-
 namespace ServiceUtils {
 
 namespace {
+
+// Serialises SwitchWlanStatus across every thread of the process.
+std::mutex WlanSwitchMutex;
 
 constexpr DWORD kClientVersion = 2;
 // Set passes 0 to kLastSetPass, each failing one followed by its pause.
@@ -326,24 +324,23 @@ void StartWLANService()
 {
     OperationLog op("ServiceUtils::StartWLANService");
     try {
-        std::wstring status = Registry::GetValue(HKEY_LOCAL_MACHINE, kWlanPowerStatusKey, kPowerStatusValue,
-                                                 Registry::kDefaultView);
-        if (status.empty())
-            status = L"True";
-        op.Log(LevelInformation, L"WLAN Registry Status = %s", status.c_str());
-        if (status == L"True") {
+        const StoredPowerStatus status = ReadWlanPowerStatus();
+        op.Log(LevelInformation, L"WLAN Registry Status = %s", status.text.c_str());
+        if (status.IsOn()) {
             op.Log(LevelInformation, L"Switching ON Wifi");
             const bool wanted = true;
             const int retryCount = 5;
             if (!SwitchWlanStatusWithRetry(wanted, retryCount))
                 op.Log(LevelError, L"SwitchWlanStatusWithRetry (StartWLANService) failed");
         } else {
-            op.Log(LevelInformation, L"WlanPowerStatus value read from registry = %s", status.c_str());
+            op.Log(LevelInformation, L"WlanPowerStatus value read from registry = %s", status.text.c_str());
         }
         op.Exit();
     } catch (...) {
         op.Log(LevelError, L"Exception in StartWLANService()");
     }
 }
+
+std::mutex& WlanSwitchMutexForTesting() { return WlanSwitchMutex; }
 
 } // namespace ServiceUtils

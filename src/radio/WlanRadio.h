@@ -5,24 +5,18 @@
 // Called from the worker thread, the network event sink's COM threads, the
 // Native Wi-Fi notification thread, the airplane-mode watcher and the resume
 // handling. WlanSwitchMutex serialises SwitchWlanStatus (its check and its
-// sets); CheckWlanStatus takes no lock. Every operation opens and closes its
+// sets); CheckWlanStatus takes no lock. The time-out latch
+// my_setwifitimeout lives with the process state (state/SwitchingState.h). Every operation opens and closes its
 // own client handle and frees every buffer it is handed.
 #pragma once
 
 #include "logging/OperationLog.h"
+#include "state/SwitchingState.h"  // the state the operations share
 
 #include <windows.h>
 #include <wlanapi.h>
 
 #include <mutex>
-
-// Set when a switch needed all of its set passes. From then on
-// CheckWlanStatus fails at once, for the rest of the process: nothing in the
-// product clears it once a later switch cannot get past that check. Written
-// under WlanSwitchMutex, read without it.
-extern volatile bool my_setwifitimeout;
-// Serialises SwitchWlanStatus across every thread of the process.
-extern std::mutex WlanSwitchMutex;
 
 namespace ServiceUtils {
 
@@ -46,5 +40,8 @@ void StartWLANService();
 // The PHY walk of CheckWlanStatus over a radio state as the platform returns
 // it, with its lines logged under `log`: true when every PHY is on.
 bool PhysAreOn(const WLAN_RADIO_STATE& radioState, const QX::Shared::FunctionLog& log);
+
+// The mutex that serialises SwitchWlanStatus (tests hold it to show that).
+std::mutex& WlanSwitchMutexForTesting();
 
 } // namespace ServiceUtils

@@ -1,26 +1,23 @@
 #include "radio/WwanRadio.h"
 
 #include "logging/OperationLog.h"
-#include "network/NLMEventHandler.h"
+#include "network/EthernetCheck.h"
 #include "network/NLMUtils.h"
 #include "platform/Api.h"
 #include "platform/ComPtr.h"
 #include "platform/UniqueHandle.h"
 #include "radio/PowerStatus.h"
-#include "service/Registry.h"
-#include "state/RegistryPaths.h"
 #include "state/SwitchingState.h"
 
 using namespace QX::Shared;
 
 namespace ServiceUtils {
 
-std::wstring WwanInterfaceId;
-volatile bool NetworkChangedForSetRadio = false;
-volatile bool WwanServiceTurnOff = false;
-std::mutex WwanSwitchMutex;
-
 namespace {
+
+// Serialises SwitchWwanStatus: whole switching sequences, across every
+// thread of the process.
+std::mutex WwanSwitchMutex;
 
 constexpr wchar_t kDeviceNotAvailable[] = L"WWAN Device is not available.";
 
@@ -195,7 +192,7 @@ bool SwitchWwanStatus(bool& newStatus, bool& checkAirplaneMode)
             return true;
         }
         int ethernetStatus = 0;
-        NLMEventHandler::CheckEthernetConnectionStatusEx(&ethernetStatus, nullptr);
+        EthernetCheck::CheckEthernetConnectionStatusEx(&ethernetStatus, nullptr);
         if (!newStatus && ethernetStatus == 0)
             WwanServiceTurnOff = true;
         op.Log(LevelInformation, L"Change to softwareRadioState : %d", newStatus);
@@ -315,12 +312,9 @@ void StartWWANService()
             op.Log(LevelError, kDeviceNotAvailable);
             return;
         }
-        std::wstring stored = Registry::GetValue(HKEY_LOCAL_MACHINE, kWwanPowerStatusKey, kPowerStatusValue,
-                                                 Registry::kDefaultView);
-        if (stored.empty())
-            stored = L"True";
-        op.Log(LevelInformation, L"WWAN Registry Status = %s", stored.c_str());
-        if (stored == L"True") {
+        const StoredPowerStatus stored = ReadWwanPowerStatus();
+        op.Log(LevelInformation, L"WWAN Registry Status = %s", stored.text.c_str());
+        if (stored.IsOn()) {
             bool on = true;
             int retryCount = 5;
             if (!SwitchWwanStatusWithRetry(on, retryCount))
@@ -331,5 +325,7 @@ void StartWWANService()
         op.Log(LevelError, L"Exception in StartWWANService()");
     }
 }
+
+std::mutex& WwanSwitchMutexForTesting() { return WwanSwitchMutex; }
 
 } // namespace ServiceUtils

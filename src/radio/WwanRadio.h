@@ -3,25 +3,16 @@
 // retry scheme the modems need, and the wired-link decisions. Free
 // functions of any thread; WwanSwitchMutex serialises whole switching
 // sequences (the radio event sink takes its own lock first, never after).
+// The state its operations share with the sink (interface identifier, the
+// set-loop and turn-off flags) lives in state/SwitchingState.h.
 #pragma once
 
 #include "platform/MbnApi.h"
+#include "state/SwitchingState.h"  // the state the operations share
 
 #include <mutex>
-#include <string>
 
 namespace ServiceUtils {
-
-// The device's interface identifier (registry form, as StringFromIID gives
-// it), found at start-up; the last of several wins. Kept for the process.
-extern std::wstring WwanInterfaceId;
-// Set while SwitchWwanStatus is inside its set loop: the event sink ignores
-// the completions of the service's own requests.
-extern volatile bool NetworkChangedForSetRadio;
-// Set when the service switches the radio off; nothing reads it.
-extern volatile bool WwanServiceTurnOff;
-// Serialises SwitchWwanStatus.
-extern std::mutex WwanSwitchMutex;
 
 bool EnumerateWwanInterfaces();
 // The radio of the device's interface; the caller releases it.
@@ -32,5 +23,8 @@ bool SwitchWwanStatus(bool& newStatus, bool& checkAirplaneMode);
 bool SwitchWwanStatusWithRetry(bool& newStatus, int& retryCount);
 void StopWWANService();
 void StartWWANService();
+
+// The mutex that serialises SwitchWwanStatus (tests hold it to show that).
+std::mutex& WwanSwitchMutexForTesting();
 
 } // namespace ServiceUtils

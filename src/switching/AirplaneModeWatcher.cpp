@@ -12,12 +12,11 @@
 #include "switching/MainService.h"
 
 #include "logging/OperationLog.h"
-#include "network/NLMEventHandler.h"
+#include "network/EthernetCheck.h"
 #include "platform/Api.h"
 #include "platform/UniqueHandle.h"
 #include "radio/PowerStatus.h"
 #include "radio/WlanRadio.h"
-#include "service/Registry.h"
 #include "state/RegistryPaths.h"
 #include "state/SwitchingState.h"
 
@@ -97,7 +96,7 @@ void CMainService::AirplaneModeWatcher()
 
             int ethernetStatus = 0;
             int ipNotAssigned = 0;
-            if (NLMEventHandler::CheckEthernetConnectionStatusEx(&ethernetStatus, &ipNotAssigned) == 0) {
+            if (EthernetCheck::CheckEthernetConnectionStatusEx(&ethernetStatus, &ipNotAssigned) == 0) {
                 op.Log(LevelError, L"CheckEthernetConnectionStatusEx failed");
                 continue;
             }
@@ -115,12 +114,9 @@ void CMainService::AirplaneModeWatcher()
                     op.Log(LevelInformation, L"WiFi already ON in Airplanemode, updating registry");
                     ServiceUtils::SetWlanPowerStatusInRegistry(true);
                 } else {
-                    std::wstring stored = Registry::GetValue(HKEY_LOCAL_MACHINE, kWlanPowerStatusKey,
-                                                             kPowerStatusValue, Registry::kDefaultView);
-                    if (stored.empty())
-                        stored = L"True";
-                    op.Log(LevelInformation, L"Previous WLAN Power Status in registry = %s", stored.c_str());
-                    const bool wanted = stored == L"True";
+                    const ServiceUtils::StoredPowerStatus stored = ServiceUtils::ReadWlanPowerStatus();
+                    op.Log(LevelInformation, L"Previous WLAN Power Status in registry = %s", stored.text.c_str());
+                    const bool wanted = stored.IsOn();
                     // The text names the registry writer, but what follows is
                     // a switch; the text is kept as the service has logged it.
                     op.Log(LevelInformation, L"Setting SetWlanPowerStatusInRegistry with value = %d", wanted);

@@ -13,8 +13,8 @@
 // work items: its owner calls WaitForWorkItems before destroying it.
 #pragma once
 
+#include "events/NLMEventHandler.h"
 #include "logging/OperationLog.h"
-#include "network/NLMEventHandler.h"
 #include "platform/ComPtr.h"
 #include "platform/MbnApi.h"
 #include "platform/UniqueHandle.h"

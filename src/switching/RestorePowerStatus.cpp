@@ -5,27 +5,21 @@
 #include "switching/MainService.h"
 
 #include "logging/OperationLog.h"
+#include "radio/PowerStatus.h"
 #include "radio/WlanRadio.h"
 #include "radio/WwanRadio.h"
-#include "service/Registry.h"
-#include "state/RegistryPaths.h"
-
-#include <string>
 
 using namespace QX::Shared;
 
 namespace {
 
-// The stored status of a radio as the wanted state: a missing or empty value
-// counts as "True" (the radio was on), and only the exact text "True" is on.
-bool StoredWantedState(const FunctionLog& log, const wchar_t* keyPath, const wchar_t* emptyMessage)
+// The stored status as the wanted state, with a line when it was empty.
+bool StoredWantedState(const FunctionLog& log, const ServiceUtils::StoredPowerStatus& stored,
+                       const wchar_t* emptyMessage)
 {
-    std::wstring stored = Registry::GetValue(HKEY_LOCAL_MACHINE, keyPath, kPowerStatusValue, Registry::kDefaultView);
-    if (stored.empty()) {
+    if (stored.wasEmpty)
         log.Log(LevelInformation, emptyMessage);
-        stored = L"True";
-    }
-    return stored == L"True";
+    return stored.IsOn();
 }
 
 } // namespace
@@ -34,7 +28,7 @@ void CMainService::UpdateWlanPowerStatus()
 {
     OperationLog op("CMainService::UpdateWlanPowerStatus");
     try {
-        const bool wanted = StoredWantedState(op, kWlanPowerStatusKey,
+        const bool wanted = StoredWantedState(op, ServiceUtils::ReadWlanPowerStatus(),
                                               L"Registry read is empty : WLAN. Setting Default Value as TRUE");
         op.Log(LevelInformation, L"Registry read is %d, WLAN Switch = %d", wanted, wanted);
         const bool checkAirplaneMode = true;
@@ -49,7 +43,7 @@ void CMainService::UpdateWwanPowerStatus()
 {
     OperationLog op("CMainService::UpdateWwanPowerStatus");
     try {
-        bool wanted = StoredWantedState(op, kWwanPowerStatusKey,
+        bool wanted = StoredWantedState(op, ServiceUtils::ReadWwanPowerStatus(),
                                         L"Registry read is empty : WWAN. Setting Default Value as TRUE");
         op.Log(LevelInformation, L"Registry read is %d, WWAN Switch = %d", wanted, wanted);
         bool checkAirplaneMode = true;

@@ -1,33 +1,25 @@
 #include "switching/ResumeHandler.h"
 
 #include "logging/OperationLog.h"
-#include "network/NLMEventHandler.h"
+#include "network/EthernetCheck.h"
 #include "platform/Api.h"
 #include "radio/WlanRadio.h"
 #include "radio/WwanRadio.h"
-#include "service/Utils.h"
-#include "switching/MainService.h"
 #include "state/SwitchingState.h"
+#include "switching/AutoConfigWaits.h"
+#include "switching/MainService.h"
 
 using namespace QX::Shared;
 
 namespace NLMUtils {
 namespace {
 
-// The address wait, the same rule as the network event sink's connect branch.
-constexpr int kAddressTries = 8;
-constexpr DWORD kAddressPause = 1000;
-constexpr int32_t kServiceWaitTries = 15;
 constexpr int kSwitchRetries = 5;
-constexpr wchar_t kWlanServiceName[] = L"WlanSvc";
-constexpr wchar_t kWwanServiceName[] = L"WwanSvc";
 
 void WaitForWwanService(const FunctionLog& log)
 {
     log.Log(LevelInformation, L"Wait for (WWAN AutoConfig) to start");
-    const int32_t status = Utils::WaitforServiceToStartRunning(kWwanServiceName, kServiceWaitTries);
-    if (status != 0)
-        log.Log(LevelError, L"WaitforServiceToStartRunning (WWAN AutoConfig) failed with running status = %d", status);
+    WaitForWwanAutoConfig(log);
     log.Log(LevelInformation, L"WWAN AutoConfig wait completed.");
 }
 
@@ -35,9 +27,7 @@ void WaitForWwanService(const FunctionLog& log)
 // stop), as the service has always logged it.
 void WaitForWlanService(const FunctionLog& log, const wchar_t* completed)
 {
-    const int32_t status = Utils::WaitforServiceToStartRunning(kWlanServiceName, kServiceWaitTries);
-    if (status != 0)
-        log.Log(LevelError, L"WaitforServiceToStartRunning (WLAN AutoConfig) failed with running status = %d", status);
+    WaitForWlanAutoConfig(log);
     log.Log(LevelInformation, completed);
 }
 
@@ -47,25 +37,12 @@ bool SystemResumeHandler()
 {
     OperationLog op("NLMUtils::SystemResumeHandler");
     try {
-        int ethernetStatus = 0;
-        int ipNotAssigned = 0;
-        int tryCount = 0;
-        // Waits only while an Ethernet adapter without an address is there.
-        // ipNotAssigned is never cleared, so the call that finds the address
-        // still counts as a failed try; whatever ethernetStatus then holds
-        // decides (0 after a failed test: no Ethernet).
-        for (;;) {
-            const int result = NLMEventHandler::CheckEthernetConnectionStatusEx(&ethernetStatus, &ipNotAssigned);
-            if (result == 1 && ethernetStatus == 1 && ipNotAssigned == 0)
-                break;
-            op.Log(LevelWarning, L"CheckEthernetConnectionStatus failed in try %d", tryCount);
-            os::api().Sleep(kAddressPause);
-            ++tryCount;
-            if (ethernetStatus != 0 || tryCount >= kAddressTries || ipNotAssigned != 1)
-                break;
-        }
+        // Events that came and went during sleep were ignored: the wire may
+        // still be waiting for its address. After a failed test no Ethernet
+        // counts.
+        const int ethernetStatus = EthernetCheck::WaitForEthernetAddress(op);
         op.Log(LevelInformation, L"Ethernet Status = %d", ethernetStatus);
-        op.Log(LevelInformation, L"ServiceUtils::on_resumeflag = %d", on_resumeflag);
+        op.Log(LevelInformation, L"ServiceUtils::on_resumeflag = %d", on_resumeflag.Get());
 
         // The two directions are deliberately not symmetrical: with the wire
         // the radios are switched off directly, mobile broadband first;

@@ -6,12 +6,13 @@
 
 #include "bios/BiosSettings.h"
 #include "logging/OperationLog.h"
+#include "network/EthernetCheck.h"
 #include "network/NLMUtils.h"
 #include "platform/Api.h"
 #include "radio/WlanRadio.h"
 #include "radio/WwanRadio.h"
-#include "service/Utils.h"
 #include "state/SwitchingState.h"
+#include "switching/AutoConfigWaits.h"
 
 #include <exception>
 #include <mutex>
@@ -78,10 +79,7 @@ CMainService::StartUpEnd CMainService::RunStartUpSteps(const OperationLog& op)
            L"Finished reading LanWlanWan Switching status from BIOS. Wait for (WLAN AutoConfig) to start");
     if (stopping())
         return StartUpEnd::Stopping;
-    int32_t running = Utils::WaitforServiceToStartRunning(L"WlanSvc", 15);
-    if (running != 0)
-        op.Log(LevelError, L"WaitforServiceToStartRunning (WLAN AutoConfig) failed with running status = %d",
-               running);
+    WaitForWlanAutoConfig(op);
     op.Log(LevelInformation,
            L"WLAN AutoConfig wait completed and WLAN Device Available. So Listening for WLAN Notifications..");
     {
@@ -114,7 +112,7 @@ CMainService::StartUpEnd CMainService::RunStartUpSteps(const OperationLog& op)
     } else {
         op.Log(LevelInformation, L"Checking Ethernet connection status...");
         int ethernetConnected = 0;
-        if (!NLMEventHandler::CheckEthernetConnectionStatusEx(&ethernetConnected, nullptr)) {
+        if (!EthernetCheck::CheckEthernetConnectionStatusEx(&ethernetConnected, nullptr)) {
             op.Log(LevelError, L"CheckEthernetConnectionStatusEx failed");
         } else if (ethernetConnected) {
             op.Log(LevelInformation, L"LAN connection available when service start. Stopping WLAN service...");
@@ -139,10 +137,7 @@ CMainService::StartUpEnd CMainService::RunStartUpSteps(const OperationLog& op)
     op.Log(LevelInformation, L"Wait for (WWAN AutoConfig) to start");
     if (stopping())
         return StartUpEnd::Stopping;
-    running = Utils::WaitforServiceToStartRunning(L"WwanSvc", 15);
-    if (running != 0)
-        op.Log(LevelError, L"WaitforServiceToStartRunning (WWAN AutoConfig) failed with running status = %d",
-               running);
+    WaitForWwanAutoConfig(op);
     {
         const std::lock_guard<std::mutex> lock(m_stopLock);
         if (stopping())
@@ -181,7 +176,7 @@ CMainService::StartUpEnd CMainService::RunStartUpSteps(const OperationLog& op)
         UpdateWwanPowerStatus();
     } else {
         int ethernetConnected = 0;
-        if (!NLMEventHandler::CheckEthernetConnectionStatusEx(&ethernetConnected, nullptr)) {
+        if (!EthernetCheck::CheckEthernetConnectionStatusEx(&ethernetConnected, nullptr)) {
             op.Log(LevelError, L"CheckEthernetConnectionStatusEx failed");
         } else if (ethernetConnected) {
             op.Log(LevelInformation, L"LAN connection available when service start. Stopping WWAN service...");

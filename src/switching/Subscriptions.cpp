@@ -22,6 +22,43 @@ NLMEventHandler* CMainService::NewNetworkEventSink()
 
 CMbnSinks* CMainService::NewRadioEventSink() { return new (std::nothrow) CMbnSinks(); }
 
+namespace {
+
+// Finds the connection point of the events `iid` on the container; false
+// after a failure, which it logs with `failedFormat`.
+bool FindPoint(const FunctionLog& log, IConnectionPointContainer* container, REFIID iid,
+               os::ComPtr<IConnectionPoint>& point, const wchar_t* failedFormat)
+{
+    const HRESULT hr = container->FindConnectionPoint(iid, point.Put());
+    if (FAILED(hr)) {
+        log.Log(LevelError, failedFormat, hr);
+        return false;
+    }
+    return true;
+}
+
+// Queries the network sink for the events `iid` and advises the point with
+// it. The queried pointer is kept for ever: it holds one reference on the
+// sink. False after a failure, which it logs.
+bool AdviseNetworkSink(const FunctionLog& log, NLMEventHandler* sink, REFIID iid, IConnectionPoint* point,
+                       DWORD& cookie, const wchar_t* queryFailedFormat)
+{
+    void* events = nullptr;
+    HRESULT hr = sink->QueryInterface(iid, &events);
+    if (FAILED(hr)) {
+        log.Log(LevelError, queryFailedFormat, hr);
+        return false;
+    }
+    hr = point->Advise(static_cast<IUnknown*>(events), &cookie);
+    if (FAILED(hr)) {
+        log.Log(LevelError, L"Advise failed with error: 0x%08X", hr);
+        return false;
+    }
+    return true;
+}
+
+} // namespace
+
 void CMainService::ListenForWlanEvents()
 {
     OperationLog op("CMainService::ListenForWlanEvents");
@@ -29,70 +66,37 @@ void CMainService::ListenForWlanEvents()
     // Each step runs only when the ones before it succeeded; the first
     // failure is logged and the container released.
     [&] {
-        HRESULT hr = m_pNetworkListManager->QueryInterface(IID_IConnectionPointContainer,
-                                                          reinterpret_cast<void**>(container.Put()));
+        const HRESULT hr = m_pNetworkListManager->QueryInterface(IID_IConnectionPointContainer,
+                                                                reinterpret_cast<void**>(container.Put()));
         if (FAILED(hr)) {
             op.Log(LevelError, L"IID_IConnectionPointContainer QueryInterface failed with error: 0x%08X", hr);
             return;
         }
-        hr = container->FindConnectionPoint(IID_INetworkListManagerEvents, m_pNlmEventsConnectionPoint.Put());
-        if (FAILED(hr)) {
-            op.Log(LevelError, L"FindConnectionPoint Failed with error: 0x%08X", hr);
+        if (!FindPoint(op, container.Get(), IID_INetworkListManagerEvents, m_pNlmEventsConnectionPoint,
+                       L"FindConnectionPoint Failed with error: 0x%08X"))
             return;
-        }
         // The count starts at 0 and the member takes no reference.
         m_pNetworkEventSink = NewNetworkEventSink();
         if (m_pNetworkEventSink == nullptr) {
             op.Log(LevelError, L"NLMEventHandler creation failed with error: 0x%08X", hr);
             return;
         }
-
-        // Kept for ever: each holds one reference on the sink.
-        INetworkListManagerEvents* managerEvents = nullptr;
-        hr = m_pNetworkEventSink->QueryInterface(IID_INetworkListManagerEvents,
-                                                 reinterpret_cast<void**>(&managerEvents));
-        if (FAILED(hr)) {
-            op.Log(LevelError, L"IID_INetworkListManagerEvents QueryInterface failed with error: 0x%08X", hr);
+        if (!AdviseNetworkSink(op, m_pNetworkEventSink, IID_INetworkListManagerEvents,
+                               m_pNlmEventsConnectionPoint.Get(), m_nlmEventsCookie,
+                               L"IID_INetworkListManagerEvents QueryInterface failed with error: 0x%08X"))
             return;
-        }
-        hr = m_pNlmEventsConnectionPoint->Advise(managerEvents, &m_nlmEventsCookie);
-        if (FAILED(hr)) {
-            op.Log(LevelError, L"Advise failed with error: 0x%08X", hr);
+        if (!FindPoint(op, container.Get(), IID_INetworkConnectionEvents, m_pConnectionEventsConnectionPoint,
+                       L"FindConnectionPoint failed with error: 0x%08X"))
             return;
-        }
-
-        hr = container->FindConnectionPoint(IID_INetworkConnectionEvents, m_pConnectionEventsConnectionPoint.Put());
-        if (FAILED(hr)) {
-            op.Log(LevelError, L"FindConnectionPoint failed with error: 0x%08X", hr);
+        if (!AdviseNetworkSink(op, m_pNetworkEventSink, IID_INetworkConnectionEvents,
+                               m_pConnectionEventsConnectionPoint.Get(), m_connectionEventsCookie,
+                               L"IID_INetworkConnectionEvents QueryInterface failed with error: 0x%08X"))
             return;
-        }
-        INetworkConnectionEvents* connectionEvents = nullptr;  // kept for ever
-        hr = m_pNetworkEventSink->QueryInterface(IID_INetworkConnectionEvents,
-                                                 reinterpret_cast<void**>(&connectionEvents));
-        if (FAILED(hr)) {
-            op.Log(LevelError, L"IID_INetworkConnectionEvents QueryInterface failed with error: 0x%08X", hr);
+        if (!FindPoint(op, container.Get(), IID_INetworkEvents, m_pNetworkEventsConnectionPoint,
+                       L"FindConnectionPoint failed with error: 0x%08X"))
             return;
-        }
-        hr = m_pConnectionEventsConnectionPoint->Advise(connectionEvents, &m_connectionEventsCookie);
-        if (FAILED(hr)) {
-            op.Log(LevelError, L"Advise failed with error: 0x%08X", hr);
-            return;
-        }
-
-        hr = container->FindConnectionPoint(IID_INetworkEvents, m_pNetworkEventsConnectionPoint.Put());
-        if (FAILED(hr)) {
-            op.Log(LevelError, L"FindConnectionPoint failed with error: 0x%08X", hr);
-            return;
-        }
-        INetworkEvents* networkEvents = nullptr;  // kept for ever
-        hr = m_pNetworkEventSink->QueryInterface(IID_INetworkEvents, reinterpret_cast<void**>(&networkEvents));
-        if (FAILED(hr)) {
-            op.Log(LevelError, L"IID_INetworkEvents QueryInterface failed with error: 0x%08X", hr);
-            return;
-        }
-        hr = m_pNetworkEventsConnectionPoint->Advise(networkEvents, &m_networkEventsCookie);
-        if (FAILED(hr))
-            op.Log(LevelError, L"Advise failed with error: 0x%08X", hr);
+        AdviseNetworkSink(op, m_pNetworkEventSink, IID_INetworkEvents, m_pNetworkEventsConnectionPoint.Get(),
+                          m_networkEventsCookie, L"IID_INetworkEvents QueryInterface failed with error: 0x%08X");
     }();
     container.Reset();
     op.Exit();
@@ -109,11 +113,9 @@ void CMainService::ListenForWwanEvents()
             op.Log(LevelError, L"IID_IConnectionPointContainer QueryInterface failed with error: 0x%08X", hr);
             return;
         }
-        hr = container->FindConnectionPoint(IID_IMbnRadioEvents, m_pRadioEventsConnectionPoint.Put());
-        if (FAILED(hr)) {
-            op.Log(LevelError, L"FindConnectionPoint failed with error: 0x%08X", hr);
+        if (!FindPoint(op, container.Get(), IID_IMbnRadioEvents, m_pRadioEventsConnectionPoint,
+                       L"FindConnectionPoint failed with error: 0x%08X"))
             return;
-        }
         m_pRadioEventSink = NewRadioEventSink();
         if (m_pRadioEventSink == nullptr) {
             op.Log(LevelError, L"CMbnSinks allocation Failed");

@@ -9,7 +9,7 @@
 #include "switching/MainService.h"
 
 #include "logging/OperationLog.h"
-#include "network/NLMEventHandler.h"
+#include "network/EthernetCheck.h"
 #include "platform/Api.h"
 #include "radio/PowerStatus.h"
 #include "radio/WlanRadio.h"
@@ -35,14 +35,36 @@ bool StandsAside(const FunctionLog& log)
     if (!msm_Notification_flag && !on_resumeflag)
         return false;
     log.Log(LevelInformation, L"Not processing the callback, msm_Notification_flag = %d, ResumeFlag = %d",
-            msm_Notification_flag, on_resumeflag);
+            msm_Notification_flag.Get(), on_resumeflag.Get());
+    return true;
+}
+
+// Serialises the notification callback: one notification at a time.
+std::mutex WlanCallbackMutex;
+
+// The start both handlers share: nothing while they stand aside or when the
+// radio cannot be read (without the exit line); after a failed Ethernet
+// test, its error line and the exit line. True when the handler goes on
+// with the radio's state and the Ethernet status.
+bool ReadRadioAndWire(const OperationLog& op, bool& wifiOn, int& ethernet)
+{
+    if (StandsAside(op))
+        return false;
+    if (!ServiceUtils::CheckWlanStatus(wifiOn)) {
+        op.Log(LevelWarning, L"CheckWlanStatus failed");
+        return false;
+    }
+    op.Log(LevelInformation, L"Current WLAN status = %d", wifiOn);
+    if (!EthernetCheck::CheckEthernetConnectionStatusEx(&ethernet, nullptr)) {
+        op.Log(LevelError, L"CheckEthernetConnectionStatusEx failed");
+        op.Exit();
+        return false;
+    }
+    op.Log(LevelInformation, L"Ethernet connection status = %d", ethernet);
     return true;
 }
 
 } // namespace
-
-// Serialises the notification callback.
-std::mutex WlanCallbackMutex;
 
 DWORD CMainService::RegisterWlanNotification(bool& registration)
 {
@@ -106,46 +128,36 @@ void WINAPI CMainService::WlanNotificationCallback(PWLAN_NOTIFICATION_DATA data,
 void CMainService::HandleWlanNotificationAcmNetworkAvailable()
 {
     OperationLog op("CMainService::HandleWlanNotificationAcmNetworkAvailable");
-    if (StandsAside(op))
-        return;
     bool wifiOn = false;
-    if (!ServiceUtils::CheckWlanStatus(wifiOn)) {
-        op.Log(LevelWarning, L"CheckWlanStatus failed");
-        return;
-    }
-    op.Log(LevelInformation, L"Current WLAN status = %d", wifiOn);
     int ethernet = 0;
-    if (!NLMEventHandler::CheckEthernetConnectionStatusEx(&ethernet, nullptr)) {
-        op.Log(LevelError, L"CheckEthernetConnectionStatusEx failed");
+    if (!ReadRadioAndWire(op, wifiOn, ethernet))
+        return;
+    if (ethernet == 0) {
+        op.Log(LevelInformation, L"wlan_notification_acm_network_available ServiceUtils::my_service_turnonoff_wifi : %d",
+               my_service_turnonoff_wifi.Get());
+        // Only an "on" state is stored here: a network showing up says
+        // nothing about a user who turned Wi-Fi off.
+        if (wifiOn) {
+            op.Log(LevelInformation,
+                   L"wlan_notification_acm_network_available Registry set to True. Setting WlanPowerStatus %d in "
+                   L"registry.",
+                   wifiOn);
+            ServiceUtils::SetWlanPowerStatusInRegistry(wifiOn);
+        }
     } else {
-        op.Log(LevelInformation, L"Ethernet connection status = %d", ethernet);
-        if (ethernet == 0) {
-            op.Log(LevelInformation, L"wlan_notification_acm_network_available ServiceUtils::my_service_turnonoff_wifi : %d",
-                   my_service_turnonoff_wifi);
-            // Only an "on" state is stored here: a network showing up says
-            // nothing about a user who turned Wi-Fi off.
-            if (wifiOn) {
-                op.Log(LevelInformation,
-                       L"wlan_notification_acm_network_available Registry set to True. Setting WlanPowerStatus %d in "
-                       L"registry.",
-                       wifiOn);
-                ServiceUtils::SetWlanPowerStatusInRegistry(wifiOn);
-            }
+        op.Log(LevelInformation, L"Ethernet is connected");
+        op.Log(LevelInformation, L"LAN-WLAN Auto Switching Status = %d", LanWlanSwitchingEnabled.Get());
+        // Compared with 1, unlike the radio-state handler's non-zero test
+        // (the same for a flag that only ever holds 0 or 1).
+        if (static_cast<int>(LanWlanSwitchingEnabled) == 1) {
+            if (!ServiceUtils::SwitchWlanStatus(false, true))
+                op.Log(LevelError, L"SwitchWlanStatus(false) failed");
         } else {
-            op.Log(LevelInformation, L"Ethernet is connected");
-            op.Log(LevelInformation, L"LAN-WLAN Auto Switching Status = %d", LanWlanSwitchingEnabled);
-            // Compared with 1, unlike the radio-state handler's non-zero test
-            // (the same for a flag that only ever holds 0 or 1).
-            if (static_cast<int>(LanWlanSwitchingEnabled) == 1) {
-                if (!ServiceUtils::SwitchWlanStatus(false, true))
-                    op.Log(LevelError, L"SwitchWlanStatus(false) failed");
-            } else {
-                op.Log(LevelInformation,
-                       L"wlan_notification_acm_network_available[LanWlanSwitchingEnabled disabled].Setting "
-                       L"WlanPowerStatus %d in registry.",
-                       wifiOn);
-                ServiceUtils::SetWlanPowerStatusInRegistry(wifiOn);
-            }
+            op.Log(LevelInformation,
+                   L"wlan_notification_acm_network_available[LanWlanSwitchingEnabled disabled].Setting "
+                   L"WlanPowerStatus %d in registry.",
+                   wifiOn);
+            ServiceUtils::SetWlanPowerStatusInRegistry(wifiOn);
         }
     }
     op.Exit();
@@ -154,22 +166,11 @@ void CMainService::HandleWlanNotificationAcmNetworkAvailable()
 void CMainService::HandleWlanNotificationMsmRadioStateChange()
 {
     OperationLog op("CMainService::HandleWlanNotificationMsmRadioStateChange");
-    if (StandsAside(op))
-        return;
     bool wifiOn = false;
-    if (!ServiceUtils::CheckWlanStatus(wifiOn)) {
-        op.Log(LevelWarning, L"CheckWlanStatus failed");
-        return;
-    }
-    op.Log(LevelInformation, L"Current WLAN status = %d", wifiOn);
     int ethernet = 0;
-    if (!NLMEventHandler::CheckEthernetConnectionStatusEx(&ethernet, nullptr)) {
-        op.Log(LevelError, L"CheckEthernetConnectionStatusEx failed");
-        op.Exit();
+    if (!ReadRadioAndWire(op, wifiOn, ethernet))
         return;
-    }
-    op.Log(LevelInformation, L"Ethernet connection status = %d", ethernet);
-    op.Log(LevelInformation, L"LAN-WLAN_Switching Status = %d", LanWlanSwitchingEnabled);
+    op.Log(LevelInformation, L"LAN-WLAN_Switching Status = %d", LanWlanSwitchingEnabled.Get());
     const bool airplaneMode = ServiceUtils::CheckAirplaneMode();
     if (!airplaneMode && ethernet == 0) {
         op.Log(LevelInformation,

@@ -3,7 +3,7 @@
 // adapter lists, the network list manager, the Wi-Fi adapter and the modem)
 // in virtual time, with the persisted power status and airplane mode in the
 // real Wine registry.
-#include "network/NLMEventHandler.h"
+#include "events/NLMEventHandler.h"
 
 #include "fakes/FakeComTexts.h"
 #include "fakes/FakeIpHelper.h"
@@ -121,7 +121,7 @@ class SinkTest : public testing::Test {
 protected:
     SinkTest()
     {
-        fakes::ResetSwitchingState();
+        ResetSwitchingStateForTesting();
         m_network.AddConnection(Connection(kConnectionId, kEthernetAdapterId));
         m_network.AddConnection(Connection(kSecondConnectionId, kSecondAdapterId));
         m_network.AddConnection(Connection(kWirelessConnectionId, kWirelessAdapterId));
@@ -141,7 +141,7 @@ protected:
     {
         if (m_sink != nullptr)
             m_sink->Release();
-        fakes::ResetSwitchingState();
+        ResetSwitchingStateForTesting();
         m_mbnManager.Reset();
         m_mbn.WaitForCompletions();
         m_manager.Reset();
@@ -150,7 +150,7 @@ protected:
         EXPECT_EQ(m_texts.LiveTexts(), m_leakedTexts) << "a GUID text was not freed";
         EXPECT_EQ(m_wlan.OutstandingBuffers(), 0u);
         EXPECT_EQ(m_wlan.OpenClientHandles(), 0u);
-        EXPECT_FALSE(pAdapterInfo) << "the sink's end frees the adapter list";
+        EXPECT_EQ(EthernetCheck::AdapterListForTesting(), nullptr) << "the sink's end frees the adapter list";
     }
     void BothSwitchingFlags()
     {
@@ -276,11 +276,11 @@ TEST_F(SinkTest, ConstructionTakesNoReferenceAndTheLastReleaseDestroysTheObject)
     EXPECT_EQ(sink->AddRef(), 1u);
     int ethernetStatus = 0;
     ASSERT_EQ(NLMEventHandler::CheckEthernetConnectionStatusEx(&ethernetStatus, nullptr), 1);
-    ASSERT_TRUE(pAdapterInfo);
+    ASSERT_NE(EthernetCheck::AdapterListForTesting(), nullptr);
     EXPECT_EQ(m_heap.Live(), 1u);
     EXPECT_EQ(sink->Release(), 0u);
     // Its destructor freed the adapter list once more.
-    EXPECT_FALSE(pAdapterInfo);
+    EXPECT_EQ(EthernetCheck::AdapterListForTesting(), nullptr);
     EXPECT_EQ(m_heap.Live(), 0u);
 }
 
@@ -825,7 +825,7 @@ TEST_F(SinkTest, AnExceptionGivesEFailReleasesTheLockAndLeavesTheFlag)
 // --- Lock order --------------------------------------------------------------
 
 // One thread sits in the connectivity callback's address wait (holding
-// connectivityCallbackMutex and taking ethernetCheckMutex in each try);
+// connectivityCallbackMutex and taking EthernetCheck::EthernetCheckMutexForTesting() in each try);
 // another runs the machine-wide test directly. Both finish within a bound.
 TEST_F(DhcpSinkTest, TheCallbackAndADirectMachineWideTestDoNotDeadlock)
 {

@@ -5,7 +5,7 @@
 #pragma once
 
 #include "fakes/Journal.h"
-#include "network/NLMEventHandler.h"
+#include "events/NLMEventHandler.h"
 #include "platform/MbnApi.h"
 
 #include <netlistmgr.h>

@@ -53,7 +53,7 @@ Laptop::Laptop(Options options)
       m_service()
 {
     s_current = this;
-    ResetSwitchingState();
+    ResetSwitchingStateForTesting();
     m_airplane.Set(false);
     m_scm.AddService(L"WlanSvc", SERVICE_RUNNING);
     m_scm.AddService(L"WwanSvc", SERVICE_RUNNING);
@@ -86,7 +86,7 @@ Laptop::~Laptop()
     CServiceBase::s_service = nullptr;
     CServiceBase::SetResumeHandler(nullptr);
     m_service.reset();
-    ResetSwitchingState();
+    ResetSwitchingStateForTesting();
     s_current = nullptr;
 }
 

@@ -17,7 +17,7 @@
 //
 // NetnsDump.Adapters is no scenario: it prints both adapter lists, which the
 // script shows when a scenario failed.
-#include "network/NLMEventHandler.h"
+#include "network/EthernetCheck.h"
 #include "network/NLMUtils.h"
 
 #include "fakes/RecordingListener.h"
@@ -81,7 +81,7 @@ protected:
     CheckResult Check()
     {
         CheckResult check;
-        check.result = NLMEventHandler::CheckEthernetConnectionStatusEx(&check.ethernetStatus, &check.ipNotAssigned);
+        check.result = EthernetCheck::CheckEthernetConnectionStatusEx(&check.ethernetStatus, &check.ipNotAssigned);
         return check;
     }
 

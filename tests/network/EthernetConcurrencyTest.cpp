@@ -1,6 +1,6 @@
 // The machine-wide test from many threads while the adapters change: every
 // answer is one that some whole adapter list gives, and nothing leaks.
-#include "network/NLMEventHandler.h"
+#include "network/EthernetCheck.h"
 
 #include "fakes/Adapters.h"
 #include "fakes/FakeIpHelper.h"
@@ -50,7 +50,7 @@ TEST(EthernetConcurrency, EightThreadsSeeOnlyWholeListsWhileTheAdaptersChange)
             for (int call = 0; call < kCalls; ++call) {
                 int status = -1;
                 int notAssigned = 0;
-                const int result = NLMEventHandler::CheckEthernetConnectionStatusEx(&status, &notAssigned);
+                const int result = EthernetCheck::CheckEthernetConnectionStatusEx(&status, &notAssigned);
                 answers[t].insert({result, status, notAssigned});
             }
         });
@@ -77,7 +77,7 @@ TEST(EthernetConcurrency, EightThreadsSeeOnlyWholeListsWhileTheAdaptersChange)
             << std::string(line.begin(), line.end());
     // Only the last list is left, and it goes with the sink.
     EXPECT_EQ(heap.Live(), 1u);
-    pAdapterInfo.reset();
+    EthernetCheck::ReleaseAdapterList();
     EXPECT_EQ(heap.Live(), 0u);
 }
 

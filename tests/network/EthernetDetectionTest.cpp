@@ -1,7 +1,7 @@
 // The machine-wide Ethernet test: building the legacy adapter list, the
 // walk over it and its serialisation, against the IP Helper model.
 #include "network/AdapterWalks.h"
-#include "network/NLMEventHandler.h"
+#include "network/EthernetCheck.h"
 
 #include "fakes/Adapters.h"
 #include "fakes/FakeIpHelper.h"
@@ -30,7 +30,7 @@ constexpr wchar_t kInitialised1[] = L"Information|NLMEventHandler::InitialiseAda
 
 class EthernetDetectionTest : public testing::Test {
 protected:
-    ~EthernetDetectionTest() override { pAdapterInfo.reset(); }
+    ~EthernetDetectionTest() override { EthernetCheck::ReleaseAdapterList(); }
 
     std::vector<std::wstring> Lines(const char* function) const { return m_log.LinesOf(function); }
 
@@ -46,11 +46,11 @@ protected:
 TEST_F(EthernetDetectionTest, OneAdapterFitsTheFirstBufferAndIsReadWithTwoCalls)
 {
     m_ipHelper.SetAdapters({Ethernet("Intel(R) Ethernet", "192.168.1.2")});
-    EXPECT_EQ(NLMEventHandler::InitialiseAdapter(), 0);
+    EXPECT_EQ(EthernetCheck::InitialiseAdapter(), 0);
     EXPECT_EQ(m_ipHelper.InfoCalls(), 2);
     EXPECT_THAT(m_heap.Allocations(), ElementsAre(704u));
-    ASSERT_TRUE(pAdapterInfo);
-    EXPECT_STREQ(static_cast<IP_ADAPTER_INFO*>(pAdapterInfo.get())->Description, "Intel(R) Ethernet");
+    ASSERT_NE(EthernetCheck::AdapterListForTesting(), nullptr);
+    EXPECT_STREQ(EthernetCheck::AdapterListForTesting()->Description, "Intel(R) Ethernet");
     EXPECT_THAT(Lines("NLMEventHandler::InitialiseAdapter"),
                 ElementsAre(L"TraceIn|NLMEventHandler::InitialiseAdapter|", kInitialised1,
                             L"TraceOut|NLMEventHandler::InitialiseAdapter|Return = 0"));
@@ -59,7 +59,7 @@ TEST_F(EthernetDetectionTest, OneAdapterFitsTheFirstBufferAndIsReadWithTwoCalls)
 TEST_F(EthernetDetectionTest, AFirstCallThatOverflowsReallocatesOnceWithTheAskedLength)
 {
     m_ipHelper.SetAdapters({Ethernet("a", "10.0.0.1"), Ethernet("b", "10.0.0.2"), Ethernet("c", "10.0.0.3")});
-    EXPECT_EQ(NLMEventHandler::InitialiseAdapter(), 0);
+    EXPECT_EQ(EthernetCheck::InitialiseAdapter(), 0);
     EXPECT_EQ(m_ipHelper.InfoCalls(), 2);
     EXPECT_THAT(m_heap.Allocations(), ElementsAre(704u, 3 * 704u));
     EXPECT_EQ(m_heap.Live(), 1u);
@@ -75,8 +75,8 @@ TEST_F(EthernetDetectionTest, AFirstCallThatOverflowsReallocatesOnceWithTheAsked
 TEST_F(EthernetDetectionTest, EachCallFreesThePreviousList)
 {
     m_ipHelper.SetAdapters({Ethernet("a", "10.0.0.1")});
-    NLMEventHandler::InitialiseAdapter();
-    NLMEventHandler::InitialiseAdapter();
+    EthernetCheck::InitialiseAdapter();
+    EthernetCheck::InitialiseAdapter();
     EXPECT_EQ(m_heap.Frees(), 1);
     EXPECT_EQ(m_heap.Live(), 1u);
 }
@@ -85,9 +85,9 @@ TEST_F(EthernetDetectionTest, AFailedFirstAllocationReturnsOneBeforeAnyCall)
 {
     m_ipHelper.SetAdapters({Ethernet("a", "10.0.0.1")});
     m_heap.FailAllocation(1);
-    EXPECT_EQ(NLMEventHandler::InitialiseAdapter(), 1);
+    EXPECT_EQ(EthernetCheck::InitialiseAdapter(), 1);
     EXPECT_EQ(m_ipHelper.InfoCalls(), 0);
-    EXPECT_FALSE(pAdapterInfo);
+    EXPECT_EQ(EthernetCheck::AdapterListForTesting(), nullptr);
     EXPECT_THAT(Lines("NLMEventHandler::InitialiseAdapter"),
                 ElementsAre(L"TraceIn|NLMEventHandler::InitialiseAdapter|",
                             L"Error|NLMEventHandler::InitialiseAdapter|Error allocating memory needed to call "
@@ -98,9 +98,9 @@ TEST_F(EthernetDetectionTest, AFailedReallocationLeavesTheListNullAndReturnsOne)
 {
     m_ipHelper.SetAdapters({Ethernet("a", "10.0.0.1"), Ethernet("b", "10.0.0.2")});
     m_heap.FailAllocation(2);
-    EXPECT_EQ(NLMEventHandler::InitialiseAdapter(), 1);
+    EXPECT_EQ(EthernetCheck::InitialiseAdapter(), 1);
     EXPECT_EQ(m_ipHelper.InfoCalls(), 1);
-    EXPECT_FALSE(pAdapterInfo);
+    EXPECT_EQ(EthernetCheck::AdapterListForTesting(), nullptr);
     EXPECT_EQ(m_heap.Live(), 0u);
     EXPECT_THAT(Lines("NLMEventHandler::InitialiseAdapter"),
                 ElementsAre(L"TraceIn|NLMEventHandler::InitialiseAdapter|",
@@ -113,7 +113,7 @@ TEST_F(EthernetDetectionTest, AFailedReallocationLeavesTheListNullAndReturnsOne)
 TEST_F(EthernetDetectionTest, ASecondCallThatFailsShowsTheLastErrorAndReturnsItsCode)
 {
     m_ipHelper.Fail(FakeIpHelper::Failure::AdaptersInfo, ERROR_INVALID_PARAMETER);
-    EXPECT_EQ(NLMEventHandler::InitialiseAdapter(), ERROR_INVALID_PARAMETER);
+    EXPECT_EQ(EthernetCheck::InitialiseAdapter(), ERROR_INVALID_PARAMETER);
     EXPECT_EQ(m_ipHelper.InfoCalls(), 2);
     EXPECT_THAT(Lines("NLMEventHandler::InitialiseAdapter"),
                 ElementsAre(L"TraceIn|NLMEventHandler::InitialiseAdapter|",
@@ -131,7 +131,7 @@ TEST_F(EthernetDetectionTest, TheFailureLineShowsTheThreadsLastErrorNotTheReturn
 {
     os::ScopedApiOverride seam;
     seam->GetAdaptersInfo = &FailingWithAnotherLastError;
-    EXPECT_EQ(NLMEventHandler::InitialiseAdapter(), ERROR_NO_DATA);
+    EXPECT_EQ(EthernetCheck::InitialiseAdapter(), ERROR_NO_DATA);
     EXPECT_THAT(Lines("NLMEventHandler::InitialiseAdapter"),
                 ElementsAre(L"TraceIn|NLMEventHandler::InitialiseAdapter|",
                             L"Error|NLMEventHandler::InitialiseAdapter|GetAdaptersInfo() failed.Error = 0x00000005",
@@ -140,7 +140,7 @@ TEST_F(EthernetDetectionTest, TheFailureLineShowsTheThreadsLastErrorNotTheReturn
 
 TEST_F(EthernetDetectionTest, NoAdaptersAtAllFailTheTestAndLeaveTheStatusUntouched)
 {
-    EXPECT_EQ(NLMEventHandler::CheckEthernetConnectionStatusEx(&m_status, &m_ipNotAssigned), 0);
+    EXPECT_EQ(EthernetCheck::CheckEthernetConnectionStatusEx(&m_status, &m_ipNotAssigned), 0);
     EXPECT_EQ(m_status, -7);
     EXPECT_EQ(m_ipNotAssigned, 0);
     EXPECT_THAT(Lines("NLMEventHandler::InitialiseAdapter"),
@@ -161,7 +161,7 @@ TEST_F(EthernetDetectionTest, AnExceptionInsideIsLoggedAndGivesOne)
 {
     os::ScopedApiOverride seam;
     seam->GetAdaptersInfo = &ThrowingAdaptersInfo;
-    EXPECT_EQ(NLMEventHandler::InitialiseAdapter(), 1);
+    EXPECT_EQ(EthernetCheck::InitialiseAdapter(), 1);
     EXPECT_THAT(Lines("NLMEventHandler::InitialiseAdapter"),
                 ElementsAre(L"TraceIn|NLMEventHandler::InitialiseAdapter|",
                             L"Information|NLMEventHandler::InitialiseAdapter|Exception in GetAdaptersInfo()",
@@ -173,7 +173,7 @@ TEST_F(EthernetDetectionTest, AnExceptionInsideIsLoggedAndGivesOne)
 TEST_F(EthernetDetectionTest, AnEthernetAdapterWithAnAddressIsEthernet)
 {
     m_ipHelper.SetAdapters({Ethernet("Intel(R) Ethernet", "192.168.1.2")});
-    EXPECT_EQ(NLMEventHandler::CheckEthernetConnectionStatusEx(&m_status, &m_ipNotAssigned), 1);
+    EXPECT_EQ(EthernetCheck::CheckEthernetConnectionStatusEx(&m_status, &m_ipNotAssigned), 1);
     EXPECT_EQ(m_status, 1);
     EXPECT_EQ(m_ipNotAssigned, 0);
     EXPECT_THAT(m_log.Lines(),
@@ -192,7 +192,7 @@ TEST_F(EthernetDetectionTest, AnEthernetAdapterWithAnAddressIsEthernet)
 TEST_F(EthernetDetectionTest, AnEthernetAdapterWithoutAnAddressIsReportedAsNotAssigned)
 {
     m_ipHelper.SetAdapters({Ethernet("Intel(R) Ethernet", "0.0.0.0")});
-    EXPECT_EQ(NLMEventHandler::CheckEthernetConnectionStatusEx(&m_status, &m_ipNotAssigned), 1);
+    EXPECT_EQ(EthernetCheck::CheckEthernetConnectionStatusEx(&m_status, &m_ipNotAssigned), 1);
     EXPECT_EQ(m_status, 0);
     EXPECT_EQ(m_ipNotAssigned, 1);
     EXPECT_THAT(Lines("NLMEventHandler::CheckEthernetConnectionStatus"),
@@ -203,7 +203,7 @@ TEST_F(EthernetDetectionTest, AnEthernetAdapterWithoutAnAddressIsReportedAsNotAs
 TEST_F(EthernetDetectionTest, ANullNotAssignedPointerIsAllowed)
 {
     m_ipHelper.SetAdapters({Ethernet("Intel(R) Ethernet", "0.0.0.0")});
-    EXPECT_EQ(NLMEventHandler::CheckEthernetConnectionStatusEx(&m_status, nullptr), 1);
+    EXPECT_EQ(EthernetCheck::CheckEthernetConnectionStatusEx(&m_status, nullptr), 1);
     EXPECT_EQ(m_status, 0);
 }
 
@@ -211,7 +211,7 @@ TEST_F(EthernetDetectionTest, TheNotAssignedMarkIsNeverCleared)
 {
     m_ipNotAssigned = 1;
     m_ipHelper.SetAdapters({Ethernet("Intel(R) Ethernet", "192.168.1.2")});
-    NLMEventHandler::CheckEthernetConnectionStatusEx(&m_status, &m_ipNotAssigned);
+    EthernetCheck::CheckEthernetConnectionStatusEx(&m_status, &m_ipNotAssigned);
     EXPECT_EQ(m_ipNotAssigned, 1);
 }
 
@@ -219,7 +219,7 @@ TEST_F(EthernetDetectionTest, ATapAdapterFirstAndAnOrdinaryCardSecondEndsTheWalk
 {
     m_ipHelper.SetAdapters({Ethernet("TAP-Windows Adapter V9", "10.8.0.2"), Ethernet("Intel(R) Ethernet", "192.168.1.2"),
                             Adapter(IF_TYPE_IEEE80211, fakes::kWirelessGuid, "Wi-Fi", "192.168.1.3")});
-    EXPECT_EQ(NLMEventHandler::CheckEthernetConnectionStatusEx(&m_status, &m_ipNotAssigned), 1);
+    EXPECT_EQ(EthernetCheck::CheckEthernetConnectionStatusEx(&m_status, &m_ipNotAssigned), 1);
     EXPECT_EQ(m_status, 1);
     EXPECT_THAT(Lines("NLMEventHandler::CheckEthernetConnectionStatus"),
                 ElementsAre(L"TraceIn|NLMEventHandler::CheckEthernetConnectionStatus|",
@@ -237,7 +237,7 @@ TEST_F(EthernetDetectionTest, ATapAdapterFirstAndAnOrdinaryCardSecondEndsTheWalk
 TEST_F(EthernetDetectionTest, OnlyVpnAdaptersWithAddressesAreNotEthernet)
 {
     m_ipHelper.SetAdapters({Ethernet("Contoso VPN Client", "10.1.0.2"), Ethernet("Hyper-V Virtual Ethernet", "10.2.0.2")});
-    EXPECT_EQ(NLMEventHandler::CheckEthernetConnectionStatusEx(&m_status, &m_ipNotAssigned), 1);
+    EXPECT_EQ(EthernetCheck::CheckEthernetConnectionStatusEx(&m_status, &m_ipNotAssigned), 1);
     EXPECT_EQ(m_status, 0);
     EXPECT_EQ(m_ipNotAssigned, 0);
 }
@@ -245,14 +245,14 @@ TEST_F(EthernetDetectionTest, OnlyVpnAdaptersWithAddressesAreNotEthernet)
 TEST_F(EthernetDetectionTest, TheVpnWordsAreCaseSensitive)
 {
     m_ipHelper.SetAdapters({Ethernet("corporate vpn tap-win virtual", "10.1.0.2")});
-    NLMEventHandler::CheckEthernetConnectionStatusEx(&m_status, &m_ipNotAssigned);
+    EthernetCheck::CheckEthernetConnectionStatusEx(&m_status, &m_ipNotAssigned);
     EXPECT_EQ(m_status, 1);
 }
 
 TEST_F(EthernetDetectionTest, AnAddressThatOnlyBeginsWithTheUnassignedTextIsAssigned)
 {
     m_ipHelper.SetAdapters({Ethernet("Intel(R) Ethernet", "0.0.0.01")});
-    NLMEventHandler::CheckEthernetConnectionStatusEx(&m_status, &m_ipNotAssigned);
+    EthernetCheck::CheckEthernetConnectionStatusEx(&m_status, &m_ipNotAssigned);
     EXPECT_EQ(m_status, 1);
     EXPECT_EQ(m_ipNotAssigned, 0);
 }
@@ -260,14 +260,14 @@ TEST_F(EthernetDetectionTest, AnAddressThatOnlyBeginsWithTheUnassignedTextIsAssi
 TEST_F(EthernetDetectionTest, AnAddressEndingInZeroZeroIsAssigned)
 {
     m_ipHelper.SetAdapters({Ethernet("Intel(R) Ethernet", "10.20.0.0")});
-    NLMEventHandler::CheckEthernetConnectionStatusEx(&m_status, &m_ipNotAssigned);
+    EthernetCheck::CheckEthernetConnectionStatusEx(&m_status, &m_ipNotAssigned);
     EXPECT_EQ(m_status, 1);
 }
 
 TEST_F(EthernetDetectionTest, TheVpnWordsOfAnAdapterWithoutAddressAreNotLookedAt)
 {
     m_ipHelper.SetAdapters({Ethernet("Contoso VPN Client", "0.0.0.0")});
-    NLMEventHandler::CheckEthernetConnectionStatusEx(&m_status, &m_ipNotAssigned);
+    EthernetCheck::CheckEthernetConnectionStatusEx(&m_status, &m_ipNotAssigned);
     EXPECT_EQ(m_ipNotAssigned, 1);
     EXPECT_THAT(Lines("NLMEventHandler::CheckEthernetConnectionStatus"),
                 ElementsAre(L"TraceIn|NLMEventHandler::CheckEthernetConnectionStatus|",
@@ -281,7 +281,7 @@ TEST_F(EthernetDetectionTest, EveryOtherTypeIsNamedAndPassedOver)
                             Adapter(243, "{4}", "gsm", "1.1.1.4"), Adapter(244, "{5}", "cdma", "1.1.1.5"),
                             Adapter(MIB_IF_TYPE_PPP, "{6}", "ppp", "1.1.1.6"),
                             Adapter(MIB_IF_TYPE_LOOPBACK, "{7}", "loopback", "127.0.0.1")});
-    EXPECT_EQ(NLMEventHandler::CheckEthernetConnectionStatusEx(&m_status, &m_ipNotAssigned), 1);
+    EXPECT_EQ(EthernetCheck::CheckEthernetConnectionStatusEx(&m_status, &m_ipNotAssigned), 1);
     EXPECT_EQ(m_status, 0);
     EXPECT_THAT(Lines("NLMEventHandler::CheckEthernetConnectionStatus"),
                 ElementsAre(L"TraceIn|NLMEventHandler::CheckEthernetConnectionStatus|",
@@ -305,7 +305,7 @@ TEST_F(EthernetDetectionTest, AFailedListBuildLeavesBothOutValuesUntouched)
     m_ipHelper.SetAdapters({Ethernet("Intel(R) Ethernet", "192.168.1.2")});
     m_heap.FailAllocation(1);
     m_ipNotAssigned = 5;
-    EXPECT_EQ(NLMEventHandler::CheckEthernetConnectionStatus(&m_status, &m_ipNotAssigned), 0);
+    EXPECT_EQ(EthernetCheck::CheckEthernetConnectionStatus(&m_status, &m_ipNotAssigned), 0);
     EXPECT_EQ(m_status, -7);
     EXPECT_EQ(m_ipNotAssigned, 5);
 }
@@ -324,7 +324,7 @@ TEST_F(EthernetDetectionTest, AnExceptionInTheListBuildFailsTheTestWithoutTouchi
 {
     os::ScopedApiOverride seam;
     seam->GetAdaptersInfo = &ThrowingOnTheSecondCall;
-    EXPECT_EQ(NLMEventHandler::CheckEthernetConnectionStatus(&m_status, &m_ipNotAssigned), 0);
+    EXPECT_EQ(EthernetCheck::CheckEthernetConnectionStatus(&m_status, &m_ipNotAssigned), 0);
     EXPECT_EQ(m_status, -7);
     EXPECT_THAT(Lines("NLMEventHandler::CheckEthernetConnectionStatus"),
                 ElementsAre(L"TraceIn|NLMEventHandler::CheckEthernetConnectionStatus|",
@@ -341,7 +341,7 @@ TEST_F(EthernetDetectionTest, ALockThatFailsIsLoggedWithItsCodeAndGivesZero)
 {
     m_ipHelper.SetAdapters({Ethernet("Intel(R) Ethernet", "192.168.1.2")});
     FailingMutex mutex;
-    EXPECT_EQ(NLMEventHandler::CheckEthernetConnectionStatusUnder(mutex, &m_status, &m_ipNotAssigned), 0);
+    EXPECT_EQ(EthernetCheck::CheckEthernetConnectionStatusUnder(mutex, &m_status, &m_ipNotAssigned), 0);
     EXPECT_EQ(m_status, -7);
     EXPECT_EQ(m_ipHelper.InfoCalls(), 0);
     const int code = static_cast<int>(std::errc::resource_deadlock_would_occur);
@@ -356,19 +356,19 @@ TEST_F(EthernetDetectionTest, ALockThatFailsIsLoggedWithItsCodeAndGivesZero)
 TEST_F(EthernetDetectionTest, TheExFormHoldsTheProcessWideMutexDuringTheTest)
 {
     m_ipHelper.SetAdapters({Ethernet("Intel(R) Ethernet", "192.168.1.2")});
-    std::unique_lock<std::mutex> held(ethernetCheckMutex, std::defer_lock);
+    std::unique_lock<std::mutex> held(EthernetCheck::EthernetCheckMutexForTesting(), std::defer_lock);
     os::ScopedApiOverride seam;
     static bool lockedDuringCall = false;
     lockedDuringCall = false;
     static decltype(os::api().GetAdaptersInfo) real = nullptr;
     real = os::api().GetAdaptersInfo;
     seam->GetAdaptersInfo = [](PIP_ADAPTER_INFO buffer, PULONG length) -> ULONG {
-        lockedDuringCall = !ethernetCheckMutex.try_lock();
+        lockedDuringCall = !EthernetCheck::EthernetCheckMutexForTesting().try_lock();
         if (!lockedDuringCall)
-            ethernetCheckMutex.unlock();
+            EthernetCheck::EthernetCheckMutexForTesting().unlock();
         return real(buffer, length);
     };
-    NLMEventHandler::CheckEthernetConnectionStatusEx(&m_status, &m_ipNotAssigned);
+    EthernetCheck::CheckEthernetConnectionStatusEx(&m_status, &m_ipNotAssigned);
     EXPECT_TRUE(lockedDuringCall);
     EXPECT_TRUE(held.try_lock());  // and released afterwards
 }

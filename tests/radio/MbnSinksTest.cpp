@@ -177,7 +177,7 @@ TEST_F(MbnSinksTest, ACompletionOfTheServicesOwnSwitchIsNotProcessed)
 
 // Kept for the life of the process and never released by a static
 // destructor, which would run after COM has been uninitialised.
-static_assert(std::is_trivially_destructible_v<decltype(MbnRadioCompleted)>);
+static_assert(std::is_pointer_v<decltype(MbnRadioCompletedForTesting())>);
 
 TEST_F(MbnSinksTest, TheLastCompletedRadioIsKeptWithAReferenceOfItsOwnAndTheOneBeforeReleased)
 {
@@ -185,15 +185,15 @@ TEST_F(MbnSinksTest, TheLastCompletedRadioIsKeptWithAReferenceOfItsOwnAndTheOneB
     // The modem has given back its own references once the completion is
     // handled: the radio lives on the sink's reference alone.
     ASSERT_EQ(m_model.LiveObjects(), 2);  // the manager and the kept radio
-    ASSERT_NE(MbnRadioCompleted, nullptr);
-    EXPECT_EQ(fakes::ReferencesOf(MbnRadioCompleted), 1u);
-    IMbnRadio* first = MbnRadioCompleted;
+    ASSERT_NE(MbnRadioCompletedForTesting(), nullptr);
+    EXPECT_EQ(fakes::ReferencesOf(MbnRadioCompletedForTesting()), 1u);
+    IMbnRadio* first = MbnRadioCompletedForTesting();
     UserSwitches(MBN_RADIO_OFF, 2);
-    EXPECT_NE(MbnRadioCompleted, first);
+    EXPECT_NE(MbnRadioCompletedForTesting(), first);
     EXPECT_EQ(m_model.LiveObjects(), 2);  // the first one went
-    EXPECT_EQ(fakes::ReferencesOf(MbnRadioCompleted), 1u);
+    EXPECT_EQ(fakes::ReferencesOf(MbnRadioCompletedForTesting()), 1u);
     ReleaseMbnRadioCompletedForTesting();
-    EXPECT_EQ(MbnRadioCompleted, nullptr);
+    EXPECT_EQ(MbnRadioCompletedForTesting(), nullptr);
     EXPECT_EQ(m_model.LiveObjects(), 1);  // the manager
 }
 
@@ -233,7 +233,7 @@ TEST_F(MbnSinksTest, ACompletionWhileTheSwitchMutexIsHeldWaitsForItWithoutDeadlo
     m_ipHelper.SetAdapters({fakes::WiredAdapter()});
     std::future<void> completion;
     {
-        std::lock_guard<std::mutex> held(ServiceUtils::WwanSwitchMutex);
+        std::lock_guard<std::mutex> held(ServiceUtils::WwanSwitchMutexForTesting());
         completion = std::async(std::launch::async, [this] { UserSwitches(MBN_RADIO_ON); });
         // The sink takes its own lock, then waits for the switch mutex.
         EXPECT_EQ(completion.wait_for(std::chrono::milliseconds(300)), std::future_status::timeout);

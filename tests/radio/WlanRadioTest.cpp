@@ -518,8 +518,8 @@ TEST_F(WlanRadioTest, ASwitchThatThrowsLogsItsTextClosesEverythingAndReleasesThe
     EXPECT_FALSE(ServiceUtils::SwitchWlanStatus(false, false));
     EXPECT_EQ(m_log.Lines().back(), Switch(L"Error", L"Exception in SwitchWlanStatus()"));
     ExpectNoLeaks();
-    ASSERT_TRUE(WlanSwitchMutex.try_lock());
-    WlanSwitchMutex.unlock();
+    ASSERT_TRUE(ServiceUtils::WlanSwitchMutexForTesting().try_lock());
+    ServiceUtils::WlanSwitchMutexForTesting().unlock();
 }
 
 // --- CheckWlanStatus -------------------------------------------------------

@@ -152,7 +152,7 @@ class WorkerTest : public testing::Test {
 protected:
     WorkerTest()
     {
-        fakes::ResetSwitchingState();
+        ResetSwitchingStateForTesting();
         g_creates.clear();
         g_createResult = REGDB_E_CLASSNOTREG;
         g_networkList = nullptr;
@@ -166,7 +166,7 @@ protected:
         g_networkList = nullptr;
         g_mobileBroadband = nullptr;
         g_journal = nullptr;
-        fakes::ResetSwitchingState();
+        ResetSwitchingStateForTesting();
     }
 
     Lines WorkerLines() const { return m_log.LinesOf(kWorker); }
