@@ -19,6 +19,24 @@
 
 using namespace QX::Shared;
 
+namespace {
+
+// One of the worker's COM managers; false after a failure, which it logs.
+template <typename Interface>
+bool CreateManager(const FunctionLog& log, REFCLSID clsid, REFIID iid, os::ComPtr<Interface>& manager,
+                   const wchar_t* failedFormat)
+{
+    const HRESULT hr =
+        os::api().CoCreateInstance(clsid, nullptr, CLSCTX_ALL, iid, reinterpret_cast<void**>(manager.Put()));
+    if (FAILED(hr)) {
+        log.Log(LevelError, failedFormat, hr);
+        return false;
+    }
+    return true;
+}
+
+} // namespace
+
 void CMainService::ServiceWorkerThread()
 {
     OperationLog op("CMainService::ServiceWorkerThread", L"ServiceWorkerThread - Entry");
@@ -60,13 +78,9 @@ CMainService::StartUpEnd CMainService::RunStartUpSteps(const OperationLog& op)
         const std::lock_guard<std::mutex> lock(m_stopLock);
         if (stopping())
             return StartUpEnd::Stopping;
-        const HRESULT hr = os::api().CoCreateInstance(CLSID_NetworkListManager, nullptr, CLSCTX_ALL,
-                                                      IID_INetworkListManager,
-                                                      reinterpret_cast<void**>(m_pNetworkListManager.Put()));
-        if (FAILED(hr)) {
-            op.Log(LevelError, L"CoCreateInstance(CLSID_NetworkListManager) failed with error: 0x%08X", hr);
+        if (!CreateManager(op, CLSID_NetworkListManager, IID_INetworkListManager, m_pNetworkListManager,
+                           L"CoCreateInstance(CLSID_NetworkListManager) failed with error: 0x%08X"))
             return StartUpEnd::EndedEarly;
-        }
     }
 
     if (stopping())
@@ -126,13 +140,9 @@ CMainService::StartUpEnd CMainService::RunStartUpSteps(const OperationLog& op)
         const std::lock_guard<std::mutex> lock(m_stopLock);
         if (stopping())
             return StartUpEnd::Stopping;
-        const HRESULT hr = os::api().CoCreateInstance(CLSID_MbnInterfaceManager, nullptr, CLSCTX_ALL,
-                                                      IID_IMbnInterfaceManager,
-                                                      reinterpret_cast<void**>(m_pMbnInterfaceManager.Put()));
-        if (FAILED(hr)) {
-            op.Log(LevelError, L"CoCreateInstance(CLSID_MbnInterfaceManager) failed with error: 0x%08X", hr);
+        if (!CreateManager(op, CLSID_MbnInterfaceManager, IID_IMbnInterfaceManager, m_pMbnInterfaceManager,
+                           L"CoCreateInstance(CLSID_MbnInterfaceManager) failed with error: 0x%08X"))
             return StartUpEnd::EndedEarly;
-        }
     }
     op.Log(LevelInformation, L"Wait for (WWAN AutoConfig) to start");
     if (stopping())

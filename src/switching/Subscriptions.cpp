@@ -24,6 +24,18 @@ CMbnSinks* CMainService::NewRadioEventSink() { return new (std::nothrow) CMbnSin
 
 namespace {
 
+// The manager's connection point container; false after a failure, which it
+// logs.
+bool QueryContainer(const FunctionLog& log, IUnknown* manager, os::ComPtr<IConnectionPointContainer>& container)
+{
+    const HRESULT hr = manager->QueryInterface(IID_IConnectionPointContainer, reinterpret_cast<void**>(container.Put()));
+    if (FAILED(hr)) {
+        log.Log(LevelError, L"IID_IConnectionPointContainer QueryInterface failed with error: 0x%08X", hr);
+        return false;
+    }
+    return true;
+}
+
 // Finds the connection point of the events `iid` on the container; false
 // after a failure, which it logs with `failedFormat`.
 bool FindPoint(const FunctionLog& log, IConnectionPointContainer* container, REFIID iid,
@@ -66,19 +78,16 @@ void CMainService::ListenForWlanEvents()
     // Each step runs only when the ones before it succeeded; the first
     // failure is logged and the container released.
     [&] {
-        const HRESULT hr = m_pNetworkListManager->QueryInterface(IID_IConnectionPointContainer,
-                                                                reinterpret_cast<void**>(container.Put()));
-        if (FAILED(hr)) {
-            op.Log(LevelError, L"IID_IConnectionPointContainer QueryInterface failed with error: 0x%08X", hr);
+        if (!QueryContainer(op, m_pNetworkListManager.Get(), container))
             return;
-        }
         if (!FindPoint(op, container.Get(), IID_INetworkListManagerEvents, m_pNlmEventsConnectionPoint,
                        L"FindConnectionPoint Failed with error: 0x%08X"))
             return;
         // The count starts at 0 and the member takes no reference.
         m_pNetworkEventSink = NewNetworkEventSink();
         if (m_pNetworkEventSink == nullptr) {
-            op.Log(LevelError, L"NLMEventHandler creation failed with error: 0x%08X", hr);
+            // The code of the last call, a success, as the line has always shown.
+            op.Log(LevelError, L"NLMEventHandler creation failed with error: 0x%08X", S_OK);
             return;
         }
         if (!AdviseNetworkSink(op, m_pNetworkEventSink, IID_INetworkListManagerEvents,
@@ -107,12 +116,8 @@ void CMainService::ListenForWwanEvents()
     OperationLog op("CMainService::ListenForWwanEvents");
     os::ComPtr<IConnectionPointContainer> container;
     [&] {
-        HRESULT hr = m_pMbnInterfaceManager->QueryInterface(IID_IConnectionPointContainer,
-                                                           reinterpret_cast<void**>(container.Put()));
-        if (FAILED(hr)) {
-            op.Log(LevelError, L"IID_IConnectionPointContainer QueryInterface failed with error: 0x%08X", hr);
+        if (!QueryContainer(op, m_pMbnInterfaceManager.Get(), container))
             return;
-        }
         if (!FindPoint(op, container.Get(), IID_IMbnRadioEvents, m_pRadioEventsConnectionPoint,
                        L"FindConnectionPoint failed with error: 0x%08X"))
             return;
@@ -130,7 +135,7 @@ void CMainService::ListenForWwanEvents()
         // Its IUnknown, not its event interface: the advise asks for that
         // itself. Kept for ever: it holds one reference on the sink.
         IUnknown* sinkUnknown = nullptr;
-        hr = m_pRadioEventSink->QueryInterface(IID_IUnknown, reinterpret_cast<void**>(&sinkUnknown));
+        HRESULT hr = m_pRadioEventSink->QueryInterface(IID_IUnknown, reinterpret_cast<void**>(&sinkUnknown));
         if (FAILED(hr)) {
             op.Log(LevelError, L"IID_IMbnRadioEvents QueryInterface failed with error: 0x%08X", hr);
             return;

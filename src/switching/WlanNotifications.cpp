@@ -64,6 +64,78 @@ bool ReadRadioAndWire(const OperationLog& op, bool& wifiOn, int& ethernet)
     return true;
 }
 
+// A network showed up: record an "on" radio while no wire is up; with the
+// wire, switch Wi-Fi off again where the firmware allows it, else record.
+void DecideOnNetworkAvailable(const OperationLog& op, bool wifiOn, int ethernet)
+{
+    if (ethernet == 0) {
+        op.Log(LevelInformation, L"wlan_notification_acm_network_available ServiceUtils::my_service_turnonoff_wifi : %d",
+               my_service_turnonoff_wifi.Get());
+        // Only an "on" state is stored here: a network showing up says
+        // nothing about a user who turned Wi-Fi off.
+        if (wifiOn) {
+            op.Log(LevelInformation,
+                   L"wlan_notification_acm_network_available Registry set to True. Setting WlanPowerStatus %d in "
+                   L"registry.",
+                   wifiOn);
+            ServiceUtils::SetWlanPowerStatusInRegistry(wifiOn);
+        }
+    } else {
+        op.Log(LevelInformation, L"Ethernet is connected");
+        op.Log(LevelInformation, L"LAN-WLAN Auto Switching Status = %d", LanWlanSwitchingEnabled.Get());
+        // Compared with 1, unlike the radio-state handler's non-zero test
+        // (the same for a flag that only ever holds 0 or 1).
+        if (static_cast<int>(LanWlanSwitchingEnabled) == 1) {
+            if (!ServiceUtils::SwitchWlanStatus(false, true))
+                op.Log(LevelError, L"SwitchWlanStatus(false) failed");
+        } else {
+            op.Log(LevelInformation,
+                   L"wlan_notification_acm_network_available[LanWlanSwitchingEnabled disabled].Setting "
+                   L"WlanPowerStatus %d in registry.",
+                   wifiOn);
+            ServiceUtils::SetWlanPowerStatusInRegistry(wifiOn);
+        }
+    }
+}
+
+// The user (or the service) switched the radio: record the user's state
+// while no wire is up; with the wire, switch it off again where the firmware
+// allows it.
+void DecideOnRadioStateChange(const OperationLog& op, bool wifiOn, int ethernet)
+{
+    op.Log(LevelInformation, L"LAN-WLAN_Switching Status = %d", LanWlanSwitchingEnabled.Get());
+    const bool airplaneMode = ServiceUtils::CheckAirplaneMode();
+    if (!airplaneMode && ethernet == 0) {
+        op.Log(LevelInformation,
+               L"Airplane mode if OFF. Ethernet not connected. Setting WLAN registry status with WiFi Status = %d",
+               wifiOn);
+        ServiceUtils::SetWlanPowerStatusInRegistry(wifiOn);
+    }
+    if (ethernet != 0) {
+        if (LanWlanSwitchingEnabled) {
+            // Off only while on, and without the airplane check: the
+            // service's own switch notifies too, and must not loop.
+            if (wifiOn && !ServiceUtils::SwitchWlanStatus(false, false))
+                op.Log(LevelError, L"SwitchWlanStatus(false) failed");
+        } else if (!airplaneMode) {
+            op.Log(LevelInformation, L"Ethernet connected and LanWlanSwitching Disabled. Update registry");
+            ServiceUtils::SetWlanPowerStatusInRegistry(wifiOn);
+        }
+    }
+}
+
+// A handler: its scope, the readings both share, then its own decision.
+void HandleNotification(const char* function, void (*decide)(const OperationLog&, bool, int))
+{
+    OperationLog op(function);
+    bool wifiOn = false;
+    int ethernet = 0;
+    if (!ReadRadioAndWire(op, wifiOn, ethernet))
+        return;
+    decide(op, wifiOn, ethernet);
+    op.Exit();
+}
+
 } // namespace
 
 DWORD CMainService::RegisterWlanNotification(bool& registration)
@@ -127,67 +199,10 @@ void WINAPI CMainService::WlanNotificationCallback(PWLAN_NOTIFICATION_DATA data,
 
 void CMainService::HandleWlanNotificationAcmNetworkAvailable()
 {
-    OperationLog op("CMainService::HandleWlanNotificationAcmNetworkAvailable");
-    bool wifiOn = false;
-    int ethernet = 0;
-    if (!ReadRadioAndWire(op, wifiOn, ethernet))
-        return;
-    if (ethernet == 0) {
-        op.Log(LevelInformation, L"wlan_notification_acm_network_available ServiceUtils::my_service_turnonoff_wifi : %d",
-               my_service_turnonoff_wifi.Get());
-        // Only an "on" state is stored here: a network showing up says
-        // nothing about a user who turned Wi-Fi off.
-        if (wifiOn) {
-            op.Log(LevelInformation,
-                   L"wlan_notification_acm_network_available Registry set to True. Setting WlanPowerStatus %d in "
-                   L"registry.",
-                   wifiOn);
-            ServiceUtils::SetWlanPowerStatusInRegistry(wifiOn);
-        }
-    } else {
-        op.Log(LevelInformation, L"Ethernet is connected");
-        op.Log(LevelInformation, L"LAN-WLAN Auto Switching Status = %d", LanWlanSwitchingEnabled.Get());
-        // Compared with 1, unlike the radio-state handler's non-zero test
-        // (the same for a flag that only ever holds 0 or 1).
-        if (static_cast<int>(LanWlanSwitchingEnabled) == 1) {
-            if (!ServiceUtils::SwitchWlanStatus(false, true))
-                op.Log(LevelError, L"SwitchWlanStatus(false) failed");
-        } else {
-            op.Log(LevelInformation,
-                   L"wlan_notification_acm_network_available[LanWlanSwitchingEnabled disabled].Setting "
-                   L"WlanPowerStatus %d in registry.",
-                   wifiOn);
-            ServiceUtils::SetWlanPowerStatusInRegistry(wifiOn);
-        }
-    }
-    op.Exit();
+    HandleNotification("CMainService::HandleWlanNotificationAcmNetworkAvailable", DecideOnNetworkAvailable);
 }
 
 void CMainService::HandleWlanNotificationMsmRadioStateChange()
 {
-    OperationLog op("CMainService::HandleWlanNotificationMsmRadioStateChange");
-    bool wifiOn = false;
-    int ethernet = 0;
-    if (!ReadRadioAndWire(op, wifiOn, ethernet))
-        return;
-    op.Log(LevelInformation, L"LAN-WLAN_Switching Status = %d", LanWlanSwitchingEnabled.Get());
-    const bool airplaneMode = ServiceUtils::CheckAirplaneMode();
-    if (!airplaneMode && ethernet == 0) {
-        op.Log(LevelInformation,
-               L"Airplane mode if OFF. Ethernet not connected. Setting WLAN registry status with WiFi Status = %d",
-               wifiOn);
-        ServiceUtils::SetWlanPowerStatusInRegistry(wifiOn);
-    }
-    if (ethernet != 0) {
-        if (LanWlanSwitchingEnabled) {
-            // Off only while on, and without the airplane check: the
-            // service's own switch notifies too, and must not loop.
-            if (wifiOn && !ServiceUtils::SwitchWlanStatus(false, false))
-                op.Log(LevelError, L"SwitchWlanStatus(false) failed");
-        } else if (!airplaneMode) {
-            op.Log(LevelInformation, L"Ethernet connected and LanWlanSwitching Disabled. Update registry");
-            ServiceUtils::SetWlanPowerStatusInRegistry(wifiOn);
-        }
-    }
-    op.Exit();
+    HandleNotification("CMainService::HandleWlanNotificationMsmRadioStateChange", DecideOnRadioStateChange);
 }
