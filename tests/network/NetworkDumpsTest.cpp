@@ -4,6 +4,7 @@
 #include "network/NLMUtils.h"
 
 #include "fakes/Adapters.h"
+#include "fakes/ExpectedLines.h"
 #include "fakes/FakeComTexts.h"
 #include "fakes/FakeIpHelper.h"
 #include "fakes/FakeMbnInterface.h"
@@ -39,7 +40,7 @@ std::vector<std::wstring> ConnectivityLines(DWORD bits)
 
 std::wstring Connectivity(const wchar_t* text)
 {
-    return std::wstring(L"Information|NLMUtils::PrintConnectivityState|") + text;
+    return fakes::Line(L"Information", "NLMUtils::PrintConnectivityState", text);
 }
 
 TEST(PrintConnectivityState, NoTrafficAndInternetOnIpv4PrintBoth)
@@ -118,7 +119,7 @@ ConnectionDescription Connection(DWORD connection, DWORD adapter, std::wstring n
 
 std::wstring Listing(const std::wstring& message)
 {
-    return L"Information|NLMUtils::PrintNetworkConnections|" + message;
+    return fakes::Line(L"Information", "NLMUtils::PrintNetworkConnections", message);
 }
 
 class PrintNetworkConnectionsTest : public testing::Test {

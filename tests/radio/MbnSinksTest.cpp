@@ -3,6 +3,7 @@
 // the lock order with the radio switching.
 #include "radio/MbnSinks.h"
 
+#include "fakes/ExpectedLines.h"
 #include "radio/WwanRadio.h"
 
 #include "fakes/FakeComObjects.h"
@@ -34,10 +35,7 @@ using testing::ElementsAre;
 
 constexpr char kFunction[] = "CMbnSinks::OnSetSoftwareRadioStateComplete";
 
-std::wstring Line(const wchar_t* level, const std::wstring& message)
-{
-    return std::wstring(level) + L"|CMbnSinks::OnSetSoftwareRadioStateComplete|" + message;
-}
+const fakes::FunctionLines Line{kFunction};
 
 class MbnSinksTest : public testing::Test {
 protected:
