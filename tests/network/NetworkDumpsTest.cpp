@@ -216,14 +216,10 @@ TEST_F(PrintNetworkConnectionsTest, WithoutASetNothingIsAddedAndNothingSaysSo)
 void ExpectNumbered(PrintNetworkConnectionsTest& test, fakes::NetworkListModel& model, const std::vector<std::wstring>& lines,
                     size_t count)
 {
-    std::vector<std::wstring> numbers;
-    for (const std::wstring& line : lines)
-        if (line.find(L"|Connection : ") != std::wstring::npos)
-            numbers.push_back(line);
     std::vector<std::wstring> expected;
     for (size_t i = 1; i <= count; ++i)
         expected.push_back(Listing(L"Connection : " + std::to_wstring(i)));
-    EXPECT_EQ(numbers, expected);
+    EXPECT_EQ(fakes::Matching(lines, L"|Connection : "), expected);
     // Batches of 20 until one fetches none.
     EXPECT_EQ(model.NextRequests(), std::vector<ULONG>((count + 19) / 20 + 1, 20u));
     (void)test;

@@ -3,12 +3,12 @@
 // the lock order with the radio switching.
 #include "radio/MbnSinks.h"
 
-#include "fakes/ExpectedLines.h"
 #include "radio/WwanRadio.h"
 
 #include "fakes/FakeComObjects.h"
 #include "fakes/FakeComTexts.h"
 #include "fakes/Adapters.h"
+#include "fakes/ExpectedLines.h"
 #include "fakes/FakeIpHelper.h"
 #include "fakes/FreshSwitchingState.h"
 #include "fakes/MachineState.h"

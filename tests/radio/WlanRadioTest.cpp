@@ -573,9 +573,7 @@ TEST_F(WlanRadioTest, APhyCountBeyondTheArrayReadsOnlyTheEntriesThatExist)
     EXPECT_TRUE(ServiceUtils::CheckWlanStatus(on));
     EXPECT_FALSE(on);  // entries past the two modelled PHYs read as unknown
     const Lines lines = m_log.Lines();
-    EXPECT_EQ(std::count_if(lines.begin(), lines.end(),
-                            [](const std::wstring& line) { return line.find(L"|Phy: ") != std::wstring::npos; }),
-              64);
+    EXPECT_EQ(fakes::Matching(lines, L"|Phy: ").size(), 64u);
     ExpectNoLeaks();
 }
 
