@@ -3,6 +3,7 @@
 #include "app/CommandLine.h"
 
 #include "fakes/ConsoleCapture.h"
+#include "fakes/ExpectedLines.h"
 #include "fakes/FakeScm.h"
 #include "fakes/FakeServiceDispatcher.h"
 #include "fakes/RecordingListener.h"
@@ -220,11 +221,7 @@ TEST_F(CommandLineTest, AWorkItemThatDoesNotEndWithinASecondKeepsTheServiceObjec
 TEST_F(CommandLineTest, TheServicePathBuildsAndDestroysOneServiceObject)
 {
     EXPECT_EQ(Run({}), 0);
-    std::vector<std::wstring> lifecycle;
-    for (const std::wstring& tail : m_log.Lines())
-        if (tail.find(L"|CMainService::") != std::wstring::npos)
-            lifecycle.push_back(tail);
-    EXPECT_THAT(lifecycle,
+    EXPECT_THAT(fakes::Matching(m_log.Lines(), L"|CMainService::"),
                 ElementsAre(L"TraceIn|CMainService::CMainService|", L"TraceOut|CMainService::CMainService|",
                             L"TraceIn|CMainService::~CMainService|", L"TraceOut|CMainService::~CMainService|"));
 }

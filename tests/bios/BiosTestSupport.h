@@ -4,6 +4,7 @@
 #pragma once
 
 #include "bios/BiosSettings.h"
+#include "fakes/ExpectedLines.h"
 #include "fakes/FakeComRuntime.h"
 #include "fakes/FirmwareWmi.h"
 #include "fakes/Journal.h"
@@ -30,6 +31,9 @@ inline constexpr wchar_t kFirstQuery[]
 inline constexpr wchar_t kFallbackQuery[]
     = L"SELECT * FROM QX_BIOSSetting WHERE Name='LAN / WLAN Auto Switching' OR Name='LAN / WWAN Auto Switching' OR "
       L"Name='LAN/WLAN Switching'";
+// The read that both the read's tests and the settings' tests look into.
+inline constexpr char kRead[] = "NLMUtils::ReadNetworkSwitchingStatus";
+inline constexpr fakes::FunctionLines ReadLine{kRead};
 
 class BiosTest : public testing::Test {
 protected:

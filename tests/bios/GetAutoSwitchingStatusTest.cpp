@@ -2,6 +2,8 @@
 // setting map and the first-character rule that turns values into flags.
 #include "BiosTestSupport.h"
 
+#include "fakes/JoinedVectors.h"
+
 #include <memory>
 
 namespace {
@@ -10,30 +12,25 @@ using biostest::kFallbackClass;
 using biostest::kFallbackQuery;
 using biostest::kFirstClass;
 using biostest::kFirstQuery;
+using biostest::kRead;
 using biostest::kWlan;
 using biostest::kWlanOlder;
 using biostest::kWwan;
+using biostest::ReadLine;
+using fakes::operator+;
 using testing::ElementsAre;
 using testing::IsEmpty;
 
 constexpr char kGet[] = "NLMUtils::GetAutoSwitchingStatus";
-constexpr char kRead[] = "NLMUtils::ReadNetworkSwitchingStatus";
 
 // The lines of a read that found the class and walked it once without trouble.
 std::vector<std::wstring> CleanRead(const std::wstring& className, const std::wstring& query, int count)
 {
-    const std::wstring head = L"|NLMUtils::ReadNetworkSwitchingStatus|";
-    return {L"TraceIn" + head + L"Fetch Location = " + className,
-            L"Verbose" + head + L"WMI Query =  " + query,
-            L"Verbose" + head + L"ProcessEnum Return  [hr:0x00000000]",
-            L"Verbose" + head + L"Retry Count for Timeout =  0",
-            L"TraceOut" + head + L"Return WMI Read Count = " + std::to_wstring(count) + L",Return Value = 0x0"};
-}
-
-std::vector<std::wstring> Concat(std::vector<std::wstring> first, const std::vector<std::wstring>& second)
-{
-    first.insert(first.end(), second.begin(), second.end());
-    return first;
+    return {ReadLine(L"TraceIn", L"Fetch Location = " + className),
+            ReadLine(L"Verbose", L"WMI Query =  " + query),
+            ReadLine(L"Verbose", L"ProcessEnum Return  [hr:0x00000000]"),
+            ReadLine(L"Verbose", L"Retry Count for Timeout =  0"),
+            ReadLine(L"TraceOut", L"Return WMI Read Count = " + std::to_wstring(count) + L",Return Value = 0x0")};
 }
 
 class GetAutoSwitchingStatusTest : public biostest::BiosTest {};
@@ -55,8 +52,8 @@ TEST_F(GetAutoSwitchingStatusTest, AnEmptyFirstClassSendsTheReadToTheFallbackCla
         EXPECT_EQ(query.flags, 0x30);
         EXPECT_FALSE(query.context);
     }
-    EXPECT_THAT(Lines(kRead), testing::ContainerEq(Concat(CleanRead(kFirstClass, kFirstQuery, 0),
-                                                          CleanRead(kFallbackClass, kFallbackQuery, 2))));
+    EXPECT_THAT(Lines(kRead), testing::ContainerEq(CleanRead(kFirstClass, kFirstQuery, 0)
+                                                   + CleanRead(kFallbackClass, kFallbackQuery, 2)));
     EXPECT_THAT(Lines(kGet),
                 ElementsAre(L"TraceIn|NLMUtils::GetAutoSwitchingStatus|",
                             L"Verbose|NLMUtils::GetAutoSwitchingStatus|Displaying the WMI Read Data - Start",

@@ -9,23 +9,19 @@ namespace {
 
 using biostest::kFirstClass;
 using biostest::kFirstQuery;
+using biostest::kRead;
 using biostest::kWlan;
 using biostest::kWwan;
+using biostest::ReadLine;
 using fakes::FirmwareWmi;
 using fakes::NextStep;
 using testing::ElementsAre;
 using testing::IsEmpty;
 
-constexpr char kRead[] = "NLMUtils::ReadNetworkSwitchingStatus";
 constexpr char kInit[] = "NLMUtils::InitWMIRead";
 constexpr wchar_t kQueryLine[] = L"Verbose|NLMUtils::ReadNetworkSwitchingStatus|WMI Query =  SELECT * FROM "
                                  L"QXBIOS_BIOSEnumeration WHERE Name='LAN / WLAN Auto Switching' OR Name='LAN / "
                                  L"WWAN Auto Switching' OR Name='LAN/WLAN Switching'";
-
-std::wstring ReadLine(const std::wstring& level, const std::wstring& message)
-{
-    return level + L"|NLMUtils::ReadNetworkSwitchingStatus|" + message;
-}
 
 class ReadNetworkSwitchingStatusTest : public biostest::BiosTest {
 protected:

@@ -5,11 +5,13 @@
 // real Wine registry.
 #include "events/NLMEventHandler.h"
 
+#include "fakes/ExpectedLines.h"
 #include "fakes/FakeComTexts.h"
 #include "fakes/FakeIpHelper.h"
 #include "fakes/FakeProcessHeap.h"
 #include "fakes/FakeWlanClient.h"
 #include "fakes/FreshSwitchingState.h"
+#include "fakes/JoinedVectors.h"
 #include "fakes/MachineState.h"
 #include "fakes/MobileBroadbandModel.h"
 #include "fakes/NetworkListModel.h"
@@ -41,6 +43,7 @@ using Lines = std::vector<std::wstring>;
 using Pauses = std::vector<DWORD>;
 using fakes::Adapter;
 using fakes::Ethernet;
+using fakes::operator+;
 using testing::ElementsAre;
 using testing::IsEmpty;
 
@@ -58,19 +61,9 @@ constexpr char kSecondAdapterName[] = "{22222222-2222-3333-4444-555555555555}";
 const GUID kWirelessAdapterId = {0xAAAAAAAA, 0xBBBB, 0xCCCC, {0xDD, 0xDD, 0xEE, 0xEE, 0xEE, 0xEE, 0xEE, 0xEE}};
 
 constexpr char kCallback[] = "NLMEventHandler::NetworkConnectionConnectivityChanged";
-
-std::wstring Line(const wchar_t* level, const char* function, const std::wstring& message)
-{
-    return std::wstring(level) + L"|" + std::wstring(function, function + strlen(function)) + L"|" + message;
-}
-
-std::wstring Sink(const wchar_t* level, const std::wstring& message) { return Line(level, kCallback, message); }
-
-Lines operator+(Lines left, const Lines& right)
-{
-    left.insert(left.end(), right.begin(), right.end());
-    return left;
-}
+constexpr char kCheck[] = "NLMEventHandler::CheckEthernetConnectionStatus";
+const fakes::FunctionLines Sink{kCallback};
+const fakes::FunctionLines Check{kCheck};
 
 // The callback's lines up to the branch.
 Lines Head(int connectivity, const wchar_t* connectionText = kConnectionText)
@@ -493,21 +486,15 @@ TEST_F(DhcpSinkTest, AnAddressAfterThreeSecondsIsWaitedForInFourTriesThenTheRadi
     EXPECT_EQ(Pauses(pauses.begin(), pauses.begin() + 4), Seconds(4));
     // The sink's own four tests come first (the modem's switch runs one of
     // its own afterwards).
-    const Lines tests = m_log.LinesOf("NLMEventHandler::CheckEthernetConnectionStatus");
+    const Lines tests = m_log.LinesOf(kCheck);
     ASSERT_GE(tests.size(), 10u);
     EXPECT_EQ(Lines(tests.begin(), tests.begin() + 10),
-              (Lines{Line(L"TraceIn", "NLMEventHandler::CheckEthernetConnectionStatus", L""),
-                     Line(L"TraceOut", "NLMEventHandler::CheckEthernetConnectionStatus", L"Ethernet Status = 0"),
-                     Line(L"TraceIn", "NLMEventHandler::CheckEthernetConnectionStatus", L""),
-                     Line(L"TraceOut", "NLMEventHandler::CheckEthernetConnectionStatus", L"Ethernet Status = 0"),
-                     Line(L"TraceIn", "NLMEventHandler::CheckEthernetConnectionStatus", L""),
-                     Line(L"TraceOut", "NLMEventHandler::CheckEthernetConnectionStatus", L"Ethernet Status = 0"),
-                     Line(L"TraceIn", "NLMEventHandler::CheckEthernetConnectionStatus", L""),
-                     Line(L"Information", "NLMEventHandler::CheckEthernetConnectionStatus",
-                          L"An Ethernet network interface."),
-                     Line(L"Information", "NLMEventHandler::CheckEthernetConnectionStatus",
-                          L"Ethernet is not VPN and IP is valid"),
-                     Line(L"TraceOut", "NLMEventHandler::CheckEthernetConnectionStatus", L"Ethernet Status = 1")}));
+              (Lines{Check(L"TraceIn", L""), Check(L"TraceOut", L"Ethernet Status = 0"),
+                     Check(L"TraceIn", L""), Check(L"TraceOut", L"Ethernet Status = 0"),
+                     Check(L"TraceIn", L""), Check(L"TraceOut", L"Ethernet Status = 0"),
+                     Check(L"TraceIn", L""), Check(L"Information", L"An Ethernet network interface."),
+                     Check(L"Information", L"Ethernet is not VPN and IP is valid"),
+                     Check(L"TraceOut", L"Ethernet Status = 1")}));
 }
 
 TEST_F(DhcpSinkTest, NoAddressWithinEightTriesSwitchesNothingAndKeepsTheConnection)

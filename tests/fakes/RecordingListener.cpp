@@ -1,5 +1,6 @@
 #include "fakes/RecordingListener.h"
 
+#include "fakes/ExpectedLines.h"
 #include "logging/LogLevels.h"
 
 namespace fakes {
@@ -24,8 +25,7 @@ std::vector<RecordingListener::LogData> RecordingListener::Records() const
 
 std::wstring LineOf(const QX::Shared::CqxLogListener::LogData& record)
 {
-    return std::wstring(QX::Shared::LevelName(record.Level())) + L"|"
-        + std::wstring(record.Function().begin(), record.Function().end()) + L"|" + record.Message();
+    return Line(QX::Shared::LevelName(record.Level()), record.Function(), record.Message());
 }
 
 std::vector<std::wstring> RecordingListener::Lines() const

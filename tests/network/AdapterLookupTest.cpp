@@ -4,6 +4,7 @@
 #include "network/NLMUtils.h"
 
 #include "fakes/Adapters.h"
+#include "fakes/ExpectedLines.h"
 #include "fakes/FakeComTexts.h"
 #include "fakes/FakeIpHelper.h"
 #include "fakes/FakeProcessHeap.h"
@@ -29,10 +30,7 @@ using testing::ElementsAreArray;
 
 constexpr char kFunction[] = "NLMUtils::PrintAdapterInfo";
 
-std::wstring Line(const wchar_t* level, const std::wstring& message)
-{
-    return std::wstring(level) + L"|NLMUtils::PrintAdapterInfo|" + message;
-}
+const fakes::FunctionLines Line{kFunction};
 
 // The lines of a matching adapter, from "Description" to its type's name.
 std::vector<std::wstring> MatchLines(const std::wstring& description, const std::wstring& typeName)

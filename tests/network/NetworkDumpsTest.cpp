@@ -4,6 +4,7 @@
 #include "network/NLMUtils.h"
 
 #include "fakes/Adapters.h"
+#include "fakes/ExpectedLines.h"
 #include "fakes/FakeComTexts.h"
 #include "fakes/FakeIpHelper.h"
 #include "fakes/FakeMbnInterface.h"
@@ -39,7 +40,7 @@ std::vector<std::wstring> ConnectivityLines(DWORD bits)
 
 std::wstring Connectivity(const wchar_t* text)
 {
-    return std::wstring(L"Information|NLMUtils::PrintConnectivityState|") + text;
+    return fakes::Line(L"Information", "NLMUtils::PrintConnectivityState", text);
 }
 
 TEST(PrintConnectivityState, NoTrafficAndInternetOnIpv4PrintBoth)
@@ -118,7 +119,7 @@ ConnectionDescription Connection(DWORD connection, DWORD adapter, std::wstring n
 
 std::wstring Listing(const std::wstring& message)
 {
-    return L"Information|NLMUtils::PrintNetworkConnections|" + message;
+    return fakes::Line(L"Information", "NLMUtils::PrintNetworkConnections", message);
 }
 
 class PrintNetworkConnectionsTest : public testing::Test {
@@ -215,14 +216,10 @@ TEST_F(PrintNetworkConnectionsTest, WithoutASetNothingIsAddedAndNothingSaysSo)
 void ExpectNumbered(PrintNetworkConnectionsTest& test, fakes::NetworkListModel& model, const std::vector<std::wstring>& lines,
                     size_t count)
 {
-    std::vector<std::wstring> numbers;
-    for (const std::wstring& line : lines)
-        if (line.find(L"|Connection : ") != std::wstring::npos)
-            numbers.push_back(line);
     std::vector<std::wstring> expected;
     for (size_t i = 1; i <= count; ++i)
         expected.push_back(Listing(L"Connection : " + std::to_wstring(i)));
-    EXPECT_EQ(numbers, expected);
+    EXPECT_EQ(fakes::Matching(lines, L"|Connection : "), expected);
     // Batches of 20 until one fetches none.
     EXPECT_EQ(model.NextRequests(), std::vector<ULONG>((count + 19) / 20 + 1, 20u));
     (void)test;

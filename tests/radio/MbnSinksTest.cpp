@@ -8,6 +8,7 @@
 #include "fakes/FakeComObjects.h"
 #include "fakes/FakeComTexts.h"
 #include "fakes/Adapters.h"
+#include "fakes/ExpectedLines.h"
 #include "fakes/FakeIpHelper.h"
 #include "fakes/FreshSwitchingState.h"
 #include "fakes/MachineState.h"
@@ -34,10 +35,7 @@ using testing::ElementsAre;
 
 constexpr char kFunction[] = "CMbnSinks::OnSetSoftwareRadioStateComplete";
 
-std::wstring Line(const wchar_t* level, const std::wstring& message)
-{
-    return std::wstring(level) + L"|CMbnSinks::OnSetSoftwareRadioStateComplete|" + message;
-}
+const fakes::FunctionLines Line{kFunction};
 
 class MbnSinksTest : public testing::Test {
 protected:

@@ -5,7 +5,9 @@
 // afterwards), and with the time-out latch clear.
 #include "radio/WlanRadio.h"
 
+#include "fakes/ExpectedLines.h"
 #include "fakes/FakeWlanClient.h"
+#include "fakes/JoinedVectors.h"
 #include "fakes/MachineState.h"
 #include "fakes/RecordingListener.h"
 #include "fakes/VirtualClock.h"
@@ -29,24 +31,13 @@ namespace {
 
 using Failure = fakes::FakeWlanClient::Failure;
 using fakes::FakeWlanClient;
+using fakes::operator+;
 using Lines = std::vector<std::wstring>;
 using Calls = std::vector<std::string>;
 using testing::ElementsAre;
 using testing::IsEmpty;
 
 constexpr wchar_t kAdapter[] = L"Simulated Wireless-AC 9560";
-
-Lines operator+(Lines left, const Lines& right)
-{
-    left.insert(left.end(), right.begin(), right.end());
-    return left;
-}
-
-Calls operator+(Calls left, const Calls& right)
-{
-    left.insert(left.end(), right.begin(), right.end());
-    return left;
-}
 
 // Expected lines of the nested operations, for the adapter of the fixture
 // (one interface, connected).
@@ -86,10 +77,7 @@ const Calls kCheckCalls = {"WlanOpenHandle 2",          "WlanEnumInterfaces",   
 const Calls kSwitchOpen = {"WlanOpenHandle 2", "WlanEnumInterfaces", "WlanGetInterfaceCapability"};
 const Calls kSwitchClose = {"WlanFreeMemory capability", "WlanFreeMemory interface-list", "WlanCloseHandle"};
 
-std::wstring Switch(const wchar_t* level, const std::wstring& message)
-{
-    return std::wstring(level) + L"|ServiceUtils::SwitchWlanStatus|" + message;
-}
+const fakes::FunctionLines Switch{"ServiceUtils::SwitchWlanStatus"};
 
 Lines SwitchEntry(bool wanted, bool checkAirplane)
 {
@@ -157,11 +145,6 @@ protected:
         EXPECT_EQ(m_wlan.OpenClientHandles(), 0u);
         EXPECT_EQ(m_wlan.StrayFrees(), 0u);
         EXPECT_EQ(m_wlan.StrayCloses(), 0u);
-    }
-    static std::vector<DWORD> Concat(std::vector<DWORD> left, const std::vector<DWORD>& right)
-    {
-        left.insert(left.end(), right.begin(), right.end());
-        return left;
     }
     static std::vector<DWORD> Repeated(std::vector<DWORD> block, size_t times)
     {
@@ -590,9 +573,7 @@ TEST_F(WlanRadioTest, APhyCountBeyondTheArrayReadsOnlyTheEntriesThatExist)
     EXPECT_TRUE(ServiceUtils::CheckWlanStatus(on));
     EXPECT_FALSE(on);  // entries past the two modelled PHYs read as unknown
     const Lines lines = m_log.Lines();
-    EXPECT_EQ(std::count_if(lines.begin(), lines.end(),
-                            [](const std::wstring& line) { return line.find(L"|Phy: ") != std::wstring::npos; }),
-              64);
+    EXPECT_EQ(fakes::Matching(lines, L"|Phy: ").size(), 64u);
     ExpectNoLeaks();
 }
 
@@ -787,7 +768,7 @@ TEST_F(WlanRadioTest, WithRetryAgainstAPhyThatNeverTakesTheSetRunsIntoTheLatch)
     EXPECT_FALSE(ServiceUtils::SwitchWlanStatusWithRetry(true, 5));
     // The first attempt spends its 81 passes and sets the latch; every later
     // one stops at its check.
-    EXPECT_EQ(m_clock.Pauses(), (Concat(std::vector<DWORD>(81, 100), Repeated({100, 400}, 6))));
+    EXPECT_EQ(m_clock.Pauses(), (std::vector<DWORD>(81, 100) + Repeated({100, 400}, 6)));
     EXPECT_TRUE(my_setwifitimeout);
     EXPECT_EQ(m_wlan.SetCalls(), 162u);
     ExpectNoLeaks();

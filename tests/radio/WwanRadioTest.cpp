@@ -3,6 +3,7 @@
 // decisions, against the mobile-broadband model in virtual time.
 #include "radio/WwanRadio.h"
 
+#include "fakes/ExpectedLines.h"
 #include "fakes/FakeComTexts.h"
 #include "fakes/Adapters.h"
 #include "fakes/FakeIpHelper.h"
@@ -25,17 +26,13 @@
 
 namespace {
 
+using fakes::Line;
 using fakes::MobileBroadbandModel;
 using testing::ElementsAre;
 using testing::IsEmpty;
 using Failure = MobileBroadbandModel::Failure;
 
 constexpr wchar_t kInterfaceId[] = L"{5A5A5A5A-0000-1111-2222-333344445555}";
-
-std::wstring Line(const wchar_t* level, const char* function, const std::wstring& message)
-{
-    return std::wstring(level) + L"|" + std::wstring(function, function + strlen(function)) + L"|" + message;
-}
 
 class WwanRadioTest : public testing::Test {
 protected:

@@ -1,5 +1,6 @@
 // The simulated laptop boots, and cables come and go: the radios go off
 // while a wired link is up and come back as the user had them.
+#include "fakes/ExpectedLines.h"
 #include "fakes/Laptop.h"
 
 #include <gmock/gmock.h>
@@ -14,37 +15,14 @@ namespace {
 using testing::AnyOf;
 using testing::Contains;
 using testing::ElementsAre;
+using fakes::Matching;
 using testing::Eq;
 using testing::HasSubstr;
 using testing::Not;
 using Lines = std::vector<std::wstring>;
 
-constexpr wchar_t kSink[] = L"|NLMEventHandler::NetworkConnectionConnectivityChanged|";
-constexpr wchar_t kWorker[] = L"|CMainService::ServiceWorkerThread|";
-
-std::wstring SinkLine(const wchar_t* level, const std::wstring& message)
-{
-    return level + std::wstring(kSink) + message;
-}
-
-std::wstring WorkerLine(const wchar_t* level, const std::wstring& message)
-{
-    return level + std::wstring(kWorker) + message;
-}
-
-// The lines that contain `text`, in order.
-Lines Matching(const Lines& lines, const std::wstring& text)
-{
-    Lines found;
-    std::copy_if(lines.begin(), lines.end(), std::back_inserter(found),
-                 [&](const std::wstring& line) { return line.find(text) != std::wstring::npos; });
-    return found;
-}
-
-int CountOf(const std::vector<DWORD>& pauses, DWORD pause)
-{
-    return static_cast<int>(std::count(pauses.begin(), pauses.end(), pause));
-}
+const fakes::FunctionLines SinkLine{"NLMEventHandler::NetworkConnectionConnectivityChanged"};
+const fakes::FunctionLines WorkerLine{"CMainService::ServiceWorkerThread"};
 
 TEST(BootAndCableTest, BootingWithTheCableInSwitchesBothRadiosOffAndLeavesThePersistedValuesAlone)
 {
@@ -134,7 +112,7 @@ TEST(BootAndCableTest, ADhcpDelayOfThreeSecondsGivesFourFailedTriesAndTheRadiosG
                             SinkLine(L"Warning", L"CheckEthernetConnectionStatus failed in try 3")));
     const std::vector<DWORD> pauses = laptop.Clock().Pauses();
     const std::vector<DWORD> duringPlug(pauses.begin() + static_cast<ptrdiff_t>(pausesBefore), pauses.end());
-    EXPECT_EQ(CountOf(duringPlug, 1000), 4);
+    EXPECT_EQ(std::count(duringPlug.begin(), duringPlug.end(), 1000u), 4);
     // The switch came after the fourth pause: 4 s after the event.
     const auto connected = std::find(lines.begin(), lines.end(), SinkLine(L"Information", L"Ethernet is connected"));
     ASSERT_NE(connected, lines.end());

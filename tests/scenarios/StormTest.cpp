@@ -1,11 +1,11 @@
 // A storm on the simulated laptop: thousands of randomized events from
 // several threads at once. Nothing may crash or hang, no COM object may be
 // lost or leaked, and once the storm is over the service still does its job.
+#include "fakes/ExpectedLines.h"
 #include "fakes/Laptop.h"
 
 #include <gtest/gtest.h>
 
-#include <algorithm>
 #include <atomic>
 #include <random>
 #include <string>
@@ -13,6 +13,8 @@
 #include <vector>
 
 namespace {
+
+using fakes::Matching;
 
 constexpr int kThreads = 4;
 constexpr int kEventsPerThread = 2500;  // 10,000 in all
@@ -50,13 +52,6 @@ bool RandomEvent(fakes::Laptop& laptop, std::mt19937& random)
     }
 }
 
-size_t CountOf(const std::vector<std::wstring>& lines, const std::wstring& text)
-{
-    return static_cast<size_t>(std::count_if(lines.begin(), lines.end(), [&](const std::wstring& line) {
-        return line.find(text) != std::wstring::npos;
-    }));
-}
-
 TEST(StormTest, TenThousandEventsFromFourThreadsLeaveAServiceThatStillSwitches)
 {
     fakes::Laptop laptop;
@@ -81,12 +76,12 @@ TEST(StormTest, TenThousandEventsFromFourThreadsLeaveAServiceThatStillSwitches)
     ASSERT_TRUE(laptop.Settle());
     // The storm reached every part of the service.
     const std::vector<std::wstring> lines = laptop.Lines();
-    EXPECT_GT(CountOf(lines, L"Connecting to Ethernet. Stop WLAN service..."), 0u);
-    EXPECT_GT(CountOf(lines, L"The disconnecting connection was Ethernet. Start WLAN service..."), 0u);
-    EXPECT_GT(CountOf(lines, L"System in sleep/Hibernate, not processing the callback"), 0u);
-    EXPECT_GT(CountOf(lines, L"Airplane Mode ON , setting default"), 0u);
-    EXPECT_GT(CountOf(lines, L"wlan_notification_acm_network_available. Processing Callback"), 0u);
-    EXPECT_GT(CountOf(lines, L"TraceIn|NLMUtils::SystemResumeHandler|"), 0u);
+    EXPECT_GT(Matching(lines, L"Connecting to Ethernet. Stop WLAN service...").size(), 0u);
+    EXPECT_GT(Matching(lines, L"The disconnecting connection was Ethernet. Start WLAN service...").size(), 0u);
+    EXPECT_GT(Matching(lines, L"System in sleep/Hibernate, not processing the callback").size(), 0u);
+    EXPECT_GT(Matching(lines, L"Airplane Mode ON , setting default").size(), 0u);
+    EXPECT_GT(Matching(lines, L"wlan_notification_acm_network_available. Processing Callback").size(), 0u);
+    EXPECT_GT(Matching(lines, L"TraceIn|NLMUtils::SystemResumeHandler|").size(), 0u);
     laptop.SettleAfterEachVerb(true);
     ASSERT_TRUE(laptop.SetAirplaneMode(false));
 

@@ -1,6 +1,7 @@
 // The simulated laptop and what else happens to it: the user's own switches,
 // airplane mode, sleep, the firmware's settings, and the service stopped at
 // any moment.
+#include "fakes/ExpectedLines.h"
 #include "fakes/Laptop.h"
 #include "platform/Api.h"
 
@@ -17,23 +18,16 @@
 
 namespace {
 
+using fakes::Matching;
 using testing::Contains;
 using testing::ElementsAre;
 using testing::HasSubstr;
 using testing::Not;
 using Lines = std::vector<std::wstring>;
 
-Lines Matching(const Lines& lines, const std::wstring& text)
-{
-    Lines found;
-    std::copy_if(lines.begin(), lines.end(), std::back_inserter(found),
-                 [&](const std::wstring& line) { return line.find(text) != std::wstring::npos; });
-    return found;
-}
-
 std::wstring WatcherLine(const std::wstring& message)
 {
-    return L"Information|CMainService::AirplaneModeWatcher|" + message;
+    return fakes::Line(L"Information", "CMainService::AirplaneModeWatcher", message);
 }
 
 TEST(AirplaneModeTest, OnSwitchesWiFiOffAndLeavesThePersistedValuesOffRestoresThemWithoutACable)

@@ -9,6 +9,7 @@
 #include "switching/MainService.h"
 
 #include "fakes/Adapters.h"
+#include "fakes/ExpectedLines.h"
 #include "fakes/FakeIpHelper.h"
 #include "fakes/FakeWlanClient.h"
 #include "fakes/FreshSwitchingState.h"
@@ -48,10 +49,7 @@ constexpr char kWatcher[] = "CMainService::AirplaneModeWatcher";
 constexpr wchar_t kInterfaceId[] = L"{5A5A5A5A-0000-1111-2222-333344445555}";
 constexpr auto kBound = 10s;
 
-std::wstring Line(const wchar_t* level, const std::wstring& message)
-{
-    return std::wstring(level) + L"|CMainService::AirplaneModeWatcher|" + message;
-}
+const fakes::FunctionLines Line{kWatcher};
 const std::wstring kEntry = L"TraceIn|CMainService::AirplaneModeWatcher|AirplaneModeWatcher - Entry";
 const std::wstring kTriggered = Line(L"Information", L"AirplaneModeWatcher - Registry Change Event Triggered");
 const std::wstring kStopSeen = Line(L"Information", L"AirplaneModeWatcher - Service Stop event Triggered. Exiting");

@@ -6,6 +6,7 @@
 #include "switching/ResumeHandler.h"
 
 #include "fakes/Adapters.h"
+#include "fakes/ExpectedLines.h"
 #include "fakes/FakeIpHelper.h"
 #include "fakes/FakeScm.h"
 #include "fakes/FakeWlanClient.h"
@@ -40,10 +41,7 @@ using Lines = std::vector<std::wstring>;
 constexpr char kHandler[] = "NLMUtils::SystemResumeHandler";
 constexpr wchar_t kInterfaceId[] = L"{5A5A5A5A-0000-1111-2222-333344445555}";
 
-std::wstring Line(const wchar_t* level, const std::wstring& message)
-{
-    return std::wstring(level) + L"|NLMUtils::SystemResumeHandler|" + message;
-}
+const fakes::FunctionLines Line{kHandler};
 
 class ResumeHandlerTest : public testing::Test {
 protected:

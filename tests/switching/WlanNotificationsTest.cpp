@@ -4,6 +4,7 @@
 #include "switching/MainService.h"
 
 #include "fakes/Adapters.h"
+#include "fakes/ExpectedLines.h"
 #include "fakes/FakeIpHelper.h"
 #include "fakes/FakeWlanClient.h"
 #include "fakes/FreshSwitchingState.h"
@@ -28,15 +29,8 @@ using testing::IsEmpty;
 constexpr char kAcm[] = "CMainService::HandleWlanNotificationAcmNetworkAvailable";
 constexpr char kMsm[] = "CMainService::HandleWlanNotificationMsmRadioStateChange";
 
-std::wstring Acm(const wchar_t* level, const std::wstring& message)
-{
-    return std::wstring(level) + L"|CMainService::HandleWlanNotificationAcmNetworkAvailable|" + message;
-}
-
-std::wstring Msm(const wchar_t* level, const std::wstring& message)
-{
-    return std::wstring(level) + L"|CMainService::HandleWlanNotificationMsmRadioStateChange|" + message;
-}
+const fakes::FunctionLines Acm{kAcm};
+const fakes::FunctionLines Msm{kMsm};
 
 class WlanNotificationsTest : public testing::Test {
 protected:

@@ -10,6 +10,7 @@
 #include "switching/MainService.h"
 
 #include "fakes/Adapters.h"
+#include "fakes/ExpectedLines.h"
 #include "fakes/FakeComRuntime.h"
 #include "fakes/FakeEvents.h"
 #include "fakes/FakeIpHelper.h"
@@ -51,10 +52,7 @@ using Calls = std::vector<std::string>;
 
 constexpr char kWorker[] = "CMainService::ServiceWorkerThread";
 
-std::wstring Line(const wchar_t* level, const std::wstring& message)
-{
-    return std::wstring(level) + L"|CMainService::ServiceWorkerThread|" + message;
-}
+const fakes::FunctionLines Line{kWorker};
 std::wstring Info(const std::wstring& message) { return Line(L"Information", message); }
 std::wstring Error(const std::wstring& message) { return Line(L"Error", message); }
 
