@@ -2,8 +2,8 @@
 
 #include "logging/OperationLog.h"
 #include "platform/Api.h"
-#include "state/ServiceNames.h"
 #include "service/Utils.h"
+#include "state/ServiceNames.h"
 
 #include <memory>
 #include <utility>
@@ -59,6 +59,23 @@ CMainService::~CMainService()
     m_pConnectionEventsConnectionPoint.Reset();
     m_pNetworkEventsConnectionPoint.Reset();
     op.Exit();
+}
+
+CMainService::MembersForTesting CMainService::ForTesting()
+{
+    return {m_fServiceRunning,
+            m_hAirplaneWatcherEvent,
+            m_hWlanClient,
+            m_pNetworkListManager,
+            m_pMbnInterfaceManager,
+            m_pNetworkEventSink,
+            m_pRadioEventSink,
+            {m_pNlmEventsConnectionPoint, m_nlmEventsCookie},
+            {m_pConnectionEventsConnectionPoint, m_connectionEventsCookie},
+            {m_pNetworkEventsConnectionPoint, m_networkEventsCookie},
+            {m_pRadioEventsConnectionPoint, m_radioEventsCookie},
+            m_ethernetConnections,
+            m_stopLock};
 }
 
 void CMainService::OnStart(DWORD, LPWSTR*)

@@ -73,6 +73,35 @@ public:
     void ListenForWlanEvents();
     void ListenForWwanEvents();
 
+    // The tests' one door to the service's state: references to the members
+    // that its start, subscriptions and stop set, for a test to set before a
+    // step and read after it. The product never uses it.
+    struct Subscription {
+        os::ComPtr<IConnectionPoint>& point;
+        DWORD& cookie;
+    };
+    struct MembersForTesting {
+        std::atomic<bool>& running;
+        HANDLE& airplaneWatcherEvent;
+        HANDLE& wlanClient;
+        os::ComPtr<INetworkListManager>& networkListManager;
+        os::ComPtr<IMbnInterfaceManager>& mbnInterfaceManager;
+        NLMEventHandler*& networkEventSink;
+        CMbnSinks*& radioEventSink;
+        Subscription nlmEvents;
+        Subscription connectionEvents;
+        Subscription networkEvents;
+        Subscription radioEvents;
+        const std::set<std::wstring>& ethernetConnections;
+        std::mutex& stopLock;
+    };
+    MembersForTesting ForTesting();
+    // The control steps as the service base calls them, without its status
+    // reports.
+    void OnStartForTesting(DWORD argc, LPWSTR* argv) { OnStart(argc, argv); }
+    void OnStopForTesting() { OnStop(); }
+    void OnShutdownForTesting() { OnShutdown(); }
+
 protected:
     // The sinks the subscriptions create (tests hand in their own, or none
     // to play a failed allocation). The new object's count is 0.
@@ -83,6 +112,7 @@ protected:
     void OnStop() override;
     void OnShutdown() override;
 
+private:
     std::set<std::wstring> m_ethernetConnections;
     os::ComPtr<IConnectionPoint> m_pNlmEventsConnectionPoint;
     os::ComPtr<IConnectionPoint> m_pConnectionEventsConnectionPoint;
@@ -113,6 +143,7 @@ protected:
     // Held by OnStop for its whole run and by the worker around each step
     // that creates or uses a member; taken before connectivityCallbackMutex.
     std::mutex m_stopLock;
+
 
 private:
     // How the start-up steps ended: all run; ended early as prescribed (no

@@ -39,12 +39,6 @@ constexpr auto kBound = 20s;
 // its start counted as the first.
 constexpr size_t kWorkerCallsOfABoot = 85;
 
-// The stop lock of a service, for the test thread to tell whether the held
-// worker is inside a step that holds it.
-struct StopLockAccess : CMainService {
-    static std::mutex& Of(CMainService& service) { return service.*(&StopLockAccess::m_stopLock); }
-};
-
 // Counts the platform calls of the worker thread (0: the worker's start,
 // before its first instruction) and holds the worker before call number
 // `holdAt` until the test lets it go.
@@ -277,7 +271,8 @@ TEST_P(StopDuringStartUpTest, AStopHereEndsEverythingAndReleasesWhatTheWorkerMad
         bool workerHoldsStopLock = false;
         if (held) {
             ASSERT_TRUE(steps.WaitUntilHeld()) << "the worker never reached the step";
-            std::mutex& stopLock = StopLockAccess::Of(laptop.Service());
+            // Whether the held worker is inside a step that holds the stop lock.
+            std::mutex& stopLock = laptop.Service().ForTesting().stopLock;
             workerHoldsStopLock = !stopLock.try_lock();
             if (!workerHoldsStopLock)
                 stopLock.unlock();

@@ -23,7 +23,7 @@
 #include "radio/WwanRadio.h"
 #include "state/RegistryPaths.h"
 #include "state/SwitchingState.h"
-#include "OpenMainService.h"
+#include "ServiceUnderTest.h"
 
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
@@ -55,7 +55,7 @@ const std::wstring kTriggered = Line(L"Information", L"AirplaneModeWatcher - Reg
 const std::wstring kStopSeen = Line(L"Information", L"AirplaneModeWatcher - Service Stop event Triggered. Exiting");
 const std::wstring kExit = L"TraceOut|CMainService::AirplaneModeWatcher|AirplaneModeWatcher - Exit";
 
-using WatchedService = switching_tests::OpenMainService;
+using WatchedService = switching_tests::ServiceUnderTest;
 
 // Counts the watcher's openings of the watched key (its access asks for the
 // 64-bit view; the airplane-mode reading's does not), one per pass.
@@ -121,7 +121,7 @@ protected:
     // once it waits on the key.
     void StartWatcher()
     {
-        m_service.m_fServiceRunning = true;
+        m_service.ForTesting().running = true;
         m_thread = std::thread([this] {
             m_service.AirplaneModeWatcher();
             m_ended = true;
@@ -146,8 +146,8 @@ protected:
     // the watcher ended within the bound.
     bool Stop()
     {
-        const HANDLE event = m_service.m_hAirplaneWatcherEvent;
-        m_service.m_fServiceRunning = false;
+        const HANDLE event = m_service.ForTesting().airplaneWatcherEvent;
+        m_service.ForTesting().running = false;
         SetEvent(event);
         const bool ended = WaitUntil([&] { return m_ended.load(); }, 5000ms);
         if (ended)
@@ -156,7 +156,7 @@ protected:
     }
     void EndByForce()
     {
-        m_service.m_fServiceRunning = false;
+        m_service.ForTesting().running = false;
         while (!m_ended) {
             HANDLE event = OpenEventW(EVENT_MODIFY_STATE, FALSE, CMainService::kAirplaneWatcherEventName);
             if (event != nullptr) {
@@ -188,7 +188,7 @@ TEST_F(AirplaneModeWatcherTest, AStopEndsTheWatcherWithinOnePassAndClosesTheEven
 {
     StartWatcher();
     ASSERT_TRUE(Stop()) << "the watcher did not end after the stop handshake";
-    EXPECT_EQ(m_service.m_hAirplaneWatcherEvent, nullptr);
+    EXPECT_EQ(m_service.ForTesting().airplaneWatcherEvent, nullptr);
     EXPECT_EQ(m_opens.Count(), 1);
     EXPECT_THAT(WatcherLines(), ElementsAre(kEntry, kStopSeen, kExit));
     EXPECT_THAT(m_wlan.Calls(), IsEmpty());
@@ -209,7 +209,7 @@ TEST_F(AirplaneModeWatcherTest, AirplaneModeOnWithWiFiSwitchingSwitchesWiFiOffWi
               L"TraceIn|ServiceUtils::SwitchWlanStatus|OnOffValue = 0, bCheckAirplaneStatus = 0");
     EXPECT_THAT(m_log.LinesOf("ServiceUtils::SetWlanPowerStatusInRegistry"), IsEmpty());
     EXPECT_THAT(m_log.LinesOf("CMainService::UpdateWwanPowerStatus"), IsEmpty());
-    EXPECT_EQ(m_service.m_hAirplaneWatcherEvent, nullptr);
+    EXPECT_EQ(m_service.ForTesting().airplaneWatcherEvent, nullptr);
 }
 
 TEST_F(AirplaneModeWatcherTest, AirplaneModeOnWithoutWiFiSwitchingLeavesWiFiAlone)
@@ -379,16 +379,16 @@ TEST_F(AirplaneModeWatcherTest, OnAndOffAgainFollowsBothChangesInTurn)
 
 TEST_F(AirplaneModeWatcherTest, TheWatcherCreatesTheNamedEventWhenTheServiceHasNone)
 {
-    CloseHandle(m_service.m_hAirplaneWatcherEvent);
-    m_service.m_hAirplaneWatcherEvent = nullptr;
+    CloseHandle(m_service.ForTesting().airplaneWatcherEvent);
+    m_service.ForTesting().airplaneWatcherEvent = nullptr;
     StartWatcher();
     HANDLE byName = OpenEventW(SYNCHRONIZE, FALSE, CMainService::kAirplaneWatcherEventName);
     EXPECT_NE(byName, nullptr);
     if (byName != nullptr)
         CloseHandle(byName);
-    ASSERT_NE(m_service.m_hAirplaneWatcherEvent, nullptr);
+    ASSERT_NE(m_service.ForTesting().airplaneWatcherEvent, nullptr);
     ASSERT_TRUE(Stop());
-    EXPECT_EQ(m_service.m_hAirplaneWatcherEvent, nullptr);
+    EXPECT_EQ(m_service.ForTesting().airplaneWatcherEvent, nullptr);
     EXPECT_THAT(WatcherLines(), ElementsAre(kEntry, kStopSeen, kExit));
 }
 
@@ -422,8 +422,8 @@ public:
 private:
     static LSTATUS WINAPI Arm(HKEY key, BOOL subtree, DWORD filter, HANDLE event, BOOL asynchronous)
     {
-        s_service->m_fServiceRunning = false;
-        SetEvent(s_service->m_hAirplaneWatcherEvent);
+        s_service->ForTesting().running = false;
+        SetEvent(s_service->ForTesting().airplaneWatcherEvent);
         return s_previous(key, subtree, filter, event, asynchronous);
     }
     static inline WatchedService* s_service = nullptr;
@@ -434,7 +434,7 @@ private:
 TEST_F(AirplaneModeWatcherTest, AStopBetweenTheRunningCheckAndTheArmingEndsTheWatcherInThatPass)
 {
     StopBeforeTheArming stop(m_service);
-    m_service.m_fServiceRunning = true;
+    m_service.ForTesting().running = true;
     m_thread = std::thread([this] {
         m_service.AirplaneModeWatcher();
         m_ended = true;
@@ -442,7 +442,7 @@ TEST_F(AirplaneModeWatcherTest, AStopBetweenTheRunningCheckAndTheArmingEndsTheWa
     ASSERT_TRUE(WaitUntil([&] { return m_ended.load(); }, 5000ms)) << "the stop was lost: the watcher still waits";
     m_thread.join();
     EXPECT_EQ(m_opens.Count(), 1);
-    EXPECT_EQ(m_service.m_hAirplaneWatcherEvent, nullptr);
+    EXPECT_EQ(m_service.ForTesting().airplaneWatcherEvent, nullptr);
     EXPECT_THAT(WatcherLines(), ElementsAre(kEntry, kStopSeen, kExit));
 }
 
@@ -515,12 +515,12 @@ private:
 // left open, as every pass leaves it), without a pause.
 TEST_F(AirplaneModeWatcherTest, AnEventThatCannotBeCreatedIsLoggedAndTriedAgainInTheNextPass)
 {
-    CloseHandle(m_service.m_hAirplaneWatcherEvent);
-    m_service.m_hAirplaneWatcherEvent = nullptr;
+    CloseHandle(m_service.ForTesting().airplaneWatcherEvent);
+    m_service.ForTesting().airplaneWatcherEvent = nullptr;
     FailingEventCreation failing(2);
     StartWatcher();
     WaitForPass(3);
-    ASSERT_NE(m_service.m_hAirplaneWatcherEvent, nullptr);
+    ASSERT_NE(m_service.ForTesting().airplaneWatcherEvent, nullptr);
     ASSERT_TRUE(Stop());
     EXPECT_EQ(m_opens.Count(), 3);
     const std::wstring failed = Line(L"Error", L"CreateEvent (AirPlaneWatcherEvent) failed with error 5");

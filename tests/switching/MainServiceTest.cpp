@@ -16,7 +16,7 @@
 #include "platform/Api.h"
 #include "state/SwitchingState.h"
 #include "switching/ResumeHandler.h"
-#include "OpenMainService.h"
+#include "ServiceUnderTest.h"
 
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
@@ -34,7 +34,7 @@ using testing::Not;
 // The open service, subscribed as its worker subscribes it: through its own
 // subscriptions, to managers whose connection points count references as
 // the platform's do and journal their unadvises and releases.
-class TestableMainService : public switching_tests::OpenMainService {
+class TestableMainService : public switching_tests::ServiceUnderTest {
 public:
     void Subscribe(fakes::Journal& journal)
     {
@@ -45,10 +45,10 @@ public:
         networkList->AddPoint(
             new fakes::FakeConnectionPoint("connection-point", journal, IID_INetworkConnectionEvents, 12));
         networkList->AddPoint(new fakes::FakeConnectionPoint("network-point", journal, IID_INetworkEvents, 13));
-        m_pNetworkListManager.Reset(networkList);
+        ForTesting().networkListManager.Reset(networkList);
         auto* broadband = new fakes::FakeMbnInterfaceManager("mbn-manager", journal);
         broadband->AddPoint(new fakes::FakeConnectionPoint("radio-point", journal, IID_IMbnRadioEvents, 14));
-        m_pMbnInterfaceManager.Reset(broadband);
+        ForTesting().mbnInterfaceManager.Reset(broadband);
         ListenForWlanEvents();
         ListenForWwanEvents();
         journal.clear();
@@ -95,31 +95,31 @@ protected:
 TEST_F(MainServiceTest, StartsWithEverythingNullAndTheSetEmpty)
 {
     TestableMainService service;
-    EXPECT_TRUE(service.m_ethernetConnections.empty());
-    EXPECT_FALSE(service.m_pNlmEventsConnectionPoint);
-    EXPECT_FALSE(service.m_pRadioEventsConnectionPoint);
-    EXPECT_FALSE(service.m_pNetworkListManager);
-    EXPECT_FALSE(service.m_pMbnInterfaceManager);
-    EXPECT_EQ(service.m_nlmEventsCookie, 0u);
-    EXPECT_EQ(service.m_radioEventsCookie, 0u);
-    EXPECT_EQ(service.m_pNetworkEventSink, nullptr);
-    EXPECT_EQ(service.m_pRadioEventSink, nullptr);
-    EXPECT_FALSE(service.m_fServiceRunning);
-    EXPECT_EQ(service.m_hWlanClient, nullptr);
+    EXPECT_TRUE(service.ForTesting().ethernetConnections.empty());
+    EXPECT_FALSE(service.ForTesting().nlmEvents.point);
+    EXPECT_FALSE(service.ForTesting().radioEvents.point);
+    EXPECT_FALSE(service.ForTesting().networkListManager);
+    EXPECT_FALSE(service.ForTesting().mbnInterfaceManager);
+    EXPECT_EQ(service.ForTesting().nlmEvents.cookie, 0u);
+    EXPECT_EQ(service.ForTesting().radioEvents.cookie, 0u);
+    EXPECT_EQ(service.ForTesting().networkEventSink, nullptr);
+    EXPECT_EQ(service.ForTesting().radioEventSink, nullptr);
+    EXPECT_FALSE(service.ForTesting().running);
+    EXPECT_EQ(service.ForTesting().wlanClient, nullptr);
     EXPECT_EQ(service.Status().dwControlsAccepted, 0x145u);
 }
 
 TEST_F(MainServiceTest, ConstructorCreatesTheNamedManualResetAirplaneWatcherEvent)
 {
     TestableMainService service;
-    ASSERT_NE(service.m_hAirplaneWatcherEvent, nullptr);
+    ASSERT_NE(service.ForTesting().airplaneWatcherEvent, nullptr);
     HANDLE byName = OpenEventW(SYNCHRONIZE | EVENT_MODIFY_STATE, FALSE, L"AIRPLANE_WATCHER_EVENT");
     ASSERT_NE(byName, nullptr);
     EXPECT_EQ(WaitForSingleObject(byName, 0), static_cast<DWORD>(WAIT_TIMEOUT));  // not signalled
     SetEvent(byName);
     // Manual reset: a satisfied wait leaves it signalled.
-    EXPECT_EQ(WaitForSingleObject(service.m_hAirplaneWatcherEvent, 0), WAIT_OBJECT_0);
-    EXPECT_EQ(WaitForSingleObject(service.m_hAirplaneWatcherEvent, 0), WAIT_OBJECT_0);
+    EXPECT_EQ(WaitForSingleObject(service.ForTesting().airplaneWatcherEvent, 0), WAIT_OBJECT_0);
+    EXPECT_EQ(WaitForSingleObject(service.ForTesting().airplaneWatcherEvent, 0), WAIT_OBJECT_0);
     CloseHandle(byName);
     EXPECT_THAT(m_log.LinesOf("CMainService::CMainService"),
                 ElementsAre(L"TraceIn|CMainService::CMainService|", L"TraceOut|CMainService::CMainService|"));
@@ -133,7 +133,7 @@ TEST_F(MainServiceTest, WithoutTheEventStartUpContinuesAndStopSkipsTheSignal)
     scm.AddService(L"Tessarine", SERVICE_START_PENDING);
     fakes::FakeServiceDispatcher dispatcher;
     TestableMainService service;
-    EXPECT_EQ(service.m_hAirplaneWatcherEvent, nullptr);
+    EXPECT_EQ(service.ForTesting().airplaneWatcherEvent, nullptr);
     EXPECT_THAT(m_log.LinesOf("CMainService::CMainService"),
                 ElementsAre(L"TraceIn|CMainService::CMainService|",
                             L"Error|CMainService::CMainService|CreateEvent (AirPlaneWatcherEvent) failed with error 5",
@@ -142,11 +142,11 @@ TEST_F(MainServiceTest, WithoutTheEventStartUpContinuesAndStopSkipsTheSignal)
     service.Start(0, nullptr);
     ASSERT_EQ(dispatcher.reports.size(), 2u);
     EXPECT_EQ(dispatcher.reports[1].dwCurrentState, static_cast<DWORD>(SERVICE_RUNNING));
-    EXPECT_TRUE(service.m_fServiceRunning);
+    EXPECT_TRUE(service.ForTesting().running);
     EXPECT_THAT(m_platform.pool.flags, ElementsAre(static_cast<ULONG>(WT_EXECUTEINPERSISTENTTHREAD)));
 
     m_platform.journal.clear();
-    service.OnStop();
+    service.OnStopForTesting();
     EXPECT_THAT(m_platform.journal, Not(Contains("SetEvent")));
     EXPECT_THAT(m_log.LinesOf("CMainService::OnStop"), Not(Contains(testing::HasSubstr(L"Airplane Watcher Event"))));
 }
@@ -157,7 +157,7 @@ TEST_F(MainServiceTest, OnStartReportsTheVersionSetsRecoveryAndQueuesTheWorker)
     fakes::FakeScm scm;
     scm.AddService(L"Tessarine", SERVICE_START_PENDING);
     TestableMainService service;
-    service.OnStart(0, nullptr);
+    service.OnStartForTesting(0, nullptr);
 
     ASSERT_EQ(eventLog.reports.size(), 1u);
     EXPECT_EQ(eventLog.reports[0].type, EVENTLOG_INFORMATION_TYPE);
@@ -172,7 +172,7 @@ TEST_F(MainServiceTest, OnStartReportsTheVersionSetsRecoveryAndQueuesTheWorker)
                     L"Failure set status : 0",
                     L"TraceOut|CMainService::OnStart|"));
     EXPECT_TRUE(scm.Find(L"Tessarine")->hasFailureActions);
-    EXPECT_TRUE(service.m_fServiceRunning);
+    EXPECT_TRUE(service.ForTesting().running);
     EXPECT_THAT(m_platform.journal, ElementsAre("QueueUserWorkItem 128"));
 
     // The queued item is the worker (here it finds no network list manager).
@@ -190,7 +190,7 @@ TEST_F(MainServiceTest, RecoveryFailureOnlyChangesTheStatusLine)
     fakes::FakeEventLog eventLog;
     fakes::FakeScm scm;  // no such service: -1
     TestableMainService service;
-    service.OnStart(0, nullptr);
+    service.OnStartForTesting(0, nullptr);
     EXPECT_THAT(
         m_log.LinesOf("CMainService::OnStart"),
         ElementsAre(L"TraceIn|CMainService::OnStart|",
@@ -200,7 +200,7 @@ TEST_F(MainServiceTest, RecoveryFailureOnlyChangesTheStatusLine)
                     L"Failure set status : -1",
                     L"TraceOut|CMainService::OnStart|"));
     EXPECT_EQ(eventLog.reports.size(), 1u);
-    EXPECT_TRUE(service.m_fServiceRunning);
+    EXPECT_TRUE(service.ForTesting().running);
     EXPECT_THAT(m_platform.journal, ElementsAre("QueueUserWorkItem 128"));
 }
 
@@ -248,22 +248,22 @@ TEST_F(MainServiceTest, OnStopReleasesEverythingInItsOrder)
     fakes::Journal journal;
     TestableMainService service;
     service.Subscribe(journal);
-    service.m_fServiceRunning = true;
-    service.m_hWlanClient = kClient;
-    NLMEventHandler* networkSink = service.m_pNetworkEventSink;
-    CMbnSinks* radioSink = service.m_pRadioEventSink;
+    service.ForTesting().running = true;
+    service.ForTesting().wlanClient = kClient;
+    NLMEventHandler* networkSink = service.ForTesting().networkEventSink;
+    CMbnSinks* radioSink = service.ForTesting().radioEventSink;
     // The radio sink does not journal: its references at the releases of
     // its neighbours show when it was released.
     ULONG radioSinkAtPointRelease = 0;
     ULONG radioSinkAtManagerRelease = 0;
-    static_cast<fakes::FakeConnectionPoint*>(service.m_pRadioEventsConnectionPoint.Get())
+    static_cast<fakes::FakeConnectionPoint*>(service.ForTesting().radioEvents.point.Get())
         ->BeforeRelease([&] {
             if (radioSinkAtPointRelease == 0)  // the member's release; the manager's own comes later
                 radioSinkAtPointRelease = fakes::ReferencesOf(radioSink);
         });
-    static_cast<fakes::FakeMbnInterfaceManager*>(service.m_pMbnInterfaceManager.Get())
+    static_cast<fakes::FakeMbnInterfaceManager*>(service.ForTesting().mbnInterfaceManager.Get())
         ->BeforeRelease([&] { radioSinkAtManagerRelease = fakes::ReferencesOf(radioSink); });
-    service.OnStop();
+    service.OnStopForTesting();
 
     EXPECT_THAT(journal,
                 ElementsAre("nlm-point Unadvise 11", "network-sink Release", "nlm-point Release",
@@ -279,15 +279,15 @@ TEST_F(MainServiceTest, OnStopReleasesEverythingInItsOrder)
     EXPECT_THAT(
         m_platform.journal,
         ElementsAre("SetEvent", "WlanRegisterNotification 0 1 none previous", "WlanCloseHandle", "CoUninitialize"));
-    EXPECT_FALSE(service.m_fServiceRunning);
-    EXPECT_FALSE(service.m_pNlmEventsConnectionPoint);
-    EXPECT_FALSE(service.m_pRadioEventsConnectionPoint);
-    EXPECT_FALSE(service.m_pNetworkListManager);
-    EXPECT_FALSE(service.m_pMbnInterfaceManager);
-    EXPECT_EQ(service.m_pNetworkEventSink, nullptr);
-    EXPECT_EQ(service.m_pRadioEventSink, nullptr);
-    EXPECT_EQ(service.m_hWlanClient, nullptr);
-    EXPECT_EQ(WaitForSingleObject(service.m_hAirplaneWatcherEvent, 0), WAIT_OBJECT_0);
+    EXPECT_FALSE(service.ForTesting().running);
+    EXPECT_FALSE(service.ForTesting().nlmEvents.point);
+    EXPECT_FALSE(service.ForTesting().radioEvents.point);
+    EXPECT_FALSE(service.ForTesting().networkListManager);
+    EXPECT_FALSE(service.ForTesting().mbnInterfaceManager);
+    EXPECT_EQ(service.ForTesting().networkEventSink, nullptr);
+    EXPECT_EQ(service.ForTesting().radioEventSink, nullptr);
+    EXPECT_EQ(service.ForTesting().wlanClient, nullptr);
+    EXPECT_EQ(WaitForSingleObject(service.ForTesting().airplaneWatcherEvent, 0), WAIT_OBJECT_0);
     EXPECT_THAT(m_log.LinesOf("CMainService::OnStop"),
                 ElementsAre(L"TraceIn|CMainService::OnStop|",
                             L"Information|CMainService::OnStop|LAN/WLAN - LAN/WWAN Switching Service in OnStop",
@@ -301,7 +301,7 @@ TEST_F(MainServiceTest, AStopBeforeTheWorkerSubscribedOnlyLogsItsScope)
     TestableMainService service;
     m_platform.wlan.Fail(WlanFailure::OpenHandle, ERROR_SERVICE_NOT_ACTIVE);  // no Wi-Fi service yet
     m_log.Clear();
-    service.OnStop();
+    service.OnStopForTesting();
     EXPECT_THAT(m_log.LinesOf("CMainService::OnStop"),
                 ElementsAre(L"TraceIn|CMainService::OnStop|",
                             L"Information|CMainService::OnStop|LAN/WLAN - LAN/WWAN Switching Service in OnStop",
@@ -315,13 +315,13 @@ TEST_F(MainServiceTest, ASecondStopFindsEverythingReleasedAndStillUninitialisesC
     fakes::Journal journal;
     TestableMainService service;
     service.Subscribe(journal);
-    service.m_hWlanClient = kClient;
-    NLMEventHandler* networkSink = service.m_pNetworkEventSink;
-    CMbnSinks* radioSink = service.m_pRadioEventSink;
-    service.OnStop();
+    service.ForTesting().wlanClient = kClient;
+    NLMEventHandler* networkSink = service.ForTesting().networkEventSink;
+    CMbnSinks* radioSink = service.ForTesting().radioEventSink;
+    service.OnStopForTesting();
     const size_t releases = journal.size();
     m_platform.journal.clear();
-    service.OnStop();
+    service.OnStopForTesting();
     EXPECT_EQ(journal.size(), releases);
     ReleaseKeptReferences(networkSink, radioSink);
     // The Wi-Fi handle was closed, so the unregistration opens a new one.
@@ -334,8 +334,8 @@ TEST_F(MainServiceTest, AFailedEventSignalIsLoggedAndTheStopGoesOn)
 {
     m_platform.events.Fail(fakes::FakeEvents::Failure::SetEvent, ERROR_INVALID_HANDLE);
     TestableMainService service;
-    service.m_hWlanClient = kClient;
-    service.OnStop();
+    service.ForTesting().wlanClient = kClient;
+    service.OnStopForTesting();
     EXPECT_THAT(m_log.LinesOf("CMainService::OnStop"),
                 Contains(L"Error|CMainService::OnStop|Airplane Watcher Event Set failed with error 6"));
     EXPECT_THAT(m_platform.journal, Contains("CoUninitialize"));
@@ -345,25 +345,25 @@ TEST_F(MainServiceTest, AFailedWlanCloseKeepsTheHandleSoTheNextStopTriesAgain)
 {
     m_platform.wlan.Fail(WlanFailure::CloseHandle, ERROR_INVALID_HANDLE);
     TestableMainService service;
-    service.m_hWlanClient = kClient;
-    service.OnStop();
-    EXPECT_EQ(service.m_hWlanClient, kClient);
+    service.ForTesting().wlanClient = kClient;
+    service.OnStopForTesting();
+    EXPECT_EQ(service.ForTesting().wlanClient, kClient);
     EXPECT_THAT(m_log.LinesOf("CMainService::OnStop"),
                 Contains(L"Error|CMainService::OnStop|WlanCloseHandle failed with error 6"));
     m_platform.wlan.Heal();
     m_platform.journal.clear();
-    service.OnStop();
+    service.OnStopForTesting();
     EXPECT_THAT(m_platform.journal, Contains("WlanCloseHandle"));
     EXPECT_THAT(m_platform.journal, Not(Contains("WlanOpenHandle 2")));
-    EXPECT_EQ(service.m_hWlanClient, nullptr);
+    EXPECT_EQ(service.ForTesting().wlanClient, nullptr);
 }
 
 TEST_F(MainServiceTest, OnShutdownRunsOnStopWithinItsScope)
 {
     TestableMainService service;
-    service.m_hWlanClient = kClient;
+    service.ForTesting().wlanClient = kClient;
     m_log.Clear();
-    service.OnShutdown();
+    service.OnShutdownForTesting();
     const std::vector<std::wstring> tails = m_log.Lines();
     ASSERT_GE(tails.size(), 4u);
     EXPECT_EQ(tails.front(), L"TraceIn|CMainService::OnShutdown|");
@@ -380,8 +380,8 @@ TEST_F(MainServiceTest, DestructorReleasesManagersAndPointsButNotTheSinks)
     {
         TestableMainService service;
         service.Subscribe(journal);
-        networkSink = service.m_pNetworkEventSink;
-        radioSink = service.m_pRadioEventSink;
+        networkSink = service.ForTesting().networkEventSink;
+        radioSink = service.ForTesting().radioEventSink;
     }
     EXPECT_THAT(journal,
                 ElementsAre("mbn-manager Release", "network-list-manager Release", "radio-point Release",
@@ -404,7 +404,7 @@ TEST_F(MainServiceTest, RegisteringOpensTheClientAndAsksForAcmAndMsmNotification
     TestableMainService service;
     bool registration = true;
     EXPECT_EQ(service.RegisterWlanNotification(registration), 0u);
-    EXPECT_EQ(service.m_hWlanClient, kClient);
+    EXPECT_EQ(service.ForTesting().wlanClient, kClient);
     EXPECT_THAT(m_platform.journal, ElementsAre("WlanOpenHandle 2", "WlanRegisterNotification 24 1 callback previous"));
     EXPECT_EQ(m_platform.wlan.registeredCallback, &CMainService::WlanNotificationCallback);
     EXPECT_EQ(m_platform.wlan.registeredHandle, kClient);
@@ -417,13 +417,13 @@ TEST_F(MainServiceTest, RegisteringOpensTheClientAndAsksForAcmAndMsmNotification
 TEST_F(MainServiceTest, RegisteringAgainKeepsTheOpenClient)
 {
     TestableMainService service;
-    service.m_hWlanClient = kClient;
+    service.ForTesting().wlanClient = kClient;
     bool registration = true;
     service.RegisterWlanNotification(registration);
     EXPECT_THAT(m_platform.journal, ElementsAre("WlanRegisterNotification 24 1 callback previous"));
     EXPECT_THAT(m_log.LinesOf("CMainService::RegisterWlanNotification").front(),
                 L"TraceIn|CMainService::RegisterWlanNotification|Registration Status - 1, WLANHandle = 0x000003a1");
-    service.m_hWlanClient = nullptr;
+    service.ForTesting().wlanClient = nullptr;
 }
 
 TEST_F(MainServiceTest, AClientThatCannotBeOpenedReturnsItsCodeWithoutAnExitLine)
@@ -456,7 +456,7 @@ TEST_F(MainServiceTest, UnregistrationFailureLogsTheLastErrorAndReturnsTheCode)
 {
     m_platform.wlan.Fail(WlanFailure::RegisterNotification, ERROR_INVALID_STATE, 87);
     TestableMainService service;
-    service.m_hWlanClient = kClient;
+    service.ForTesting().wlanClient = kClient;
     bool registration = false;
     EXPECT_EQ(service.RegisterWlanNotification(registration), static_cast<DWORD>(ERROR_INVALID_STATE));
     EXPECT_THAT(
@@ -465,7 +465,7 @@ TEST_F(MainServiceTest, UnregistrationFailureLogsTheLastErrorAndReturnsTheCode)
                     L"Error|CMainService::RegisterWlanNotification|WlanRegisterNotification (Un-Registration) fail "
                     L"with err 87!!",
                     L"TraceOut|CMainService::RegisterWlanNotification|Return  = 5023"));
-    service.m_hWlanClient = nullptr;
+    service.ForTesting().wlanClient = nullptr;
 }
 
 TEST_F(MainServiceTest, AnAutomaticResumeThroughTheControlHandlerRunsTheResumeHandling)

@@ -11,7 +11,7 @@
 #include "fakes/MobileBroadbandModel.h"
 #include "fakes/NetworkListModel.h"
 #include "fakes/RecordingListener.h"
-#include "OpenMainService.h"
+#include "ServiceUnderTest.h"
 
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
@@ -44,7 +44,7 @@ private:
 };
 
 // The open service, with sinks whose allocation a test may fail or supply.
-class TestableMainService : public switching_tests::OpenMainService {
+class TestableMainService : public switching_tests::ServiceUnderTest {
 public:
     // Null: the allocation fails. Otherwise the sink the subscriptions get.
     bool networkSinkAllocates = true;
@@ -70,8 +70,8 @@ class SubscriptionsTest : public testing::Test {
 protected:
     SubscriptionsTest()
     {
-        m_service.m_pNetworkListManager.Reset(m_network.NewManager());
-        m_service.m_pMbnInterfaceManager.Reset(m_broadband.NewManager());
+        m_service.ForTesting().networkListManager.Reset(m_network.NewManager());
+        m_service.ForTesting().mbnInterfaceManager.Reset(m_broadband.NewManager());
         m_log.Clear();
     }
 
@@ -100,18 +100,18 @@ TEST_F(SubscriptionsTest, WlanEventsAttachOneSinkToTheThreePointsInOrder)
                             "FindConnectionPoint INetworkListManagerEvents", "Advise INetworkListManagerEvents 1",
                             "FindConnectionPoint INetworkConnectionEvents", "Advise INetworkConnectionEvents 2",
                             "FindConnectionPoint INetworkEvents", "Advise INetworkEvents 3"));
-    EXPECT_EQ(m_service.m_nlmEventsCookie, 1u);
-    EXPECT_EQ(m_service.m_connectionEventsCookie, 2u);
-    EXPECT_EQ(m_service.m_networkEventsCookie, 3u);
-    EXPECT_TRUE(m_service.m_pNlmEventsConnectionPoint);
-    EXPECT_TRUE(m_service.m_pConnectionEventsConnectionPoint);
-    EXPECT_TRUE(m_service.m_pNetworkEventsConnectionPoint);
+    EXPECT_EQ(m_service.ForTesting().nlmEvents.cookie, 1u);
+    EXPECT_EQ(m_service.ForTesting().connectionEvents.cookie, 2u);
+    EXPECT_EQ(m_service.ForTesting().networkEvents.cookie, 3u);
+    EXPECT_TRUE(m_service.ForTesting().nlmEvents.point);
+    EXPECT_TRUE(m_service.ForTesting().connectionEvents.point);
+    EXPECT_TRUE(m_service.ForTesting().networkEvents.point);
     EXPECT_EQ(m_network.AdvisedCount(IID_INetworkListManagerEvents), 1u);
     EXPECT_EQ(m_network.AdvisedCount(IID_INetworkConnectionEvents), 1u);
     EXPECT_EQ(m_network.AdvisedCount(IID_INetworkEvents), 1u);
-    ASSERT_NE(m_service.m_pNetworkEventSink, nullptr);
+    ASSERT_NE(m_service.ForTesting().networkEventSink, nullptr);
     // Three kept by the subscriptions, three by the points; none by the member.
-    EXPECT_EQ(fakes::ReferencesOf(static_cast<INetworkEvents*>(m_service.m_pNetworkEventSink)), 6u);
+    EXPECT_EQ(fakes::ReferencesOf(static_cast<INetworkEvents*>(m_service.ForTesting().networkEventSink)), 6u);
     // The container was released: the manager and the three points are left.
     EXPECT_EQ(m_network.LiveObjects(), 4);
     EXPECT_THAT(WlanLines(), ElementsAre(kWlanIn, kWlanOut));
@@ -139,7 +139,7 @@ TEST_F(SubscriptionsTest, NoContainerEndsTheWlanSubscriptionAtOnce)
                             L"Error|CMainService::ListenForWlanEvents|IID_IConnectionPointContainer QueryInterface "
                             L"failed with error: 0x80004002",
                             kWlanOut));
-    EXPECT_EQ(m_service.m_pNetworkEventSink, nullptr);
+    EXPECT_EQ(m_service.ForTesting().networkEventSink, nullptr);
     EXPECT_EQ(m_network.LiveObjects(), 1);
 }
 
@@ -151,8 +151,8 @@ TEST_F(SubscriptionsTest, TheFirstFindConnectionPointFailureIsLoggedWithACapital
                 ElementsAre(kWlanIn,
                             L"Error|CMainService::ListenForWlanEvents|FindConnectionPoint Failed with error: 0x80004005",
                             kWlanOut));
-    EXPECT_EQ(m_service.m_pNetworkEventSink, nullptr);  // not made yet
-    EXPECT_FALSE(m_service.m_pNlmEventsConnectionPoint);
+    EXPECT_EQ(m_service.ForTesting().networkEventSink, nullptr);  // not made yet
+    EXPECT_FALSE(m_service.ForTesting().nlmEvents.point);
     EXPECT_EQ(m_network.LiveObjects(), 1);  // the container was released
 }
 
@@ -204,7 +204,7 @@ TEST_F(SubscriptionsTest, AFailedSinkAllocationIsLoggedWithTheLastSuccessCode)
                     L"Error|CMainService::ListenForWlanEvents|NLMEventHandler creation failed with error: 0x00000000",
                     kWlanOut));
     EXPECT_EQ(m_network.AdvisedCount(IID_INetworkListManagerEvents), 0u);
-    EXPECT_TRUE(m_service.m_pNlmEventsConnectionPoint);  // found before the allocation
+    EXPECT_TRUE(m_service.ForTesting().nlmEvents.point);  // found before the allocation
 }
 
 TEST_F(SubscriptionsTest, EachAdviseFailureEndsTheSubscriptionThere)
@@ -213,7 +213,7 @@ TEST_F(SubscriptionsTest, EachAdviseFailureEndsTheSubscriptionThere)
         SCOPED_TRACE(occurrence);
         fakes::NetworkListModel network;
         TestableMainService service;
-        service.m_pNetworkListManager.Reset(network.NewManager());
+        service.ForTesting().networkListManager.Reset(network.NewManager());
         network.FailEvents(EventFailure::Advise, E_ACCESSDENIED, occurrence);
         m_log.Clear();
         service.ListenForWlanEvents();
@@ -225,9 +225,9 @@ TEST_F(SubscriptionsTest, EachAdviseFailureEndsTheSubscriptionThere)
                                network.AdvisedCount(IID_INetworkEvents);
         EXPECT_EQ(advised, static_cast<size_t>(occurrence - 1));
         // The failed advise's query stays on the sink too.
-        EXPECT_EQ(fakes::ReferencesOf(static_cast<INetworkEvents*>(service.m_pNetworkEventSink)),
+        EXPECT_EQ(fakes::ReferencesOf(static_cast<INetworkEvents*>(service.ForTesting().networkEventSink)),
                   static_cast<ULONG>(2 * occurrence - 1));
-        service.m_pNetworkListManager.Reset();
+        service.ForTesting().networkListManager.Reset();
     }
 }
 
@@ -246,12 +246,12 @@ TEST_F(SubscriptionsTest, EachRefusedSinkInterfaceIsLoggedByItsName)
     for (const auto& [refused, line] : cases) {
         fakes::NetworkListModel network;
         TestableMainService service;
-        service.m_pNetworkListManager.Reset(network.NewManager());
+        service.ForTesting().networkListManager.Reset(network.NewManager());
         service.networkSink = new RefusingNetworkSink(refused);
         m_log.Clear();
         service.ListenForWlanEvents();
         EXPECT_THAT(WlanLines(), ElementsAre(kWlanIn, line, kWlanOut));
-        service.m_pNetworkListManager.Reset();
+        service.ForTesting().networkListManager.Reset();
     }
 }
 
@@ -261,13 +261,13 @@ TEST_F(SubscriptionsTest, WwanEventsAttachTheRadioSinkThroughItsUnknown)
     EXPECT_THAT(m_broadband.Calls(),
                 ElementsAre("QueryInterface IConnectionPointContainer", "FindConnectionPoint IMbnRadioEvents",
                             "Advise"));
-    EXPECT_EQ(m_service.m_radioEventsCookie, 1u);
-    EXPECT_TRUE(m_service.m_pRadioEventsConnectionPoint);
-    ASSERT_NE(m_service.m_pRadioEventSink, nullptr);
+    EXPECT_EQ(m_service.ForTesting().radioEvents.cookie, 1u);
+    EXPECT_TRUE(m_service.ForTesting().radioEvents.point);
+    ASSERT_NE(m_service.ForTesting().radioEventSink, nullptr);
     EXPECT_EQ(m_broadband.AdvisedCount(), 1u);
     // The member's own, one kept by the subscription (its IUnknown), one by
     // the point.
-    EXPECT_EQ(fakes::ReferencesOf(m_service.m_pRadioEventSink), 3u);
+    EXPECT_EQ(fakes::ReferencesOf(m_service.ForTesting().radioEventSink), 3u);
     EXPECT_EQ(m_broadband.LiveObjects(), 2);  // the manager and the point
     EXPECT_THAT(WwanLines(), ElementsAre(kWwanIn, kWwanOut));
 }
@@ -285,14 +285,14 @@ TEST_F(SubscriptionsTest, EachWwanFailureIsLoggedAndEndsTheSubscription)
     for (const auto& [point, line] : cases) {
         fakes::MobileBroadbandModel broadband;
         TestableMainService service;
-        service.m_pMbnInterfaceManager.Reset(broadband.NewManager());
+        service.ForTesting().mbnInterfaceManager.Reset(broadband.NewManager());
         broadband.Fail(point, E_NOINTERFACE);
         m_log.Clear();
         service.ListenForWwanEvents();
         EXPECT_THAT(WwanLines(), ElementsAre(kWwanIn, line, kWwanOut));
         EXPECT_EQ(broadband.AdvisedCount(), 0u);
-        service.m_pMbnInterfaceManager.Reset();
-        service.m_pRadioEventsConnectionPoint.Reset();
+        service.ForTesting().mbnInterfaceManager.Reset();
+        service.ForTesting().radioEvents.point.Reset();
         EXPECT_EQ(broadband.LiveObjects(), 0);
     }
 }
@@ -303,7 +303,7 @@ TEST_F(SubscriptionsTest, AFailedRadioSinkAllocationIsLoggedWithoutACodeAndNoRad
     m_service.ListenForWwanEvents();
     EXPECT_THAT(WwanLines(),
                 ElementsAre(kWwanIn, L"Error|CMainService::ListenForWwanEvents|CMbnSinks allocation Failed", kWwanOut));
-    EXPECT_EQ(m_service.m_pRadioEventSink, nullptr);
+    EXPECT_EQ(m_service.ForTesting().radioEventSink, nullptr);
     EXPECT_EQ(m_broadband.AdvisedCount(), 0u);
     m_broadband.SwitchByUser(MBN_RADIO_OFF, 5);
     m_broadband.WaitForCompletions();
@@ -314,9 +314,9 @@ TEST_F(SubscriptionsTest, OnStopUnadvisesEveryPointAndReleasesEachSinkOnce)
 {
     m_service.ListenForWlanEvents();
     m_service.ListenForWwanEvents();
-    INetworkEvents* networkSink = m_service.m_pNetworkEventSink;
-    CMbnSinks* radioSink = m_service.m_pRadioEventSink;
-    m_service.OnStop();
+    INetworkEvents* networkSink = m_service.ForTesting().networkEventSink;
+    CMbnSinks* radioSink = m_service.ForTesting().radioEventSink;
+    m_service.OnStopForTesting();
 
     EXPECT_THAT(m_network.EventCalls(),
                 testing::IsSupersetOf({"Unadvise INetworkListManagerEvents 1", "Unadvise INetworkConnectionEvents 2",
@@ -327,8 +327,8 @@ TEST_F(SubscriptionsTest, OnStopUnadvisesEveryPointAndReleasesEachSinkOnce)
     EXPECT_EQ(m_network.AdvisedCount(IID_INetworkConnectionEvents), 0u);
     EXPECT_EQ(m_network.AdvisedCount(IID_INetworkEvents), 0u);
     EXPECT_EQ(m_broadband.AdvisedCount(), 0u);
-    EXPECT_EQ(m_service.m_pNetworkEventSink, nullptr);
-    EXPECT_EQ(m_service.m_pRadioEventSink, nullptr);
+    EXPECT_EQ(m_service.ForTesting().networkEventSink, nullptr);
+    EXPECT_EQ(m_service.ForTesting().radioEventSink, nullptr);
     // Every model object was released.
     EXPECT_EQ(m_network.LiveObjects(), 0);
     EXPECT_EQ(m_broadband.LiveObjects(), 0);

@@ -30,7 +30,7 @@
 #include "state/RegistryPaths.h"
 #include "state/SwitchingState.h"
 
-#include "OpenMainService.h"
+#include "ServiceUnderTest.h"
 
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
@@ -141,9 +141,9 @@ BOOL WINAPI ThrowingIsNetworkAlive(LPDWORD)
 }
 
 // The service as OnStart leaves it for its worker: running.
-class StartedService : public switching_tests::OpenMainService {
+class StartedService : public switching_tests::ServiceUnderTest {
 public:
-    StartedService() { m_fServiceRunning = true; }
+    StartedService() { ForTesting().running = true; }
 };
 
 class WorkerTest : public testing::Test {
@@ -228,7 +228,7 @@ TEST_F(WorkerTest, ComInAnotherModeIsNoFailure)
 // stopping, makes nothing, queues nothing and leaves COM again.
 TEST_F(WorkerTest, AWorkerThatFindsTheServiceStoppedMakesNothingAndLeavesCom)
 {
-    switching_tests::OpenMainService service;  // not running: stopped before its worker ran
+    switching_tests::ServiceUnderTest service;  // not running: stopped before its worker ran
     service.ServiceWorkerThread();
     EXPECT_THAT(WorkerLines(),
                 ElementsAre(L"TraceIn|CMainService::ServiceWorkerThread|ServiceWorkerThread - Entry",
@@ -239,7 +239,7 @@ TEST_F(WorkerTest, AWorkerThatFindsTheServiceStoppedMakesNothingAndLeavesCom)
     EXPECT_THAT(m_pool.flags, IsEmpty());
     EXPECT_EQ(m_com.initializations, 1);
     EXPECT_EQ(m_com.uninitializations, 1);
-    EXPECT_FALSE(service.m_pNetworkListManager);
+    EXPECT_FALSE(service.ForTesting().networkListManager);
 }
 
 // No firmware namespace (both switching settings off, so Wi-Fi is only
@@ -595,7 +595,7 @@ TEST_F(WorkerOnTheLaptopTest, TheAirplaneWatcherIsQueuedOnceBetweenTheManagerAnd
     EXPECT_THAT(m_log.LinesOf("NLMUtils::GetAutoSwitchingStatus"), Not(IsEmpty()));
 
     // Once the service stops, the watcher ends before its first pass.
-    service.m_fServiceRunning = false;
+    service.ForTesting().running = false;
     ASSERT_EQ(m_pool.queued.size(), 1u);
     m_pool.RunQueued();
     EXPECT_THAT(m_log.LinesOf("CMainService::AirplaneModeWatcher"),
