@@ -4,7 +4,8 @@
 # laptop of their own that is down before and after them, and the
 # service's reaction to a plug or a pull timed from its log.
 
-controller=$(cd "$(dirname "${BASH_SOURCE[0]}")/.." && pwd)/laptop.sh
+scripts_dir=$(cd "$(dirname "${BASH_SOURCE[0]}")/.." && pwd)
+controller=$scripts_dir/laptop.sh
 
 laptop() { bash "$controller" "$@"; }
 
@@ -13,7 +14,7 @@ laptop() { bash "$controller" "$@"; }
 # uses.
 own_laptop() {
   export TESSARINE_BUILD_DIR TESSARINE_LAPTOP_HOME
-  TESSARINE_BUILD_DIR=$(realpath -m "${TESSARINE_BUILD_DIR:-${controller%/scripts/laptop.sh}/build}")
+  TESSARINE_BUILD_DIR=$(realpath -m "${TESSARINE_BUILD_DIR:-$scripts_dir/../build}")
   TESSARINE_LAPTOP_HOME=${TESSARINE_LAPTOP_HOME:-$TESSARINE_BUILD_DIR/$1}
 }
 
@@ -36,7 +37,7 @@ reaction() {
   for ((tries = 0; tries < 100; tries++)); do
     log=$(laptop log 5000) || return 1
     for wifi in "$@"; do
-      figures=$(awk -v ready="$ready" -v wifi="$wifi" -f "${controller%/laptop.sh}/reaction.awk" <<<"$log") ||
+      figures=$(awk -v ready="$ready" -v wifi="$wifi" -f "$scripts_dir/reaction.awk" <<<"$log") ||
         return 1
       [ "$figures" = none ] || { echo "$wifi $figures"; return 0; }
     done

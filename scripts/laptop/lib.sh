@@ -3,7 +3,7 @@
 # (scripts/laptop.sh and the verbs in this folder) and the laptop's tests
 # (tests/laptop/) share. Sourcing it names the laptop after
 # TESSARINE_BUILD_DIR and TESSARINE_LAPTOP_HOME and sets the Wine
-# environment of its prefix; it runs nothing.
+# environment of its prefix; it starts no program of the laptop.
 #
 # The laptop is a namespace pair with the prefix's Wine session inside one
 # of them (scripts/netns-lib.sh): the laptop's end of each wire lives in
