@@ -28,8 +28,8 @@ WINEDEBUG=-all bash scripts/wine-run.sh "$model_prefix" "$bench"
 bash scripts/wine-session.sh down "$model_prefix"
 
 prefix=$PWD/build/wineprefix-bench
-# shellcheck source=netns-lib.sh
-. "$here/netns-lib.sh"
+# shellcheck source=scripts/netns-run.sh
+. "$here/netns-run.sh"
 
 # A session keeps every interface it has once seen, so each count gets a
 # session of its own: one interface, then (after it is gone) seven

@@ -20,41 +20,31 @@
 # whatever happens. Needs root.
 set -euo pipefail
 
-root=$(cd "$(dirname "$0")/.." && pwd)
 rounds=${1-50}
 [[ $rounds =~ ^[1-9][0-9]*$ ]] || { echo "usage: $0 [ROUNDS]" >&2; exit 2; }
-build=$(realpath -m "${TESSARINE_BUILD_DIR:-$root/build}")
-export TESSARINE_BUILD_DIR=$build
-export TESSARINE_LAPTOP_HOME=${TESSARINE_LAPTOP_HOME:-$build/laptop-bench}
+# shellcheck source=scripts/laptop/client.sh
+source "$(dirname "$0")/laptop/client.sh"
+own_laptop laptop-bench
 bound=30     # seconds the service gets to react to one step
 idle_count=10 # seconds over which the idle wake-ups are counted
 
-laptop() { bash "$root/scripts/laptop.sh" "$@"; }
-
-bash "$root/scripts/setup.sh"
-trap 'laptop down >/dev/null 2>&1 || true' EXIT
-laptop down >/dev/null # a run killed outright may have left its laptop up
+bash "$(dirname "$0")/setup.sh"
+down_now_and_at_exit
 laptop up | sed 's/^/  /'
 
 # measure VERB WIFI RADIOS...: the verb (it returns once the service has
 # handled the event), the radios reached, then the figures (detection
 # service platform own, in ms) for its moment.
 measure() {
-  local verb=$1 wifi=$2 out ready figures tries
+  local verb=$1 wifi=$2 out ready figures
   shift 2
   out=$(laptop "$verb") || { echo "bench: laptop.sh $verb failed: $out" >&2; exit 1; }
   ready=${out##* at }
   laptop wait "$@" "$bound" >/dev/null || { echo "bench: $verb: not reached: $*" >&2; exit 1; }
-  # The log's queued writer may lag the radios by a moment: a few looks.
-  for ((tries = 0; tries < 50; tries++)); do
-    figures=$(laptop log 5000 | awk -v ready="$ready" -v wifi="$wifi" -f "$root/scripts/reaction.awk") ||
-      { echo "bench: laptop.sh log failed" >&2; exit 1; }
-    [ "$figures" != none ] && break
-    sleep 0.1
-  done
+  figures=$(reaction "$ready" "$wifi") || { echo "bench: laptop.sh log failed" >&2; exit 1; }
   [ "$figures" != none ] || { echo "bench: $verb at $ready: no Wi-Fi $wifi after an event in the log" >&2; exit 1; }
-  # "detection D service S platform P own O" -> "D S P O"
-  awk '{ print $2, $4, $6, $8 }' <<<"$figures"
+  # "WIFI detection D service S platform P own O" -> "D S P O"
+  awk '{ print $3, $5, $7, $9 }' <<<"$figures"
 }
 
 plugs=()

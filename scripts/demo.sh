@@ -27,16 +27,12 @@
 # Exit status: 0 when every step reached what it should, 1 otherwise.
 set -euo pipefail
 
-root=$(cd "$(dirname "$0")/.." && pwd)
-build=$(realpath -m "${TESSARINE_BUILD_DIR:-$root/build}")
-export TESSARINE_BUILD_DIR=$build
-export TESSARINE_LAPTOP_HOME=${TESSARINE_LAPTOP_HOME:-$build/laptop-demo}
+# shellcheck source=scripts/laptop/client.sh
+source "$(dirname "$0")/laptop/client.sh"
+own_laptop laptop-demo
 bound=30 # seconds the service gets to react to one step
 
-laptop() { bash "$root/scripts/laptop.sh" "$@"; }
-
-trap 'laptop down >/dev/null 2>&1 || true' EXIT
-laptop down >/dev/null # a demo killed outright may have left its laptop up
+down_now_and_at_exit
 
 timeline=()  # one printed line per step
 marks=()     # each step's start, as the log's timestamps write it
@@ -46,30 +42,19 @@ failures=0
 now_stamp() { date '+%Y/%m/%d %H:%M:%S.%3N'; }
 
 # wifi_reaction READY ON|OFF POLLED: how long the Wi-Fi set took from READY
-# by the log (scripts/reaction.awk); where the service set no Wi-Fi (the
-# user had it off), how long it took to handle the event; POLLED, the
-# wait's figure, when the log has neither. The log's writer may lag the
-# service by a moment: a few looks.
+# by the log; where the service set no Wi-Fi (the user had it off), how
+# long it took to handle the event; POLLED, the wait's figure, when the log
+# has neither.
 wifi_reaction() {
-  local figures tries log
-  for ((tries = 0; tries < 20; tries++)); do
-    log=$(laptop log 5000) || log=""
-    figures=$(awk -v ready="$1" -v wifi="$2" -f "$root/scripts/reaction.awk" <<<"$log") || figures=none
-    if [ "$figures" != none ]; then
-      # "detection D service S platform P own O"
-      read -r _ d _ s _ p _ o <<<"$figures"
-      echo "Wi-Fi $2 $((d + s)) ms after the wire (event +$d ms, set +$s ms: platform $p, own $o)"
-      return
-    fi
-    figures=$(awk -v ready="$1" -v wifi=none -f "$root/scripts/reaction.awk" <<<"$log") || figures=none
-    if [ "$figures" != none ]; then
-      read -r _ d _ s _ _ _ _ <<<"$figures"
-      echo "handled $((d + s)) ms after the wire, no Wi-Fi set (event +$d ms)"
-      return
-    fi
-    sleep 0.1
-  done
-  echo "$3 by polling (nothing timed in the log)"
+  local figures set d s p o
+  figures=$(reaction "$1" "$2" none) || figures=none
+  # "WIFI detection D service S platform P own O"
+  read -r set _ d _ s _ p _ o <<<"$figures"
+  case $figures in
+    none) echo "$3 by polling (nothing timed in the log)" ;;
+    "none "*) echo "handled $((d + s)) ms after the wire, no Wi-Fi set (event +$d ms)" ;;
+    *) echo "Wi-Fi $set $((d + s)) ms after the wire (event +$d ms, set +$s ms: platform $p, own $o)" ;;
+  esac
 }
 
 # step LABEL EXPECTED -- COMMAND...: runs the controller COMMAND, then waits

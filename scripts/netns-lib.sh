@@ -1,109 +1,79 @@
-# Sourced by netns-test.sh and bench-ethernet.sh: a network namespace of
-# the run's own with a Wine session of PREFIX started inside it, so that
-# Wine's IP Helper sees exactly the interfaces made there.
+# shellcheck shell=bash disable=SC2154 # ns, peers and prefix are the caller's
+# A network namespace with a Wine session of a prefix started inside it, so
+# that Wine's IP Helper sees exactly the interfaces made there: it answers
+# from a helper program that the session's first program starts, and the
+# namespace that helper runs in is the one every program of the session
+# sees. Shared by the simulated laptop (scripts/laptop/) and the runs of
+# netns-test.sh and bench-ethernet.sh (netns-run.sh). Sourcing it runs
+# nothing.
 #
-# Before sourcing, set: prefix (a Wine prefix of the caller's own), here
-# (the scripts folder), and a function fail MESSAGE. After sourcing: ns, the
-# namespace; in_ns COMMAND...; start_session / end_session; add_interface
-# NAME OUTSIDE-NAME; interface_index NAME; adapter_guid NAME. An EXIT trap
-# ends the session and removes both namespaces, whatever happened.
+# The caller sets ns (where Wine runs and the interfaces live), peers (the
+# namespace of the interfaces' other ends) and prefix. Descriptor 9 is the
+# caller's lock: it is closed in every program that may outlive the caller,
+# so that a session left by a killed run never holds it.
 #
-# Each interface is one end of a veth pair whose other end lives in a second
-# namespace of the run: inside the tested namespace it would be a second
-# Ethernet adapter, and in the machine's own namespace it would show up to
-# everything else that runs there.
+# Each interface is one end of a veth pair whose other end lives in peers:
+# inside ns it would be a second Ethernet adapter, and in the machine's own
+# namespace it would show up to everything else that runs there.
 
-[ "$(id -u)" -eq 0 ] || fail "ip netns needs root; run as root"
-command -v ip >/dev/null || fail "ip (iproute2) is not installed; run scripts/setup.sh"
-command -v wine >/dev/null || fail "wine is not installed; run scripts/setup.sh"
+in_ns() { ip netns exec "$ns" "$@" 9>&-; }
 
-export WINEPREFIX=$prefix
-export WINEDEBUG=-all
-export WINEDLLOVERRIDES="mscoree,mshtml="
-unset DISPLAY WAYLAND_DISPLAY
+ns_exists() { ip netns list | grep -qE "^$1( |$)"; }
 
-# One run at a time per prefix: a second would end the first one's session.
-# Every program the run starts gets the lock's descriptor closed (in_ns and
-# the session's first program), so that a session left by a killed run
-# does not hold the lock.
-mkdir -p "$(dirname "$prefix")"
-exec 8>"$prefix.netns.lock"
-flock -w 120 8 || fail "another run still holds $prefix.netns.lock after 120 s"
+# add_namespace NAME: a new namespace with its loopback up.
+add_namespace() { ip netns add "$1" && ip -n "$1" link set lo up; }
 
-# A run killed outright (a ctest timeout) leaves its namespaces behind:
-# remove those whose run has ended. Then end any session of this prefix
-# left by such a run, wherever it started.
-for stale in $(ip netns list 2>/dev/null | awk '{print $1}' | grep -E '^tessarine-netns-[0-9]+(-peer)?$' || true); do
-  pid=${stale#tessarine-netns-}
-  pid=${pid%-peer}
-  if ! kill -0 "$pid" 2>/dev/null; then
-    ip netns del "$stale" 2>/dev/null || true
-  fi
-done
-wineserver -k 2>/dev/null || true
-wineserver -w 2>/dev/null || true
-
-ns=tessarine-netns-$$         # where Wine runs and the tested interfaces live
-peers=tessarine-netns-$$-peer # the other ends of the veth pairs
-session=0
-
-cleanup() {
-  local status=$?
-  set +e
-  ((session)) && end_session
-  # Anything of the run still in the namespace would keep it alive.
+# remove_namespace NAME: the namespace, if it is there, and whatever still
+# runs in it (a process left there would keep it alive).
+remove_namespace() {
+  ns_exists "$1" || return 0
   local left
-  left=$(ip netns pids "$ns" 2>/dev/null)
-  if [ -n "$left" ]; then
-    echo "netns: ending processes left in $ns: $left" >&2
-    # shellcheck disable=SC2086
-    kill -KILL $left 2>/dev/null
-  fi
-  ip netns del "$ns" 2>/dev/null
-  ip netns del "$peers" 2>/dev/null
-  exit "$status"
+  left=$(ip netns pids "$1" 2>/dev/null || true)
+  # shellcheck disable=SC2086 # a list of process ids
+  [ -z "$left" ] || kill -KILL $left 2>/dev/null || true
+  ip netns del "$1"
 }
-trap cleanup EXIT
-trap 'exit 130' INT
-trap 'exit 143' TERM
 
-ip netns add "$ns" || fail "could not create network namespace $ns (ip netns needs root)"
-ip netns add "$peers" || fail "could not create network namespace $peers (ip netns needs root)"
-ip -n "$ns" link set lo up
-ip -n "$peers" link set lo up
+# add_veth NAME OUTSIDE: a veth pair, its end NAME in ns (still down), its
+# end OUTSIDE in peers, up.
+add_veth() {
+  ip -n "$peers" link add "$2" type veth peer name "$1" netns "$ns" &&
+    ip -n "$peers" link set "$2" up
+}
 
-in_ns() { ip netns exec "$ns" "$@" 8>&-; }
-
-# The prefix is created, if missing, inside the namespace too; wine-run.sh
-# waits for that first session to end.
-in_ns bash "$here/wine-run.sh" "$prefix"
-
-# Starts the prefix's persistent session inside the namespace. Its first
-# program starts the background programs, IP Helper's answerer among them:
-# detached from our output, whose pipe they would keep open.
+# Starts the prefix's persistent session inside ns. Its first program
+# starts the background programs, IP Helper's answerer among them: detached
+# from our output, whose pipe they would keep open.
 start_session() {
-  session=1
-  in_ns wineserver -p
-  setsid ip netns exec "$ns" wine cmd /c exit </dev/null >/dev/null 2>&1 8>&- || true
+  in_ns wineserver -p </dev/null >/dev/null 2>&1 || return 1
+  setsid ip netns exec "$ns" wine cmd /c exit </dev/null >/dev/null 2>&1 9>&- || true
 }
 
+# Every process of the prefix, wherever it runs: the Wine binaries (the
+# server and the programs) whose environment names the prefix. The
+# caller's own shells carry WINEPREFIX too, so the binary counts.
+prefix_pids() {
+  local exe pid
+  while IFS= read -r exe; do
+    pid=${exe#/proc/}
+    pid=${pid%/exe}
+    tr '\0' '\n' 2>/dev/null <"/proc/$pid/environ" | grep -qxF "WINEPREFIX=$prefix" && echo "$pid"
+  done < <(find /proc -mindepth 2 -maxdepth 2 -name exe -lname '*/wine*' 2>/dev/null)
+  return 0
+}
+
+# Ends the prefix's session, wherever it runs, and every program of it:
+# those still there after 5 s are killed.
 end_session() {
+  [ -d "$prefix" ] || return 0
   wineserver -k 2>/dev/null || true
-  wineserver -w 2>/dev/null || true
-  session=0
+  local tries left
+  for ((tries = 0; tries < 50; tries++)); do
+    [ -z "$(prefix_pids)" ] && return 0
+    sleep 0.1
+  done
+  left=$(prefix_pids)
+  # shellcheck disable=SC2086 # a list of process ids
+  [ -z "$left" ] || kill -KILL $left 2>/dev/null || true
+  return 0
 }
-
-# An interface NAME inside the namespace, up, as one end of a veth pair whose
-# other end (named after the run) stays in the peers' namespace.
-add_interface() {
-  local name=$1 outside=$2
-  ip -n "$peers" link add "$outside" type veth peer name "$name" netns "$ns"
-  ip -n "$peers" link set "$outside" up
-  ip -n "$ns" link set "$name" up
-}
-
-interface_index() { ip -n "$ns" -o link show dev "$1" | cut -d: -f1; }
-
-# The adapter name Wine gives the interface: its index in upper-case hex.
-adapter_guid() { printf '{%08X-0000-0000-0000-4E6574446576}' "$(interface_index "$1")"; }
-

@@ -36,8 +36,8 @@ fail() {
 
 [ -f "$probe" ] || fail "no probe program at $probe"
 
-# shellcheck source=netns-lib.sh
-. "$here/netns-lib.sh"
+# shellcheck source=scripts/netns-run.sh
+. "$here/netns-run.sh"
 
 ethernet=eth0
 vpn=VPN0

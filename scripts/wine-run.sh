@@ -9,10 +9,9 @@ set -euo pipefail
 
 prefix=$1
 shift
-export WINEPREFIX=$prefix
-export WINEDEBUG=-all
-export WINEDLLOVERRIDES="mscoree,mshtml="   # no Mono or Gecko install prompts
-unset DISPLAY WAYLAND_DISPLAY
+# shellcheck source=scripts/wine-env.sh
+. "$(dirname "${BASH_SOURCE[0]}")/wine-env.sh"
+wine_env "$prefix"
 
 if [ ! -f "$prefix/system.reg" ]; then
   mkdir -p "$(dirname "$prefix")"

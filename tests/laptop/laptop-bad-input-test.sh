@@ -14,8 +14,6 @@ set -euo pipefail
 # shellcheck source=tests/laptop/sim-lib.sh
 source "$(dirname "$0")/sim-lib.sh"
 
-sim_key='HKLM\SOFTWARE\Tessarine Simulation'
-
 # by_hand LABEL REG-ARGS...: a person's reg command in the laptop's session.
 by_hand() {
   local label=$1 out rc=0
@@ -39,17 +37,13 @@ state_says() {
 # timed LABEL WIFI VERB...: the verb says when the wire was ready or pulled;
 # the log times the Wi-Fi set (WIFI on or off) from that moment.
 timed() {
-  local label=$1 wifi=$2 out figures tries
+  local label=$1 wifi=$2 out figures
   shift 2
   out=$(laptop "$@" 2>&1) || { bad "$label: laptop.sh $*: $out"; return; }
   [[ $out == *" at "20[0-9][0-9]/[0-9][0-9]/[0-9][0-9]" "[0-9][0-9]:[0-9][0-9]:[0-9][0-9].[0-9][0-9][0-9] ]] ||
     { bad "$label: no moment in '$out'"; return; }
-  for ((tries = 0; tries < 100; tries++)); do
-    figures=$(laptop log 5000 | awk -v ready="${out##* at }" -v wifi="$wifi" -f "$root/scripts/reaction.awk") ||
-      figures="(laptop.sh log failed)"
-    [ "$figures" != none ] && break
-    sleep 0.1
-  done
+  figures=$(reaction "${out##* at }" "$wifi") || figures="(laptop.sh log failed)"
+  figures=${figures#"$wifi "}
   if [[ $figures =~ ^detection\ [0-9]+\ service\ [0-9]+\ platform\ [0-9]+\ own\ -?[0-9]+$ ]]; then
     ok "$label: the log times it: $figures (ms)"
   else
@@ -95,7 +89,6 @@ expect "PowerOnOff True" wlanpower True wifi on
 # ---- a wire deleted outside the controller --------------------------------------
 step "plug eth0" plug
 expect "plug: both radios off" wifi off wwan off
-ns=$(cat "$home/state/namespace")
 if ip -n "$ns" link del eth0; then ok "eth0 deleted outside the controller"; else bad "could not delete eth0"; fi
 # No controller's word for this: the simulated network list's settled poll
 # finds it (a read every 10 s, counted when a second read 1 s later agrees).

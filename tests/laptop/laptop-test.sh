@@ -11,27 +11,12 @@
 # happens. Needs root (ip netns): without it the test fails, it is not
 # skipped.
 set -euo pipefail
+# shellcheck source=tests/laptop/sim-lib.sh
+source "$(dirname "$0")/sim-lib.sh"
 
-if [ $# -ne 2 ]; then
-  echo "usage: $0 HOME BUILD" >&2
-  exit 2
-fi
-home=$(realpath -m "$1")
-export TESSARINE_BUILD_DIR
-TESSARINE_BUILD_DIR=$(realpath -m "$2")
-root=$(cd "$(dirname "$0")/../.." && pwd)
-export TESSARINE_LAPTOP_HOME=$home
-controller=$root/scripts/laptop.sh
-prefix=$home/prefix
-state=$home/state
-
-failures=0
-started=$SECONDS
 out=""
 err=""
 rc=0
-
-laptop() { bash "$controller" "$@"; }
 
 # run ARGS...: the controller, its stdout in $out, stderr in $err, exit code in $rc.
 run() {
@@ -43,12 +28,6 @@ run() {
   out=$(cat "$o")
   err=$(cat "$e")
   rm -f "$o" "$e"
-}
-
-ok() { echo "laptop-test: ok    $*"; }
-bad() {
-  echo "laptop-test: FAIL  $*"
-  failures=$((failures + 1))
 }
 
 # expect_ok LABEL ARGS...: exit 0, nothing on stderr.
@@ -113,22 +92,7 @@ log_has() {
   done
 }
 
-# The Wine binaries (server and programs) of the test's prefix.
-prefix_pids() {
-  local exe pid
-  while IFS= read -r exe; do
-    pid=${exe#/proc/}
-    pid=${pid%/exe}
-    tr '\0' '\n' 2>/dev/null <"/proc/$pid/environ" | grep -qxF "WINEPREFIX=$prefix" && echo "$pid"
-  done < <(find /proc -mindepth 2 -maxdepth 2 -name exe -lname '*/wine*' 2>/dev/null)
-  return 0
-}
-
-downed=0
-trap '((downed)) || laptop down >/dev/null 2>&1 || true' EXIT
-
-# A run killed outright may have left its laptop up.
-laptop down >/dev/null
+down_now_and_at_exit
 
 # ---- misuse before up --------------------------------------------------------
 expect_misuse "state before up" "not up" state
@@ -144,8 +108,8 @@ expect_misuse "firmware without a setting" "firmware: say wlan or wwan" firmware
 # A missing tool: the machine's programs without wine.
 nowine=$(mktemp -d)
 for tool in /usr/local/sbin/* /usr/local/bin/* /usr/sbin/* /usr/bin/* /sbin/* /bin/*; do
-  name=${tool##*/}
-  [[ $name == wine ]] || [ -e "$nowine/$name" ] || ln -s "$tool" "$nowine/$name"
+  program=${tool##*/}
+  [[ $program == wine ]] || [ -e "$nowine/$program" ] || ln -s "$tool" "$nowine/$program"
 done
 PATH=$nowine expect_misuse "wine missing" "^laptop.sh: wine is not installed \(run scripts/setup.sh\)$" state
 rm -rf "$nowine"
@@ -167,7 +131,6 @@ echo "laptop-test: up took $((SECONDS - t)) s: $(tail -n 1 <<<"$out")"
   echo "laptop-test: FAILED: up failed, nothing more to test" >&2
   exit 1
 }
-ns=$(cat "$state/namespace")
 expect_misuse "second up" "already up" up --no-build
 state_has "state: the service runs with the simulation's defaults and no wire" \
   "service Tessarine: RUNNING" "^  Wi-Fi radio +on$" "^  mobile radio +on$" "^  modem present +0x1 \(present\)$" \
@@ -221,8 +184,7 @@ expect_misuse "wwan without on or off" "wwan: say on or off" wwan
 expect_ok "airplane on" airplane on
 state_has "state: airplane mode on, the mobile radio off" "^  airplane mode +on \(0x1\)$" "^  mobile radio +off$"
 # Nonsense in the simulation's key shows as it is.
-WINEPREFIX=$prefix WINEDEBUG=-all ip netns exec "$ns" \
-  wine reg add 'HKLM\SOFTWARE\Tessarine Simulation' /v WifiRadio /d 'half on' /f </dev/null >/dev/null 2>&1
+wine_do 60 reg add "$sim_key" /v WifiRadio /d 'half on' /f >/dev/null
 state_has "state: nonsense shows as it is, with what the simulation makes of it" \
   "^  Wi-Fi radio +half on  <- not on or off: the simulated radio keeps its state$"
 
@@ -235,8 +197,7 @@ expect_misuse "pull a deleted wire" "eth1 is gone" pull --name eth1
 # ---- down --------------------------------------------------------------------
 t=$SECONDS
 expect_ok "down" down
-# shellcheck disable=SC2034 # read by the EXIT trap
-downed=1
+trap - EXIT
 echo "laptop-test: down took $((SECONDS - t)) s"
 if ip netns list | grep -qE "^$ns(-peer)?( |$)"; then bad "down left a namespace: $(ip netns list | grep "$ns")"; else ok "no namespace left"; fi
 if ip -o link show | grep -qE ": (eth1|peer[0-9]+)[@:]"; then bad "an interface of the laptop is in the machine's namespace"; else ok "no interface in the machine's namespace"; fi
@@ -247,5 +208,4 @@ expect_ok "down again" down
 grep -q "nothing was up" <<<"$out" || bad "a second down should say nothing was up: $out"
 expect_misuse "pull after down" "not up" pull
 
-echo "laptop-test: $failures failure(s) in $((SECONDS - started)) s"
-((failures == 0))
+finish

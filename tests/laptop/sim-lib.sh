@@ -1,43 +1,48 @@
-# Shared by the laptop's end-to-end tests with the simulated devices
-# (laptop-sim-test.sh, laptop-boot-test.sh, laptop-bad-input-test.sh):
-# sourced by a test called as `TEST.sh HOME BUILD` (HOME: a laptop home of
-# the test's own; BUILD: the tree holding Tessarine.exe and the simulation's
-# DLLs, nothing is built here), with the test's arguments. The radios are
-# read through the simulation's state (laptop.sh wait, one reg query per key
-# per poll), the persisted power status through the registry, the service's
-# progress through its log file; every wait has a bound. The controller's
-# verbs wait until the service is idle (laptop.sh idle) before they change
-# the laptop, and plug and pull until the service has handled what they
-# caused, so no step lands while the service still handles the last one.
-# An EXIT trap runs down whatever happens.
+# Shared by the laptop's end-to-end tests (laptop-test.sh, and with the
+# simulated devices laptop-sim-test.sh, laptop-boot-test.sh,
+# laptop-bad-input-test.sh): sourced by a test called as `TEST.sh HOME
+# BUILD` (HOME: a laptop home of the test's own; BUILD: the tree holding
+# Tessarine.exe and the simulation's DLLs, nothing is built here), with the
+# test's arguments. The laptop's names and looks come from the controller's
+# own scripts/laptop/lib.sh, driving it from scripts/laptop/client.sh. The
+# radios are read through the simulation's state (laptop.sh wait, one reg
+# query per key per poll), the persisted power status through the
+# registry, the service's progress through its log file; every wait has a
+# bound. The controller's verbs wait until the service is idle (laptop.sh
+# idle) before they change the laptop, and plug and pull until the service
+# has handled what they caused, so no step lands while the service still
+# handles the last one. An EXIT trap runs down whatever happens.
 # shellcheck shell=bash
 
 if [ $# -ne 2 ]; then
   echo "usage: $0 HOME BUILD" >&2
   exit 2
 fi
-home=$(realpath -m "$1")
-build=$(realpath -m "$2")
-root=$(cd "$(dirname "${BASH_SOURCE[0]}")/../.." && pwd)
-export TESSARINE_LAPTOP_HOME=$home TESSARINE_BUILD_DIR=$build
-controller=$root/scripts/laptop.sh
-prefix=$home/prefix
+export TESSARINE_LAPTOP_HOME TESSARINE_BUILD_DIR
+TESSARINE_LAPTOP_HOME=$(realpath -m "$1")
+TESSARINE_BUILD_DIR=$(realpath -m "$2")
+# shellcheck source=scripts/laptop/lib.sh
+source "$(dirname "${BASH_SOURCE[0]}")/../../scripts/laptop/lib.sh"
+# shellcheck source=scripts/laptop/client.sh
+source "$root/scripts/laptop/client.sh"
 name=${0##*/}
 name=${name%.sh}
 failures=0
 started=$SECONDS
 react=20 # seconds the service gets to react to one step
 
-laptop() { bash "$controller" "$@"; }
 ok() { echo "$name: ok    $*"; }
 bad() {
   echo "$name: FAIL  $*"
   failures=$((failures + 1))
 }
 
-log_file() {
-  find "$prefix"/drive_c/users -path '*/AppData/Roaming/zvrLog/Tessarine.log' 2>/dev/null | head -n 1
+# finish: the closing line (a pass is "0 failure(s)"); fails on a failure.
+finish() {
+  echo "$name: $failures failure(s) in $((SECONDS - started)) s"
+  ((failures == 0))
 }
+
 # log_lines: the log, with the newest rotated file before it (a line of
 # interest may have gone there).
 log_lines() {
@@ -127,26 +132,19 @@ wire_handled() {
 }
 
 # in_laptop PROGRAM ARGS...: a Windows program in the laptop's Wine session
-# (a person's command beside the controller), its output without carriage
-# returns, its exit status kept.
-in_laptop() {
-  local ns
-  ns=$(cat "$home/state/namespace")
-  WINEPREFIX=$prefix WINEDEBUG=-all ip netns exec "$ns" timeout 60 wine "$@" </dev/null 2>&1 | tr -d '\r'
-  return "${PIPESTATUS[0]}"
-}
+# (a person's command beside the controller).
+in_laptop() { wine_do 60 "$@"; }
 
 # registered: the simulated COM server holds the three classes.
 registered() {
   local class out
-  for class in '{DCB00C01-570F-4A9B-8D69-199FDBA5723B}' '{BDFEE05B-4418-11DD-90ED-001C257CCFF1}' \
-    '{4590F811-1D3A-11D0-891F-00AA004B2E24}'; do
+  for class in "${sim_classes[@]}"; do
     # An empty answer is Wine's reg failing to run at all (seen once under
     # load, with no text), not an answer about the key: asked again, bounded.
     local tries rc
     for ((tries = 0; tries < 3; tries++)); do
       rc=0
-      out=$(in_laptop reg query "HKLM\\Software\\Classes\\CLSID\\$class\\InprocServer32") || rc=$?
+      out=$(in_laptop reg query "$classes_key\\$class\\InprocServer32") || rc=$?
       [ -n "$out" ] && break
     done
     if grep -q 'TessarineSimDevices.dll' <<<"$out" && grep -q 'ThreadingModel.*Both' <<<"$out"; then
@@ -162,8 +160,7 @@ sim_up() {
     echo "$name: FAILED: the simulated devices are not built (targets sim_wlanapi, sim_comserver in $build)" >&2
     exit 1
   fi
-  trap 'laptop down >/dev/null 2>&1 || true' EXIT
-  laptop down >/dev/null # a run killed outright may have left its laptop up
+  down_now_and_at_exit
   local t=$SECONDS out rc=0
   out=$(laptop up --no-build 2>&1) || rc=$?
   if ((rc != 0)); then
@@ -176,8 +173,7 @@ sim_up() {
 
 # sim_down: down, then nothing of the laptop is left.
 sim_down() {
-  local out ns
-  ns=$(cat "$home/state/namespace" 2>/dev/null || echo none)
+  local out
   out=$(laptop down 2>&1) || bad "down: $out"
   trap - EXIT
   if ip netns list | grep -qE "^$ns(-peer)?( |$)"; then bad "down left a namespace"; else ok "down left no namespace"; fi
@@ -188,6 +184,5 @@ sim_down() {
   else
     ok "the prefix no longer names TessarineSimDevices.dll"
   fi
-  echo "$name: $failures failure(s) in $((SECONDS - started)) s"
-  ((failures == 0))
+  finish
 }
