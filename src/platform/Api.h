@@ -21,13 +21,14 @@
 namespace os {
 
 struct Api {
-    // Every timed pause of the product goes through this one function, so
-    // tests run in virtual time and can assert each pause.
+    // Every timed pause of the product goes through one of these two, so
+    // tests run in virtual time and can assert each pause: a sleep, or a wait
+    // with a time-out (Utils::UtilSleep pauses by waiting on an event that
+    // nobody signals). Infinite waits stay direct.
     decltype(&::Sleep) Sleep = ::Sleep;
+    decltype(&::WaitForSingleObject) WaitForSingleObject = ::WaitForSingleObject;
     // The monotonic clock of timed scopes.
     decltype(&::QueryUnbiasedInterruptTime) QueryUnbiasedInterruptTime = ::QueryUnbiasedInterruptTime;
-    // Waits with a time-out are timed pauses too; infinite waits stay direct.
-    decltype(&::WaitForSingleObject) WaitForSingleObject = ::WaitForSingleObject;
 
     // Log outputs that Wine does not keep: debugger output, and the folder of
     // the log files (so tests can take it away).
