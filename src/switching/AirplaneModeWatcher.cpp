@@ -30,7 +30,68 @@ namespace {
 constexpr REGSAM kWatchedKeyAccess = KEY_READ | KEY_WOW64_64KEY;
 constexpr DWORD kWatchFilter = REG_NOTIFY_CHANGE_NAME | REG_NOTIFY_CHANGE_LAST_SET;
 
+// One registry change, after the stop check: airplane mode on switches a
+// managed Wi-Fi radio off; airplane mode off without a wire puts the
+// managed radios back where the user had them.
+void FollowAirplaneMode(const OperationLog& op)
+{
+    // One reading per pass, so that switching off and the restore
+    // below never act on two different answers.
+    const bool airplaneMode = ServiceUtils::CheckAirplaneMode();
+    if (LanWlanSwitchingEnabled == 1 && airplaneMode) {
+        op.Log(LevelInformation, L"Airplane Mode ON , setting default");
+        const bool off = false;
+        const bool checkAirplaneMode = false;
+        ServiceUtils::SwitchWlanStatus(off, checkAirplaneMode);
+    }
+
+    int ethernetStatus = 0;
+    int ipNotAssigned = 0;
+    if (EthernetCheck::CheckEthernetConnectionStatusEx(&ethernetStatus, &ipNotAssigned) == 0) {
+        op.Log(LevelError, L"CheckEthernetConnectionStatusEx failed");
+        return;
+    }
+    if (ethernetStatus != 0 || airplaneMode)
+        return;
+
+    op.Log(LevelInformation, L"Airplane mode is OFF, ethernet not connected");
+    if (LanWlanSwitchingEnabled == 1) {
+        // A failed check leaves the radio counted as off, so the
+        // stored state decides.
+        bool wlanOn = false;
+        if (!ServiceUtils::CheckWlanStatus(wlanOn))
+            op.Log(LevelWarning, L"CheckWlanStatus failed");
+        if (wlanOn) {
+            op.Log(LevelInformation, L"WiFi already ON in Airplanemode, updating registry");
+            ServiceUtils::SetWlanPowerStatusInRegistry(true);
+        } else {
+            const ServiceUtils::StoredPowerStatus stored = ServiceUtils::ReadWlanPowerStatus();
+            op.Log(LevelInformation, L"Previous WLAN Power Status in registry = %s", stored.text.c_str());
+            const bool wanted = stored.IsOn();
+            // The text names the registry writer, but what follows is
+            // a switch; the text is kept as the service has logged it.
+            op.Log(LevelInformation, L"Setting SetWlanPowerStatusInRegistry with value = %d", wanted);
+            const bool checkAirplaneMode = true;
+            ServiceUtils::SwitchWlanStatus(wanted, checkAirplaneMode);
+        }
+    }
+    if (LanWwanSwitchingEnabled == 1)
+        CMainService::UpdateWwanPowerStatus();
+}
+
 } // namespace
+
+HANDLE CMainService::WatcherEvent(const FunctionLog& log)
+{
+    // OnStop may have found no event to signal when the constructor could
+    // not create it; the watcher tries again here.
+    std::lock_guard<std::mutex> lock(m_watcherEventLock);
+    if (m_hAirplaneWatcherEvent == nullptr)
+        m_hAirplaneWatcherEvent = os::api().CreateEventW(nullptr, TRUE, FALSE, kAirplaneWatcherEventName);
+    if (m_hAirplaneWatcherEvent == nullptr)
+        log.Log(LevelError, L"CreateEvent (AirPlaneWatcherEvent) failed with error %d", GetLastError());
+    return m_hAirplaneWatcherEvent;
+}
 
 void CMainService::AirplaneModeWatcher()
 {
@@ -47,20 +108,9 @@ void CMainService::AirplaneModeWatcher()
                 ERROR_SUCCESS)
                 continue;
 
-            // OnStop may have found no event to signal when the constructor
-            // could not create it; the watcher tries again here.
-            HANDLE event = nullptr;
-            {
-                std::lock_guard<std::mutex> lock(m_watcherEventLock);
-                if (m_hAirplaneWatcherEvent == nullptr)
-                    m_hAirplaneWatcherEvent =
-                        os::api().CreateEventW(nullptr, TRUE, FALSE, kAirplaneWatcherEventName);
-                event = m_hAirplaneWatcherEvent;
-                if (event == nullptr) {
-                    op.Log(LevelError, L"CreateEvent (AirPlaneWatcherEvent) failed with error %d", GetLastError());
-                    continue;
-                }
-            }
+            const HANDLE event = WatcherEvent(op);
+            if (event == nullptr)
+                continue;
 
             // The watcher never resets the event itself, but arming the
             // notification does (on Windows and in Wine): a signal OnStop gave
@@ -84,48 +134,7 @@ void CMainService::AirplaneModeWatcher()
             }
             op.Log(LevelInformation, L"AirplaneModeWatcher - Registry Change Event Triggered");
 
-            // One reading per pass, so that switching off and the restore
-            // below never act on two different answers.
-            const bool airplaneMode = ServiceUtils::CheckAirplaneMode();
-            if (LanWlanSwitchingEnabled == 1 && airplaneMode) {
-                op.Log(LevelInformation, L"Airplane Mode ON , setting default");
-                const bool off = false;
-                const bool checkAirplaneMode = false;
-                ServiceUtils::SwitchWlanStatus(off, checkAirplaneMode);
-            }
-
-            int ethernetStatus = 0;
-            int ipNotAssigned = 0;
-            if (EthernetCheck::CheckEthernetConnectionStatusEx(&ethernetStatus, &ipNotAssigned) == 0) {
-                op.Log(LevelError, L"CheckEthernetConnectionStatusEx failed");
-                continue;
-            }
-            if (ethernetStatus != 0 || airplaneMode)
-                continue;
-
-            op.Log(LevelInformation, L"Airplane mode is OFF, ethernet not connected");
-            if (LanWlanSwitchingEnabled == 1) {
-                // A failed check leaves the radio counted as off, so the
-                // stored state decides.
-                bool wlanOn = false;
-                if (!ServiceUtils::CheckWlanStatus(wlanOn))
-                    op.Log(LevelWarning, L"CheckWlanStatus failed");
-                if (wlanOn) {
-                    op.Log(LevelInformation, L"WiFi already ON in Airplanemode, updating registry");
-                    ServiceUtils::SetWlanPowerStatusInRegistry(true);
-                } else {
-                    const ServiceUtils::StoredPowerStatus stored = ServiceUtils::ReadWlanPowerStatus();
-                    op.Log(LevelInformation, L"Previous WLAN Power Status in registry = %s", stored.text.c_str());
-                    const bool wanted = stored.IsOn();
-                    // The text names the registry writer, but what follows is
-                    // a switch; the text is kept as the service has logged it.
-                    op.Log(LevelInformation, L"Setting SetWlanPowerStatusInRegistry with value = %d", wanted);
-                    const bool checkAirplaneMode = true;
-                    ServiceUtils::SwitchWlanStatus(wanted, checkAirplaneMode);
-                }
-            }
-            if (LanWwanSwitchingEnabled == 1)
-                UpdateWwanPowerStatus();
+            FollowAirplaneMode(op);
         }
     } catch (...) {
         op.Log(LevelError, L"An unknown error occurred");

@@ -151,6 +151,10 @@ private:
     enum class StartUpEnd { Completed, EndedEarly, Stopping };
     StartUpEnd RunStartUpSteps(const QX::Shared::OperationLog& op);
 
+    // The watcher's event, created again when it is missing (logged when
+    // that fails too); taken under m_watcherEventLock.
+    HANDLE WatcherEvent(const QX::Shared::FunctionLog& log);
+
     struct WorkItemCall;
     static DWORD WINAPI WorkItemTrampoline(LPVOID context);
     void WorkItemEnded();

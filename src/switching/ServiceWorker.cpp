@@ -35,6 +35,52 @@ bool CreateManager(const FunctionLog& log, REFCLSID clsid, REFIID iid, os::ComPt
     return true;
 }
 
+// The Wi-Fi side of the start-up: with the firmware's switching allowed,
+// off while a wire is up, else (and without it) the stored state.
+void DecideWlanAtStartUp(const FunctionLog& op)
+{
+    const bool switchOff = false;
+    const bool checkAirplaneMode = true;
+    if (!LanWlanSwitchingEnabled) {
+        op.Log(LevelInformation, L"LAN WLAN Auto Switching is disabled in BIOS. Restoring previous WLAN Status.");
+        CMainService::UpdateWlanPowerStatus();
+    } else {
+        op.Log(LevelInformation, L"Checking Ethernet connection status...");
+        int ethernetConnected = 0;
+        if (!EthernetCheck::CheckEthernetConnectionStatusEx(&ethernetConnected, nullptr)) {
+            op.Log(LevelError, L"CheckEthernetConnectionStatusEx failed");
+        } else if (ethernetConnected) {
+            op.Log(LevelInformation, L"LAN connection available when service start. Stopping WLAN service...");
+            ServiceUtils::SwitchWlanStatus(switchOff, checkAirplaneMode);
+        } else {
+            CMainService::UpdateWlanPowerStatus();
+        }
+    }
+}
+
+// The mobile-broadband side: unlike the Wi-Fi side, no "Checking" line, and
+// a line of its own when no wired link is up.
+void DecideWwanAtStartUp(const FunctionLog& op)
+{
+    if (!LanWwanSwitchingEnabled) {
+        op.Log(LevelInformation, L"LAN WWAN Auto Switching is disabled in BIOS.Restoring previous WWAN Status.");
+        CMainService::UpdateWwanPowerStatus();
+    } else {
+        int ethernetConnected = 0;
+        if (!EthernetCheck::CheckEthernetConnectionStatusEx(&ethernetConnected, nullptr)) {
+            op.Log(LevelError, L"CheckEthernetConnectionStatusEx failed");
+        } else if (ethernetConnected) {
+            op.Log(LevelInformation, L"LAN connection available when service start. Stopping WWAN service...");
+            bool off = false;
+            bool check = true;
+            ServiceUtils::SwitchWwanStatus(off, check);
+        } else {
+            op.Log(LevelInformation, L"LAN connection not available when service start. starting WWAN service...");
+            CMainService::UpdateWwanPowerStatus();
+        }
+    }
+}
+
 } // namespace
 
 void CMainService::ServiceWorkerThread()
@@ -118,23 +164,7 @@ CMainService::StartUpEnd CMainService::RunStartUpSteps(const OperationLog& op)
     // The Wi-Fi side.
     if (stopping())
         return StartUpEnd::Stopping;
-    const bool switchOff = false;
-    const bool checkAirplaneMode = true;
-    if (!LanWlanSwitchingEnabled) {
-        op.Log(LevelInformation, L"LAN WLAN Auto Switching is disabled in BIOS. Restoring previous WLAN Status.");
-        UpdateWlanPowerStatus();
-    } else {
-        op.Log(LevelInformation, L"Checking Ethernet connection status...");
-        int ethernetConnected = 0;
-        if (!EthernetCheck::CheckEthernetConnectionStatusEx(&ethernetConnected, nullptr)) {
-            op.Log(LevelError, L"CheckEthernetConnectionStatusEx failed");
-        } else if (ethernetConnected) {
-            op.Log(LevelInformation, L"LAN connection available when service start. Stopping WLAN service...");
-            ServiceUtils::SwitchWlanStatus(switchOff, checkAirplaneMode);
-        } else {
-            UpdateWlanPowerStatus();
-        }
-    }
+    DecideWlanAtStartUp(op);
 
     {
         const std::lock_guard<std::mutex> lock(m_stopLock);
@@ -177,26 +207,9 @@ CMainService::StartUpEnd CMainService::RunStartUpSteps(const OperationLog& op)
         ListenForWwanEvents();
     }
 
-    // The mobile-broadband side: unlike the Wi-Fi side, no "Checking" line,
-    // and a line of its own when no wired link is up.
+    // The mobile-broadband side.
     if (stopping())
         return StartUpEnd::Stopping;
-    if (!LanWwanSwitchingEnabled) {
-        op.Log(LevelInformation, L"LAN WWAN Auto Switching is disabled in BIOS.Restoring previous WWAN Status.");
-        UpdateWwanPowerStatus();
-    } else {
-        int ethernetConnected = 0;
-        if (!EthernetCheck::CheckEthernetConnectionStatusEx(&ethernetConnected, nullptr)) {
-            op.Log(LevelError, L"CheckEthernetConnectionStatusEx failed");
-        } else if (ethernetConnected) {
-            op.Log(LevelInformation, L"LAN connection available when service start. Stopping WWAN service...");
-            bool off = false;
-            bool check = true;
-            ServiceUtils::SwitchWwanStatus(off, check);
-        } else {
-            op.Log(LevelInformation, L"LAN connection not available when service start. starting WWAN service...");
-            UpdateWwanPowerStatus();
-        }
-    }
+    DecideWwanAtStartUp(op);
     return StartUpEnd::Completed;
 }
