@@ -89,6 +89,50 @@ bool OpenFirstInterface(const FunctionLog& log, os::UniqueWlanClient& client,
     return true;
 }
 
+// The set passes: up to kLastSetPass + 1 passes of one set per PHY, each
+// failing pass followed by its pause. True when a pass set every PHY. A
+// success that came only in the last pass sets the time-out latch as well
+// (the adapter needed all the time there was); an earlier one clears it.
+bool SetEveryPhy(const FunctionLog& log, HANDLE client, const GUID& interfaceGuid, WLAN_PHY_RADIO_STATE& request,
+                 DWORD phys, bool wanted)
+{
+    bool success = false;
+    int lastPass = 0;
+    for (int pass = 0; pass <= kLastSetPass; ++pass) {
+        lastPass = pass;
+        DWORD setPhys = 0;
+        for (DWORD phy = 0; phy < phys; ++phy) {
+            request.dwPhyIndex = phy;
+            const DWORD setError = os::api().WlanSetInterface(client, &interfaceGuid,
+                                                              wlan_intf_opcode_radio_state, sizeof(request),
+                                                              &request, nullptr);
+            if (setError != ERROR_SUCCESS) {
+                log.Log(LevelError, L"Set WLAN state failed!err is %d", setError);
+            } else {
+                log.Log(LevelInformation, L"Set WLAN state %d for PHY %d success",
+                       static_cast<int>(request.dot11SoftwareRadioState), static_cast<int>(phy));
+                ++setPhys;
+            }
+        }
+        if (setPhys == phys) {
+            my_service_turnonoff_wifi = wanted;
+            success = true;
+            break;
+        }
+        log.Log(LevelWarning, L"Could not Set WLAN state in all PHYs. So retrying in count = %d", pass);
+        os::api().Sleep(kSetPassPause);
+    }
+    // Success that came only in the last pass sets the latch as well:
+    // the adapter needed all the time there was.
+    if (lastPass < kLastSetPass) {
+        my_setwifitimeout = false;
+    } else {
+        log.Log(LevelError, L"WlanSetInterface failed");
+        my_setwifitimeout = true;
+    }
+    return success;
+}
+
 } // namespace
 
 bool PhysAreOn(const WLAN_RADIO_STATE& radioState, const FunctionLog& log)
@@ -209,40 +253,8 @@ bool SwitchWlanStatus(const bool& wanted, const bool& checkAirplaneMode)
         } else {
             op.Log(LevelInformation, L"The number of supported PHY types : %u",
                    capability.get()->dwNumberOfSupportedPhys);
-            const DWORD phys = PhysInCapability(*capability.get());
-            int lastPass = 0;
-            for (int pass = 0; pass <= kLastSetPass; ++pass) {
-                lastPass = pass;
-                DWORD setPhys = 0;
-                for (DWORD phy = 0; phy < phys; ++phy) {
-                    request.dwPhyIndex = phy;
-                    const DWORD setError = os::api().WlanSetInterface(client.get(), &interfaceGuid,
-                                                                      wlan_intf_opcode_radio_state, sizeof(request),
-                                                                      &request, nullptr);
-                    if (setError != ERROR_SUCCESS) {
-                        op.Log(LevelError, L"Set WLAN state failed!err is %d", setError);
-                    } else {
-                        op.Log(LevelInformation, L"Set WLAN state %d for PHY %d success",
-                               static_cast<int>(request.dot11SoftwareRadioState), static_cast<int>(phy));
-                        ++setPhys;
-                    }
-                }
-                if (setPhys == phys) {
-                    my_service_turnonoff_wifi = wanted;
-                    success = true;
-                    break;
-                }
-                op.Log(LevelWarning, L"Could not Set WLAN state in all PHYs. So retrying in count = %d", pass);
-                os::api().Sleep(kSetPassPause);
-            }
-            // Success that came only in the last pass sets the latch as well:
-            // the adapter needed all the time there was.
-            if (lastPass < kLastSetPass) {
-                my_setwifitimeout = false;
-            } else {
-                op.Log(LevelError, L"WlanSetInterface failed");
-                my_setwifitimeout = true;
-            }
+            success = SetEveryPhy(op, client.get(), interfaceGuid, request, PhysInCapability(*capability.get()),
+                                  wanted);
         }
 
         if (success) {
