@@ -12,7 +12,7 @@
 // serialises the calls of its objects itself.
 #pragma once
 
-#include "fakes/FirmwareWmi.h"
+#include "models/FirmwareWmi.h"
 
 #include <mutex>
 

@@ -26,7 +26,7 @@
 // it, never the other way round.
 #pragma once
 
-#include "fakes/MobileBroadbandModel.h"
+#include "models/MobileBroadbandModel.h"
 #include "sim/SimulationState.h"
 
 #include <memory>

@@ -35,7 +35,7 @@
 // like the model, live until the process ends.
 #pragma once
 
-#include "fakes/NetworkListModel.h"
+#include "models/NetworkListModel.h"
 #include "sim/SimulationState.h"
 
 #include <winsock2.h>

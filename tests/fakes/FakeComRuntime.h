@@ -4,7 +4,7 @@
 // gone after the call), and fails where a test says.
 #pragma once
 
-#include "fakes/Journal.h"
+#include "models/Journal.h"
 #include "platform/Api.h"
 
 #include <vector>

@@ -1,6 +1,6 @@
 #include "fakes/Laptop.h"
 
-#include "fakes/Adapters.h"
+#include "models/Adapters.h"
 #include "fakes/FreshSwitchingState.h"
 #include "state/RegistryPaths.h"
 #include "state/ServiceNames.h"

@@ -20,17 +20,17 @@
 #pragma once
 
 #include "fakes/FakeEventLog.h"
-#include "fakes/FakeIpHelper.h"
 #include "fakes/FakeScm.h"
 #include "fakes/FakeServiceDispatcher.h"
 #include "fakes/FakeThreadPool.h"
-#include "fakes/FakeWlanClient.h"
-#include "fakes/FirmwareWmi.h"
 #include "fakes/MachineState.h"
-#include "fakes/MobileBroadbandModel.h"
-#include "fakes/NetworkListModel.h"
 #include "fakes/RecordingListener.h"
 #include "fakes/VirtualClock.h"
+#include "models/FakeIpHelper.h"
+#include "models/FakeWlanClient.h"
+#include "models/FirmwareWmi.h"
+#include "models/MobileBroadbandModel.h"
+#include "models/NetworkListModel.h"
 #include "platform/Api.h"
 
 #include <atomic>

@@ -1,7 +1,7 @@
-#include "fakes/MobileBroadbandModel.h"
+#include "models/MobileBroadbandModel.h"
 
-#include "fakes/FakeComTexts.h"
-#include "fakes/FakeMbnInterface.h"
+#include "models/FakeComTexts.h"
+#include "models/FakeMbnInterface.h"
 
 #include <oleauto.h>
 

@@ -20,8 +20,8 @@
 // done. Objects must not outlive the model.
 #pragma once
 
-#include "fakes/CountedCom.h"
-#include "fakes/Journal.h"
+#include "models/CountedCom.h"
+#include "models/Journal.h"
 #include "platform/Api.h"
 
 #include <wbemcli.h>

@@ -1,6 +1,6 @@
-#include "fakes/NetworkListModel.h"
+#include "models/NetworkListModel.h"
 
-#include "fakes/FakeComTexts.h"
+#include "models/FakeComTexts.h"
 
 #include <algorithm>
 

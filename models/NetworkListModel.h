@@ -16,9 +16,9 @@
 // and the n-th Advise can be made to fail.
 #pragma once
 
-#include "fakes/CountedCom.h"
-#include "fakes/Journal.h"
-#include "fakes/OwnThreads.h"
+#include "models/CountedCom.h"
+#include "models/Journal.h"
+#include "models/OwnThreads.h"
 
 #include <netlistmgr.h>
 #include <ocidl.h>

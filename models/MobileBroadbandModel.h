@@ -8,9 +8,9 @@
 // released; every call is journalled. Safe for calls from several threads.
 #pragma once
 
-#include "fakes/CountedCom.h"
-#include "fakes/Journal.h"
-#include "fakes/OwnThreads.h"
+#include "models/CountedCom.h"
+#include "models/Journal.h"
+#include "models/OwnThreads.h"
 #include "platform/MbnApi.h"
 
 #include <olectl.h>

@@ -1,4 +1,4 @@
-#include "fakes/FirmwareWmi.h"
+#include "models/FirmwareWmi.h"
 
 #include "platform/ComError.h"
 
