@@ -292,6 +292,16 @@ std::vector<ULONG> NetworkListModel::NextRequests() const
     return m_nextRequests;
 }
 
+NetworkListModel::NetworkListModel(Journal* journal)
+    : m_journal(journal),
+      m_class(CLSID_NetworkListManager, [this](IUnknown** created) {
+          fakes::Note(m_journal, "CoCreateInstance NetworkListManager");
+          *created = NewManager();
+          return S_OK;
+      })
+{
+}
+
 INetworkListManager* NetworkListModel::NewManager() { return new ModelManager(*this); }
 
 NetworkListModel::~NetworkListModel()
