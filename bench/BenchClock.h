@@ -28,7 +28,10 @@ inline int64_t Ticks()
     return static_cast<int64_t>(now.QuadPart);
 }
 
-inline double TicksToSeconds(int64_t ticks) { return static_cast<double>(ticks) / static_cast<double>(TicksPerSecond()); }
+inline double TicksToSeconds(int64_t ticks)
+{
+    return static_cast<double>(ticks) / static_cast<double>(TicksPerSecond());
+}
 inline double TicksToNanoseconds(int64_t ticks) { return TicksToSeconds(ticks) * 1e9; }
 
 // The value at `fraction` (0.5: the median) of the sorted samples; 0 for none.
@@ -54,4 +57,4 @@ inline double Largest(const std::vector<double>& samples)
     return samples.empty() ? 0.0 : *std::max_element(samples.begin(), samples.end());
 }
 
-} // namespace bench
+}  // namespace bench

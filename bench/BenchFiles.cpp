@@ -25,14 +25,14 @@ bool IsLogFileOf(const std::wstring& name, const std::wstring& stem)
     return std::all_of(rest.begin() + 1, rest.end() - 4, [](wchar_t c) { return std::iswdigit(c) != 0; });
 }
 
-} // namespace
+}  // namespace
 
 std::vector<std::wstring> LogFilesOf(const std::wstring& stem)
 {
     std::vector<std::wstring> names = fakes::LogFileNames(stem);  // sorted
-    names.erase(std::remove_if(names.begin(), names.end(),
-                               [&](const std::wstring& name) { return !IsLogFileOf(name, stem); }),
-                names.end());
+    names.erase(
+        std::remove_if(names.begin(), names.end(), [&](const std::wstring& name) { return !IsLogFileOf(name, stem); }),
+        names.end());
     return names;
 }
 
@@ -47,8 +47,9 @@ void DeleteLogFilesOf(const std::wstring& stem)
 
 size_t CountLines(const std::wstring& path)
 {
-    os::UniqueFileHandle file(CreateFileW(path.c_str(), GENERIC_READ, FILE_SHARE_READ | FILE_SHARE_WRITE | FILE_SHARE_DELETE,
-                                          nullptr, OPEN_EXISTING, FILE_FLAG_SEQUENTIAL_SCAN, nullptr));
+    os::UniqueFileHandle file(CreateFileW(path.c_str(), GENERIC_READ,
+                                          FILE_SHARE_READ | FILE_SHARE_WRITE | FILE_SHARE_DELETE, nullptr,
+                                          OPEN_EXISTING, FILE_FLAG_SEQUENTIAL_SCAN, nullptr));
     if (!file)
         return 0;
     std::vector<char> buffer(1 << 20);
@@ -67,4 +68,4 @@ size_t CountLinesOf(const std::wstring& stem)
     return lines;
 }
 
-} // namespace bench
+}  // namespace bench

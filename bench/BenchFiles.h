@@ -18,4 +18,4 @@ size_t CountLines(const std::wstring& path);
 // The lines of "<stem>.log" and its older files together.
 size_t CountLinesOf(const std::wstring& stem);
 
-} // namespace bench
+}  // namespace bench

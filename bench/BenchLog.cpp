@@ -15,4 +15,4 @@ void DrainLog()
         Sleep(10);
 }
 
-} // namespace bench
+}  // namespace bench

@@ -8,4 +8,4 @@ namespace bench {
 // with an empty queue.
 void DrainLog();
 
-} // namespace bench
+}  // namespace bench

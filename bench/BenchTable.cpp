@@ -15,18 +15,16 @@ std::wstring Number(double value, int decimals) { return os::FormatString(L"%.*f
 
 std::wstring Range(const Figure& figure)
 {
-    return Number(Smallest(figure.samples), figure.decimals) + L" .. " + Number(Largest(figure.samples), figure.decimals);
+    return Number(Smallest(figure.samples), figure.decimals) + L" .. " +
+           Number(Largest(figure.samples), figure.decimals);
 }
 
 std::wstring Target(const Figure& figure)
 {
     switch (figure.goal) {
-    case Figure::Goal::AtMost:
-        return L"<= " + Number(figure.target, 0);
-    case Figure::Goal::AtLeast:
-        return L">= " + Number(figure.target, 0);
-    case Figure::Goal::None:
-        break;
+    case Figure::Goal::AtMost: return L"<= " + Number(figure.target, 0);
+    case Figure::Goal::AtLeast: return L">= " + Number(figure.target, 0);
+    case Figure::Goal::None: break;
     }
     return L"-";
 }
@@ -40,19 +38,16 @@ std::wstring Verdict(const Figure& figure)
 
 std::wstring Rule(size_t width) { return std::wstring(width, L'-'); }
 
-} // namespace
+}  // namespace
 
 double Figure::Value() const { return Median(samples); }
 
 bool Figure::Met() const
 {
     switch (goal) {
-    case Goal::AtMost:
-        return Value() <= target;
-    case Goal::AtLeast:
-        return Value() >= target;
-    case Goal::None:
-        break;
+    case Goal::AtMost: return Value() <= target;
+    case Goal::AtLeast: return Value() >= target;
+    case Goal::None: break;
     }
     return true;
 }
@@ -76,4 +71,4 @@ void PrintTable(const std::vector<Figure>& figures)
     os::Print(L"%d of %d targets met\n", met, withTarget);
 }
 
-} // namespace bench
+}  // namespace bench

@@ -25,4 +25,4 @@ struct Figure {
 // were met.
 void PrintTable(const std::vector<Figure>& figures);
 
-} // namespace bench
+}  // namespace bench

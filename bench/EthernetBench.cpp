@@ -109,7 +109,7 @@ void AddFigures(std::vector<bench::Figure>& table, const std::wstring& name, con
         std::fputws(os::FormatString(L"%s: %d tests failed\n", name.c_str(), figures.failures).c_str(), stdout);
 }
 
-} // namespace
+}  // namespace
 
 int wmain(int argc, wchar_t* argv[])
 {

@@ -213,7 +213,8 @@ double GetLineHeldNanoseconds()
 double DirectLinesPerSecond()
 {
     bench::DeleteLogFilesOf(kDirectStem);
-    auto logger = LoggerWith(CqxLogListenerFile::CreateForTesting(false, QX::Shared::LevelTraceIn, FileName(kDirectStem)));
+    auto logger =
+        LoggerWith(CqxLogListenerFile::CreateForTesting(false, QX::Shared::LevelTraceIn, FileName(kDirectStem)));
     if (logger->FileListener() == nullptr || logger->FileListener()->GetType() != CqxLogListener::TypeFileDirect)
         Note(L"direct file listener: the listener does not write directly (policy?)");
 
@@ -278,7 +279,8 @@ QueuedFigures Queued()
 
 std::string Utf8(const std::wstring& text)
 {
-    const int length = WideCharToMultiByte(CP_UTF8, 0, text.data(), static_cast<int>(text.size()), nullptr, 0, nullptr, nullptr);
+    const int length =
+        WideCharToMultiByte(CP_UTF8, 0, text.data(), static_cast<int>(text.size()), nullptr, 0, nullptr, nullptr);
     std::string bytes(static_cast<size_t>(length), '\0');
     WideCharToMultiByte(CP_UTF8, 0, text.data(), static_cast<int>(text.size()), &bytes[0], length, nullptr, nullptr);
     return bytes;
@@ -335,7 +337,8 @@ double RecordsLostAtExit()
     STARTUPINFOW startup = {};
     startup.cb = sizeof(startup);
     PROCESS_INFORMATION process = {};
-    if (!CreateProcessW(self.data(), &commandLine[0], nullptr, nullptr, FALSE, 0, nullptr, nullptr, &startup, &process)) {
+    if (!CreateProcessW(self.data(), &commandLine[0], nullptr, nullptr, FALSE, 0, nullptr, nullptr, &startup,
+                        &process)) {
         Note(os::FormatString(L"exit: CreateProcessW failed with %lu", GetLastError()));
         return kFileRecords;
     }
@@ -366,12 +369,13 @@ std::vector<double> Ratios(const std::vector<double>& values, const std::vector<
 
 int RunBenchmark()
 {
-    os::Print(L"Logging benchmark: median of %d runs; file figures over %d records of a %Iu-character message\n",
-              kRuns, kFileRecords, kMessage100.size());
+    os::Print(L"Logging benchmark: median of %d runs; file figures over %d records of a %Iu-character message\n", kRuns,
+              kFileRecords, kMessage100.size());
     os::Print(L"log folder %s, performance counter %I64d ticks/s\n\n", fakes::LogFolder().c_str(),
               bench::TicksPerSecond());
 
-    std::vector<double> filtered, accepted, getLine, getLineHeld, direct, queuedMedian, queuedP99, queuedRate, fwriteRate, lost;
+    std::vector<double> filtered, accepted, getLine, getLineHeld, direct, queuedMedian, queuedP99, queuedRate,
+        fwriteRate, lost;
     for (int run = 1; run <= kRuns; ++run) {
         os::Print(L"run %d of %d ...", run, kRuns);
         filtered.push_back(FilteredCallNanoseconds());
@@ -414,7 +418,7 @@ int RunBenchmark()
     return 0;
 }
 
-} // namespace
+}  // namespace
 
 int wmain(int argc, wchar_t* argv[])
 {

@@ -53,8 +53,8 @@ LSTATUS WINAPI CountedOpen(HKEY key, LPCWSTR subKey, DWORD options, REGSAM acces
     return g_open(key, subKey, options, access, result);
 }
 
-LSTATUS WINAPI CountedCreate(HKEY key, LPCWSTR subKey, DWORD reserved, LPWSTR className, DWORD options,
-                             REGSAM access, LPSECURITY_ATTRIBUTES security, PHKEY result, LPDWORD disposition)
+LSTATUS WINAPI CountedCreate(HKEY key, LPCWSTR subKey, DWORD reserved, LPWSTR className, DWORD options, REGSAM access,
+                             LPSECURITY_ATTRIBUTES security, PHKEY result, LPDWORD disposition)
 {
     ++g_registryAccesses;
     return g_create(key, subKey, reserved, className, options, access, security, result, disposition);
@@ -182,8 +182,7 @@ std::vector<double> ThreadStartMicroseconds()
         std::vector<double> starts;
         for (int i = 0; i < kPairsPerRun; ++i) {
             const int64_t start = bench::Ticks();
-            const auto thread =
-                reinterpret_cast<HANDLE>(_beginthreadex(nullptr, 0, &EmptyThread, nullptr, 0, nullptr));
+            const auto thread = reinterpret_cast<HANDLE>(_beginthreadex(nullptr, 0, &EmptyThread, nullptr, 0, nullptr));
             if (thread != nullptr) {
                 WaitForSingleObject(thread, INFINITE);
                 CloseHandle(thread);
@@ -222,7 +221,7 @@ std::vector<double> Scaled(const std::vector<double>& samples, double factor)
     return result;
 }
 
-} // namespace
+}  // namespace
 
 int wmain()
 {
@@ -253,8 +252,7 @@ int wmain()
                 stdout);
     std::fputws(os::FormatString(L"Log records: %Iu per plug, %Iu per pull; registry accesses: %.1f per plug, %.1f "
                                  L"per pull\n",
-                                 plugRecords.size(), pullRecords.size(), logged.accessesPerPlug,
-                                 logged.accessesPerPull)
+                                 plugRecords.size(), pullRecords.size(), logged.accessesPerPlug, logged.accessesPerPull)
                     .c_str(),
                 stdout);
     const int failures = laptop.failures + logged.failures + silent.failures;

@@ -20,7 +20,7 @@ inline AdapterDescription Adapter(UINT type, std::string name, std::string descr
 }
 
 inline AdapterDescription Ethernet(std::string description, std::string address,
-                                          std::string name = "{11111111-2222-3333-4444-555555555555}")
+                                   std::string name = "{11111111-2222-3333-4444-555555555555}")
 {
     return Adapter(MIB_IF_TYPE_ETHERNET, std::move(name), std::move(description), std::move(address));
 }
@@ -42,4 +42,4 @@ inline AdapterDescription WirelessAdapter()
                    "10.0.0.7");
 }
 
-} // namespace fakes
+}  // namespace fakes

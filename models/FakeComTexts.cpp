@@ -112,4 +112,4 @@ void WINAPI FakeComTexts::SysFreeString(BSTR text)
     ::SysFreeString(text);
 }
 
-} // namespace fakes
+}  // namespace fakes

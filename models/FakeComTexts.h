@@ -56,4 +56,4 @@ private:
     int m_iidTextCalls = 0;
 };
 
-} // namespace fakes
+}  // namespace fakes

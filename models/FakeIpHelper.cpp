@@ -26,7 +26,7 @@ char* Take(char*& free, size_t bytes)
     return taken;
 }
 
-} // namespace
+}  // namespace
 
 FakeIpHelper* FakeIpHelper::s_current = nullptr;
 
@@ -189,4 +189,4 @@ ULONG WINAPI FakeIpHelper::GetAdaptersAddresses(ULONG, ULONG, PVOID, PIP_ADAPTER
     return ERROR_SUCCESS;
 }
 
-} // namespace fakes
+}  // namespace fakes

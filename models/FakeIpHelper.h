@@ -58,8 +58,8 @@ public:
 
 private:
     static ULONG WINAPI GetAdaptersInfo(PIP_ADAPTER_INFO buffer, PULONG length);
-    static ULONG WINAPI GetAdaptersAddresses(ULONG family, ULONG flags, PVOID reserved,
-                                             PIP_ADAPTER_ADDRESSES buffer, PULONG length);
+    static ULONG WINAPI GetAdaptersAddresses(ULONG family, ULONG flags, PVOID reserved, PIP_ADAPTER_ADDRESSES buffer,
+                                             PULONG length);
     static ULONG AddressesLengthOf(const std::vector<AdapterDescription>& adapters);
 
     static FakeIpHelper* s_current;
@@ -75,4 +75,4 @@ private:
     std::vector<ULONG> m_addressesLengths;
 };
 
-} // namespace fakes
+}  // namespace fakes

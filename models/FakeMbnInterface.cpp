@@ -30,4 +30,4 @@ SAFEARRAY* MakeInterfaceArray(const std::vector<IMbnInterface*>& interfaces, LON
     return array;
 }
 
-} // namespace fakes
+}  // namespace fakes

@@ -39,4 +39,4 @@ private:
 // with SafeArrayDestroy.
 SAFEARRAY* MakeInterfaceArray(const std::vector<IMbnInterface*>& interfaces, LONG lowerBound = 0);
 
-} // namespace fakes
+}  // namespace fakes

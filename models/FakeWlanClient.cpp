@@ -168,10 +168,7 @@ void FakeWlanClient::NetworkAvailable(size_t interfaceIndex)
     NotifyLocked(m_interfaces.at(interfaceIndex), WLAN_NOTIFICATION_SOURCE_ACM, kAcmNetworkAvailable, nullptr);
 }
 
-bool FakeWlanClient::WaitForNotifications(std::chrono::milliseconds bound)
-{
-    return m_notifications.WaitForAll(bound);
-}
+bool FakeWlanClient::WaitForNotifications(std::chrono::milliseconds bound) { return m_notifications.WaitForAll(bound); }
 
 void FakeWlanClient::NotifyLocked(const Interface& adapter, DWORD source, DWORD code,
                                   const WLAN_PHY_RADIO_STATE* radioState)
@@ -306,8 +303,8 @@ DWORD WINAPI FakeWlanClient::WlanOpenHandle(DWORD version, PVOID, PDWORD negotia
     if (const DWORD error = self.FailureLocked(Failure::OpenHandle))
         return error;
     *negotiated = 2;
-    const HANDLE handle = reinterpret_cast<HANDLE>(reinterpret_cast<uintptr_t>(kClientHandle)
-                                                   + kHandleStep * self.m_opens++);
+    const HANDLE handle =
+        reinterpret_cast<HANDLE>(reinterpret_cast<uintptr_t>(kClientHandle) + kHandleStep * self.m_opens++);
     self.m_openHandles[handle] = 1;
     *client = handle;
     return ERROR_SUCCESS;
@@ -319,9 +316,9 @@ DWORD WINAPI FakeWlanClient::WlanRegisterNotification(HANDLE client, DWORD sourc
 {
     FakeWlanClient& self = *s_current;
     std::lock_guard<std::mutex> lock(self.m_lock);
-    self.NoteLocked("WlanRegisterNotification " + std::to_string(sources) + " " + std::to_string(ignoreDuplicate)
-                    + (callback ? " callback" : " none") + (context ? " context" : "") + (reserved ? " reserved" : "")
-                    + (previous ? " previous" : ""));
+    self.NoteLocked("WlanRegisterNotification " + std::to_string(sources) + " " + std::to_string(ignoreDuplicate) +
+                    (callback ? " callback" : " none") + (context ? " context" : "") + (reserved ? " reserved" : "") +
+                    (previous ? " previous" : ""));
     self.registeredCallback = callback;
     self.registeredHandle = client;
     const DWORD error = self.FailureLocked(Failure::RegisterNotification);
@@ -388,8 +385,8 @@ DWORD WINAPI FakeWlanClient::WlanQueryInterface(HANDLE, const GUID* guid, WLAN_I
     state->dwNumberOfPhys = self.ReportedPhysLocked(*adapter);
     for (size_t index = 0; index < adapter->phys.size() && index < WLAN_MAX_PHY_INDEX; ++index) {
         state->PhyRadioState[index].dwPhyIndex = static_cast<DWORD>(index);
-        state->PhyRadioState[index].dot11SoftwareRadioState
-            = static_cast<DOT11_RADIO_STATE>(adapter->phys[index].softwareState);
+        state->PhyRadioState[index].dot11SoftwareRadioState =
+            static_cast<DOT11_RADIO_STATE>(adapter->phys[index].softwareState);
         state->PhyRadioState[index].dot11HardwareRadioState = dot11_radio_state_on;
     }
     *dataSize = sizeof(WLAN_RADIO_STATE);
@@ -413,8 +410,8 @@ DWORD WINAPI FakeWlanClient::WlanGetInterfaceCapability(HANDLE, const GUID* guid
     const Interface* adapter = self.FindLocked(guid);
     if (adapter == nullptr)
         return ERROR_NOT_FOUND;
-    auto* result = static_cast<PWLAN_INTERFACE_CAPABILITY>(
-        self.AllocateLocked(sizeof(WLAN_INTERFACE_CAPABILITY), "capability"));
+    auto* result =
+        static_cast<PWLAN_INTERFACE_CAPABILITY>(self.AllocateLocked(sizeof(WLAN_INTERFACE_CAPABILITY), "capability"));
     result->interfaceType = wlan_interface_type_native_802_11;
     result->bDot11DSupported = FALSE;
     result->dwMaxDesiredSsidListSize = 1;

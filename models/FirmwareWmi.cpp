@@ -270,8 +270,7 @@ public:
     }
     HRESULT STDMETHODCALLTYPE CancelAsyncCall(IWbemObjectSink*) override { return WBEM_E_NOT_SUPPORTED; }
     HRESULT STDMETHODCALLTYPE QueryObjectSink(LONG, IWbemObjectSink**) override { return WBEM_E_NOT_SUPPORTED; }
-    HRESULT STDMETHODCALLTYPE GetObject(const BSTR, LONG, IWbemContext*, IWbemClassObject**,
-                                        IWbemCallResult**) override
+    HRESULT STDMETHODCALLTYPE GetObject(const BSTR, LONG, IWbemContext*, IWbemClassObject**, IWbemCallResult**) override
     {
         return WBEM_E_NOT_SUPPORTED;
     }
@@ -371,8 +370,8 @@ public:
     }
 
     HRESULT STDMETHODCALLTYPE ConnectServer(const BSTR resource, const BSTR user, const BSTR password,
-                                            const BSTR locale, LONG flags, const BSTR authority,
-                                            IWbemContext* context, IWbemServices** services) override
+                                            const BSTR locale, LONG flags, const BSTR authority, IWbemContext* context,
+                                            IWbemServices** services) override
     {
         FirmwareWmi::Connection connection;
         connection.resource = resource ? std::wstring(resource, SysStringLen(resource)) : L"";
@@ -386,13 +385,12 @@ private:
     FirmwareWmi& m_model;
 };
 
-} // namespace
+}  // namespace
 
 FirmwareWmi* FirmwareWmi::s_current = nullptr;
 
 FirmwareWmi::FirmwareWmi(std::vector<FirmwareSetting> settings, Journal* journal)
-    : m_journal(journal),
-      m_settings(std::move(settings)),
+    : m_journal(journal), m_settings(std::move(settings)),
       m_class(CLSID_WbemLocator, [this](IUnknown** created) { return MakeLocator(created); })
 {
     s_current = this;
@@ -536,4 +534,4 @@ HRESULT WINAPI FirmwareWmi::CoSetProxyBlanket(IUnknown* proxy, DWORD authenticat
     return self.FailureOf(Failure::ProxyBlanket);
 }
 
-} // namespace fakes
+}  // namespace fakes

@@ -39,12 +39,12 @@ namespace fakes {
 
 // One property of a setting object as Get hands it out.
 struct WmiValue {
-    std::wstring text;           // VT_BSTR
-    VARTYPE type = VT_BSTR;      // any VARIANT type; unknown ones are handed out as they are
+    std::wstring text;       // VT_BSTR
+    VARTYPE type = VT_BSTR;  // any VARIANT type; unknown ones are handed out as they are
     CIMTYPE cimType = CIM_STRING;
-    LONG number = 0;             // VT_I4, VT_BOOL (non-zero = VARIANT_TRUE)
+    LONG number = 0;  // VT_I4, VT_BOOL (non-zero = VARIANT_TRUE)
     HRESULT getResult = WBEM_S_NO_ERROR;
-    bool throws = false;         // Get throws os::ComError(getResult)
+    bool throws = false;  // Get throws os::ComError(getResult)
 };
 
 WmiValue StringValue(std::wstring text);
@@ -77,7 +77,7 @@ struct FirmwareSetting {
 struct NextStep {
     enum class Kind { Objects, Result, Throw };
     Kind kind = Kind::Objects;
-    ULONG count = 0;     // Objects: how many of the class's next settings (at most the asked)
+    ULONG count = 0;  // Objects: how many of the class's next settings (at most the asked)
     HRESULT result = S_OK;
 
     // `count` settings with `result` (S_OK, WBEM_S_FALSE, WBEM_S_TIMEDOUT...).
@@ -208,4 +208,4 @@ private:
     ComClass m_class;
 };
 
-} // namespace fakes
+}  // namespace fakes

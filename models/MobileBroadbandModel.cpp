@@ -62,7 +62,10 @@ public:
         return S_OK;
     }
     HRESULT STDMETHODCALLTYPE GetConnectionPointContainer(IConnectionPointContainer**) override { return E_NOTIMPL; }
-    HRESULT STDMETHODCALLTYPE Advise(IUnknown* sink, DWORD* cookie) override { return m_model.AdviseSink(sink, cookie); }
+    HRESULT STDMETHODCALLTYPE Advise(IUnknown* sink, DWORD* cookie) override
+    {
+        return m_model.AdviseSink(sink, cookie);
+    }
     HRESULT STDMETHODCALLTYPE Unadvise(DWORD cookie) override { return m_model.UnadviseSink(cookie); }
     HRESULT STDMETHODCALLTYPE EnumConnections(IEnumConnections**) override { return E_NOTIMPL; }
 
@@ -139,11 +142,10 @@ private:
     MobileBroadbandModel& m_model;
 };
 
-} // namespace
+}  // namespace
 
 MobileBroadbandModel::MobileBroadbandModel(Journal* journal)
-    : m_journal(journal),
-      m_class(CLSID_MbnInterfaceManager, [this](IUnknown** created) {
+    : m_journal(journal), m_class(CLSID_MbnInterfaceManager, [this](IUnknown** created) {
           fakes::Note(m_journal, "CoCreateInstance MbnInterfaceManager");
           if (const HRESULT failure = Failing(Failure::CreateManager))
               return failure;
@@ -390,4 +392,4 @@ size_t MobileBroadbandModel::Deliver(ULONG requestId, HRESULT status)
     });
 }
 
-} // namespace fakes
+}  // namespace fakes

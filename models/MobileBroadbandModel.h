@@ -134,4 +134,4 @@ private:
     ComClass m_class;
 };
 
-} // namespace fakes
+}  // namespace fakes

@@ -24,8 +24,7 @@ std::string EventInterfaceName(REFIID iid)
 
 class ModelConnectionPoint : public CountedObject<IConnectionPoint> {
 public:
-    ModelConnectionPoint(NetworkListModel& model, IID iid)
-        : CountedObject(model.Ledger()), m_model(model), m_iid(iid)
+    ModelConnectionPoint(NetworkListModel& model, IID iid) : CountedObject(model.Ledger()), m_model(model), m_iid(iid)
     {
     }
     HRESULT STDMETHODCALLTYPE GetConnectionInterface(IID* iid) override
@@ -86,10 +85,7 @@ public:
     HRESULT STDMETHODCALLTYPE GetNetworkId(GUID*) override { return E_NOTIMPL; }
     HRESULT STDMETHODCALLTYPE GetDomainType(NLM_DOMAIN_TYPE*) override { return E_NOTIMPL; }
     HRESULT STDMETHODCALLTYPE GetNetworkConnections(IEnumNetworkConnections**) override { return E_NOTIMPL; }
-    HRESULT STDMETHODCALLTYPE GetTimeCreatedAndConnected(DWORD*, DWORD*, DWORD*, DWORD*) override
-    {
-        return E_NOTIMPL;
-    }
+    HRESULT STDMETHODCALLTYPE GetTimeCreatedAndConnected(DWORD*, DWORD*, DWORD*, DWORD*) override { return E_NOTIMPL; }
     HRESULT STDMETHODCALLTYPE get_IsConnectedToInternet(VARIANT_BOOL*) override { return E_NOTIMPL; }
     HRESULT STDMETHODCALLTYPE get_IsConnected(VARIANT_BOOL*) override { return E_NOTIMPL; }
     HRESULT STDMETHODCALLTYPE GetConnectivity(NLM_CONNECTIVITY*) override { return E_NOTIMPL; }
@@ -231,7 +227,7 @@ private:
     NetworkListModel& m_model;
 };
 
-} // namespace
+}  // namespace
 
 void NetworkListModel::AddConnection(ConnectionDescription connection)
 {
@@ -293,8 +289,7 @@ std::vector<ULONG> NetworkListModel::NextRequests() const
 }
 
 NetworkListModel::NetworkListModel(Journal* journal)
-    : m_journal(journal),
-      m_class(CLSID_NetworkListManager, [this](IUnknown** created) {
+    : m_journal(journal), m_class(CLSID_NetworkListManager, [this](IUnknown** created) {
           fakes::Note(m_journal, "CoCreateInstance NetworkListManager");
           *created = NewManager();
           return S_OK;
@@ -401,7 +396,7 @@ std::vector<Interface*> TakeSinks(std::mutex& lock, std::map<std::string, std::m
     return sinks;
 }
 
-} // namespace
+}  // namespace
 
 void NetworkListModel::DeliverConnectivityChanged(NLM_CONNECTIVITY connectivity)
 {
@@ -440,9 +435,8 @@ void NetworkListModel::Deliver(std::function<void()> delivery)
     auto timed = [this, delivery = std::move(delivery)] {
         const auto start = std::chrono::steady_clock::now();
         delivery();
-        m_lastDeliveryTime = std::chrono::duration_cast<std::chrono::nanoseconds>(
-                                 std::chrono::steady_clock::now() - start)
-                                 .count();
+        m_lastDeliveryTime =
+            std::chrono::duration_cast<std::chrono::nanoseconds>(std::chrono::steady_clock::now() - start).count();
     };
     if (m_ownThreads)
         m_deliveries.Start(std::move(timed));
@@ -450,9 +444,6 @@ void NetworkListModel::Deliver(std::function<void()> delivery)
         timed();
 }
 
-bool NetworkListModel::WaitForDeliveries(std::chrono::milliseconds bound)
-{
-    return m_deliveries.WaitForAll(bound);
-}
+bool NetworkListModel::WaitForDeliveries(std::chrono::milliseconds bound) { return m_deliveries.WaitForAll(bound); }
 
-} // namespace fakes
+}  // namespace fakes

@@ -142,4 +142,4 @@ private:
     ComClass m_class;
 };
 
-} // namespace fakes
+}  // namespace fakes

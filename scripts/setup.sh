@@ -10,6 +10,7 @@ packages=(
   cmake ninja-build            # build
   googletest                   # gtest/gmock sources, cross-compiled with the tests
   file                         # reports the PE format in the checks
+  clang-format                 # the format check of our C++ (scripts/check-format.sh)
   iproute2                     # ip netns: the network tests' own namespaces (tests/netns)
 )
 

@@ -6,6 +6,7 @@ cd "$(dirname "$0")/.."
 
 bash scripts/setup.sh
 bash scripts/check-layers.sh
+bash scripts/check-format.sh
 cmake --preset default
 cmake --build --preset default
 

@@ -48,8 +48,7 @@ bool OpenState(REGSAM access, Key& key, const wchar_t* path = kStateKey)
 bool CreateState(Key& key, const wchar_t* path = kStateKey)
 {
     return RegCreateKeyExW(HKEY_LOCAL_MACHINE, path, 0, nullptr, REG_OPTION_NON_VOLATILE,
-                           KEY_QUERY_VALUE | KEY_SET_VALUE | kView, nullptr, key.put(), nullptr)
-        == ERROR_SUCCESS;
+                           KEY_QUERY_VALUE | KEY_SET_VALUE | kView, nullptr, key.put(), nullptr) == ERROR_SUCCESS;
 }
 
 std::optional<std::wstring> ReadText(const wchar_t* name)
@@ -60,8 +59,8 @@ std::optional<std::wstring> ReadText(const wchar_t* name)
     wchar_t buffer[kMaxTextChars + 1] = {};
     DWORD type = 0;
     DWORD size = kMaxTextChars * sizeof(wchar_t);
-    if (RegQueryValueExW(key.get(), name, nullptr, &type, reinterpret_cast<BYTE*>(buffer), &size) != ERROR_SUCCESS
-        || type != REG_SZ)
+    if (RegQueryValueExW(key.get(), name, nullptr, &type, reinterpret_cast<BYTE*>(buffer), &size) != ERROR_SUCCESS ||
+        type != REG_SZ)
         return std::nullopt;
     std::wstring text(buffer, size / sizeof(wchar_t));
     // The stored terminator, if any, is not part of the text.
@@ -78,8 +77,8 @@ std::optional<DWORD> ReadNumber(const wchar_t* name, const wchar_t* path = kStat
     DWORD value = 0;
     DWORD type = 0;
     DWORD size = sizeof(value);
-    if (RegQueryValueExW(key.get(), name, nullptr, &type, reinterpret_cast<BYTE*>(&value), &size) != ERROR_SUCCESS
-        || type != REG_DWORD || size != sizeof(value))
+    if (RegQueryValueExW(key.get(), name, nullptr, &type, reinterpret_cast<BYTE*>(&value), &size) != ERROR_SUCCESS ||
+        type != REG_DWORD || size != sizeof(value))
         return std::nullopt;
     return value;
 }
@@ -92,8 +91,8 @@ bool WriteText(const wchar_t* name, const std::wstring& text)
     if (!CreateState(key))
         return false;
     const DWORD size = static_cast<DWORD>((text.size() + 1) * sizeof(wchar_t));
-    return RegSetValueExW(key.get(), name, 0, REG_SZ, reinterpret_cast<const BYTE*>(text.c_str()), size)
-        == ERROR_SUCCESS;
+    return RegSetValueExW(key.get(), name, 0, REG_SZ, reinterpret_cast<const BYTE*>(text.c_str()), size) ==
+           ERROR_SUCCESS;
 }
 
 bool WriteNumber(const wchar_t* name, DWORD value, const wchar_t* path = kStateKey)
@@ -103,8 +102,8 @@ bool WriteNumber(const wchar_t* name, DWORD value, const wchar_t* path = kStateK
     Key key;
     if (!CreateState(key, path))
         return false;
-    return RegSetValueExW(key.get(), name, 0, REG_DWORD, reinterpret_cast<const BYTE*>(&value), sizeof(value))
-        == ERROR_SUCCESS;
+    return RegSetValueExW(key.get(), name, 0, REG_DWORD, reinterpret_cast<const BYTE*>(&value), sizeof(value)) ==
+           ERROR_SUCCESS;
 }
 
 bool SameLetters(const std::wstring& text, const wchar_t* expected)
@@ -141,7 +140,7 @@ const wchar_t* FirmwareValueName(FirmwareSetting setting)
     return setting == FirmwareSetting::LanWlanSwitching ? kFirmwareLanWlanValue : kFirmwareLanWwanValue;
 }
 
-} // namespace
+}  // namespace
 
 Radio ReadWifiRadio() { return ReadRadio(kWifiRadioValue); }
 Radio ReadMobileBroadbandRadio() { return ReadRadio(kMobileBroadbandRadioValue); }
@@ -214,7 +213,8 @@ namespace {
 
 DWORD WINAPI WatchThread(void* parameter)
 {
-    std::shared_ptr<StateWatcher::Shared> shared(std::move(*static_cast<std::shared_ptr<StateWatcher::Shared>*>(parameter)));
+    std::shared_ptr<StateWatcher::Shared> shared(
+        std::move(*static_cast<std::shared_ptr<StateWatcher::Shared>*>(parameter)));
     delete static_cast<std::shared_ptr<StateWatcher::Shared>*>(parameter);
     shared->Run();
     return 0;
@@ -241,7 +241,7 @@ bool ArmState(Key& state, HANDLE event)
     return false;
 }
 
-} // namespace
+}  // namespace
 
 // Two watches: the state key's values, and SOFTWARE's subkeys for the key
 // coming and going. Wine (8.0) does not signal a watched key's own watch
@@ -255,9 +255,10 @@ void StateWatcher::Shared::Run()
     HANDLE parentChanged = CreateEventW(nullptr, FALSE, FALSE, nullptr);
     Key parent;
     Key state;
-    const bool parentArmed = stateChanged != nullptr && parentChanged != nullptr
-        && RegOpenKeyExW(HKEY_LOCAL_MACHINE, kParentKey, 0, KEY_NOTIFY | kView, parent.put()) == ERROR_SUCCESS
-        && Arm(parent.get(), parentChanged, kSubkeysChange);
+    const bool parentArmed =
+        stateChanged != nullptr && parentChanged != nullptr &&
+        RegOpenKeyExW(HKEY_LOCAL_MACHINE, kParentKey, 0, KEY_NOTIFY | kView, parent.put()) == ERROR_SUCCESS &&
+        Arm(parent.get(), parentChanged, kSubkeysChange);
     if (parentArmed)
         ArmState(state, stateChanged);
     armed = parentArmed;
@@ -281,10 +282,9 @@ void StateWatcher::Shared::Run()
             Key probe;
             const bool exists = OpenState(KEY_QUERY_VALUE, probe);
             DWORD values = 0;
-            const bool live = state
-                && RegQueryInfoKeyW(state.get(), nullptr, nullptr, nullptr, nullptr, nullptr, nullptr, &values,
-                                    nullptr, nullptr, nullptr, nullptr)
-                       == ERROR_SUCCESS;
+            const bool live =
+                state && RegQueryInfoKeyW(state.get(), nullptr, nullptr, nullptr, nullptr, nullptr, nullptr, &values,
+                                          nullptr, nullptr, nullptr, nullptr) == ERROR_SUCCESS;
             const bool had = static_cast<bool>(state);
             if (exists == had && exists == live)
                 continue;  // another subkey of SOFTWARE
@@ -373,4 +373,4 @@ bool StateWatcher::Stop()
     return ended;
 }
 
-} // namespace sim
+}  // namespace sim

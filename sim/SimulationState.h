@@ -152,4 +152,4 @@ private:
     HANDLE m_thread = nullptr;
 };
 
-} // namespace sim
+}  // namespace sim

@@ -72,7 +72,7 @@ ClassFactory s_networkListFactory(CLSID_NetworkListManager, &ReadyNetworkList);
 ClassFactory s_mbnFactory(CLSID_MbnInterfaceManager, &ReadyModem);
 ClassFactory s_wbemFactory(CLSID_WbemLocator, &ReadyFirmware);
 
-} // namespace
+}  // namespace
 
 // Nothing to do at attach or detach (see the file's comment).
 BOOL WINAPI DllMain(HINSTANCE, DWORD, LPVOID) { return TRUE; }
@@ -121,4 +121,4 @@ void WINAPI SetSettledPollForTesting(DWORD interval, DWORD settle)
     }
 }
 
-} // extern "C"
+}  // extern "C"

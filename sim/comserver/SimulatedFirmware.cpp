@@ -19,4 +19,4 @@ void SimulatedFirmware::ReadSettings()
                    ReadFirmwareSetting(FirmwareSetting::LanWwanSwitching).value_or(kDefaultValue));
 }
 
-} // namespace sim
+}  // namespace sim

@@ -39,4 +39,4 @@ private:
     fakes::FirmwareWmi m_wmi;
 };
 
-} // namespace sim
+}  // namespace sim

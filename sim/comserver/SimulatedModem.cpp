@@ -6,7 +6,7 @@ namespace {
 
 MBN_RADIO ToMbn(Radio radio) { return radio == Radio::Off ? MBN_RADIO_OFF : MBN_RADIO_ON; }
 
-} // namespace
+}  // namespace
 
 SimulatedModem& SimulatedModem::Get()
 {
@@ -69,4 +69,4 @@ void SimulatedModem::OnStateChanged(StateWatcher::Change)
         m_model.SwitchByUser(ToMbn(stored), m_nextUserRequest++);
 }
 
-} // namespace sim
+}  // namespace sim

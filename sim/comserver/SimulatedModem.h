@@ -66,4 +66,4 @@ private:
     std::unique_ptr<StateWatcher> m_watcher;
 };
 
-} // namespace sim
+}  // namespace sim

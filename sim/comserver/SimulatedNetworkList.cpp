@@ -37,7 +37,7 @@ ULONG FirstIpv4(const IP_ADAPTER_ADDRESSES& adapter)
     return 0;
 }
 
-} // namespace
+}  // namespace
 
 std::vector<AdapterView> EthernetAdapters(const IP_ADAPTER_ADDRESSES* first)
 {
@@ -300,4 +300,4 @@ void SimulatedNetworkList::Handled()
     WriteCounter(kNetworkEventsHandledValue, m_handled, kNetworkListKey);
 }
 
-} // namespace sim
+}  // namespace sim

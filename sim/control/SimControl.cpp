@@ -85,10 +85,10 @@ std::string Wire()
     // A network list whose process has ended takes no word; one that has
     // not said which process it is in (its key deleted by hand) may.
     const std::optional<DWORD> process = sim::ReadCounter(sim::kNetworkListProcessValue, sim::kNetworkListKey);
-    const bool seen = (!process || ProcessRuns(*process))
-        && sim::WaitForState(
-               [next] { return sim::ReadCounter(sim::kWireChangeSeenValue, sim::kNetworkListKey) == next; }, kSeenBound,
-               sim::kNetworkListKey);
+    const bool seen =
+        (!process || ProcessRuns(*process)) &&
+        sim::WaitForState([next] { return sim::ReadCounter(sim::kWireChangeSeenValue, sim::kNetworkListKey) == next; },
+                          kSeenBound, sim::kNetworkListKey);
     if (!seen)
         return "wire " + std::to_string(next) + " unseen";
     return "wire " + std::to_string(next) + " seen " + CountText(ReadCounts());
@@ -139,15 +139,15 @@ bool WriteAll(HANDLE output, const std::string& text)
     size_t done = 0;
     while (done < text.size()) {
         DWORD written = 0;
-        if (!WriteFile(output, text.data() + done, static_cast<DWORD>(text.size() - done), &written, nullptr)
-            || written == 0)
+        if (!WriteFile(output, text.data() + done, static_cast<DWORD>(text.size() - done), &written, nullptr) ||
+            written == 0)
             return false;
         done += written;
     }
     return true;
 }
 
-} // namespace
+}  // namespace
 
 int main()
 {

@@ -6,7 +6,7 @@ namespace {
 
 constexpr size_t kInterface = 0;
 
-} // namespace
+}  // namespace
 
 SimulatedAdapter& SimulatedAdapter::Get()
 {
@@ -28,8 +28,8 @@ SimulatedAdapter::SimulatedAdapter()
 {
     const Radio stored = ReadWifiRadio();
     m_known = stored == Radio::Unknown ? Radio::On : stored;
-    m_client.AddInterface(kDescription, kPhys, m_known == Radio::On ? fakes::FakeWlanClient::kOn
-                                                                     : fakes::FakeWlanClient::kOff);
+    m_client.AddInterface(kDescription, kPhys,
+                          m_known == Radio::On ? fakes::FakeWlanClient::kOn : fakes::FakeWlanClient::kOff);
     m_client.NotifyChanges();
     if (stored == Radio::Unknown)
         WriteWifiRadio(m_known);
@@ -87,4 +87,4 @@ Radio SimulatedAdapter::ModelRadio() const
     return allOn ? Radio::On : allOff ? Radio::Off : Radio::Unknown;
 }
 
-} // namespace sim
+}  // namespace sim

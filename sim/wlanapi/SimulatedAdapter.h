@@ -70,4 +70,4 @@ private:
     std::unique_ptr<StateWatcher> m_watcher;
 };
 
-} // namespace sim
+}  // namespace sim

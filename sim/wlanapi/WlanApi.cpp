@@ -27,7 +27,7 @@ os::Api& Model()
     return os::api();
 }
 
-} // namespace
+}  // namespace
 
 // Nothing to do at attach or detach: the adapter and its threads are made on
 // first use, never under the loader lock, and live until the process ends
@@ -36,8 +36,7 @@ BOOL WINAPI DllMain(HINSTANCE, DWORD, LPVOID) { return TRUE; }
 
 extern "C" {
 
-DWORD WINAPI WlanOpenHandle(DWORD dwClientVersion, PVOID pReserved, PDWORD pdwNegotiatedVersion,
-                            PHANDLE phClientHandle)
+DWORD WINAPI WlanOpenHandle(DWORD dwClientVersion, PVOID pReserved, PDWORD pdwNegotiatedVersion, PHANDLE phClientHandle)
 {
     return Guarded(
         [&] { return Model().WlanOpenHandle(dwClientVersion, pReserved, pdwNegotiatedVersion, phClientHandle); });
@@ -49,8 +48,8 @@ DWORD WINAPI WlanCloseHandle(HANDLE hClientHandle, PVOID pReserved)
 }
 
 DWORD WINAPI WlanRegisterNotification(HANDLE hClientHandle, DWORD dwNotifSource, WINBOOL bIgnoreDuplicate,
-                                      WLAN_NOTIFICATION_CALLBACK funcCallback, PVOID pCallbackContext,
-                                      PVOID pReserved, PDWORD pdwPrevNotifSource)
+                                      WLAN_NOTIFICATION_CALLBACK funcCallback, PVOID pCallbackContext, PVOID pReserved,
+                                      PDWORD pdwPrevNotifSource)
 {
     return Guarded([&] {
         return Model().WlanRegisterNotification(hClientHandle, dwNotifSource, bIgnoreDuplicate, funcCallback,
@@ -97,4 +96,4 @@ VOID WINAPI WlanFreeMemory(PVOID pMemory)
     });
 }
 
-} // extern "C"
+}  // extern "C"

@@ -74,7 +74,7 @@ void RunAsService()
     service->~CMainService();
 }
 
-} // namespace
+}  // namespace
 
 int RunCommandLine(int argc, wchar_t* argv[])
 {

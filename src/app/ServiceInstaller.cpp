@@ -16,10 +16,10 @@ constexpr DWORD kPathCharacters = MAX_PATH;
 constexpr DWORD kQuotedPathCharacters = MAX_PATH + 2;
 constexpr DWORD kStopPollMilliseconds = 1000;
 
-} // namespace
+}  // namespace
 
-void InstallService(const wchar_t* serviceName, const wchar_t* displayName, const wchar_t* description,
-                    DWORD startType, const wchar_t* dependencies, const wchar_t* account, const wchar_t* password)
+void InstallService(const wchar_t* serviceName, const wchar_t* displayName, const wchar_t* description, DWORD startType,
+                    const wchar_t* dependencies, const wchar_t* account, const wchar_t* password)
 {
     const FunctionLog log("InstallService");
     wchar_t path[kPathCharacters] = {};
@@ -30,7 +30,8 @@ void InstallService(const wchar_t* serviceName, const wchar_t* displayName, cons
     }
     os::Format(quotedPath, kQuotedPathCharacters, L"\"%s\"", path);
 
-    os::UniqueServiceHandle scm(os::api().OpenSCManagerW(nullptr, nullptr, SC_MANAGER_CONNECT | SC_MANAGER_CREATE_SERVICE));
+    os::UniqueServiceHandle scm(
+        os::api().OpenSCManagerW(nullptr, nullptr, SC_MANAGER_CONNECT | SC_MANAGER_CREATE_SERVICE));
     if (!scm) {
         log.LogAndPrint(LevelError, L"OpenSCManager failed w/err 0x%08lx", GetLastError());
         return;
@@ -90,11 +91,9 @@ void UninstallService(const wchar_t* serviceName)
         log.LogAndPrint(LevelError, L"DeleteService failed w/err 0x%08lx", GetLastError());
     } else {
         if (Registry::DeleteKey(HKEY_LOCAL_MACHINE, kWlanPowerStatusKey, Registry::kDefaultView) != 0)
-            log.Log(LevelError, L"DeleteSubkey (BrisaWlanPowerStatus) failed w/err 0x%08lx",
-                GetLastError());
+            log.Log(LevelError, L"DeleteSubkey (BrisaWlanPowerStatus) failed w/err 0x%08lx", GetLastError());
         if (Registry::DeleteKey(HKEY_LOCAL_MACHINE, kWwanPowerStatusKey, Registry::kDefaultView) != 0)
-            log.Log(LevelError, L"DeleteSubkey (BrisaWwanPowerStatus) failed w/err 0x%08lx",
-                GetLastError());
+            log.Log(LevelError, L"DeleteSubkey (BrisaWwanPowerStatus) failed w/err 0x%08lx", GetLastError());
         os::Print(L"%s is removed.\n", serviceName);
     }
     scm.reset();

@@ -6,8 +6,8 @@
 #include <windows.h>
 
 // Registers this executable, by its quoted path, as a service.
-void InstallService(const wchar_t* serviceName, const wchar_t* displayName, const wchar_t* description,
-                    DWORD startType, const wchar_t* dependencies, const wchar_t* account, const wchar_t* password);
+void InstallService(const wchar_t* serviceName, const wchar_t* displayName, const wchar_t* description, DWORD startType,
+                    const wchar_t* dependencies, const wchar_t* account, const wchar_t* password);
 
 // Stops the service if it runs, deletes it and deletes the persisted radio
 // power status.

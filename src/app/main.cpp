@@ -1,6 +1,3 @@
 #include "app/CommandLine.h"
 
-int wmain(int argc, wchar_t* argv[])
-{
-    return RunCommandLine(argc, argv);
-}
+int wmain(int argc, wchar_t* argv[]) { return RunCommandLine(argc, argv); }

@@ -30,10 +30,7 @@ constexpr DWORD kTimeoutPauseMs = 1000;
 constexpr DWORD kFailedPassPauseMs = 3000;
 
 // The low 32 bits of a pointer, for the "0x%x" entry records.
-unsigned PointerBits(const void* pointer)
-{
-    return static_cast<unsigned>(reinterpret_cast<uintptr_t>(pointer));
-}
+unsigned PointerBits(const void* pointer) { return static_cast<unsigned>(reinterpret_cast<uintptr_t>(pointer)); }
 
 // The whole rule, on the raw text: any first character but '*' enables.
 // No keyword is compared, on purpose: the firmware's own words vary.
@@ -41,8 +38,8 @@ bool Enables(const std::wstring& value) { return !value.empty() && value[0] != L
 
 std::wstring BuildQuery(const std::wstring& className)
 {
-    return std::wstring(L"SELECT * FROM ") + className + L" WHERE " + L"Name='" + kWlanSetting + L"'" + L" OR "
-           + L"Name='" + kWwanSetting + L"'" + L" OR " + L"Name='" + kWlanOlderSetting + L"'";
+    return std::wstring(L"SELECT * FROM ") + className + L" WHERE " + L"Name='" + kWlanSetting + L"'" + L" OR " +
+           L"Name='" + kWwanSetting + L"'" + L" OR " + L"Name='" + kWlanOlderSetting + L"'";
 }
 
 // Reads one property; false (after the log line) when the object does not
@@ -96,7 +93,7 @@ HRESULT ReadWithRetries(const os::ComPtr<IEnumWbemClassObject>& enumerator, Sett
     return result;
 }
 
-} // namespace
+}  // namespace
 
 void GetAutoSwitchingStatus()
 {
@@ -160,9 +157,9 @@ HRESULT ReadNetworkSwitchingStatus(const std::wstring& className, SettingMap& se
             op.Log(LevelError, L"Failed to initialize WMI Query. Error = 0x%08lx", GetLastError());
         } else {
             const os::UniqueBstr language = os::MakeBstr(kQueryLanguage);
-            result = services->ExecQuery(language.get(), query.get(),
-                                         WBEM_FLAG_FORWARD_ONLY | WBEM_FLAG_RETURN_IMMEDIATELY, nullptr,
-                                         enumerator.Put());
+            result =
+                services->ExecQuery(language.get(), query.get(), WBEM_FLAG_FORWARD_ONLY | WBEM_FLAG_RETURN_IMMEDIATELY,
+                                    nullptr, enumerator.Put());
             if (FAILED(result))
                 op.Log(LevelError, L"Query for %ws from  %ws failed. [hr:0x%08X]", text.c_str(), className.c_str(),
                        result);
@@ -282,8 +279,8 @@ HRESULT ProcessObjects(IWbemClassObject* object, SettingMap& settings)
         if (!GetStringProperty(object, kNameProperty, L"Failed to Get WMI Objects (Name). [hr:0x%08X] [CIMTYPE = %d]",
                                name, result, op))
             return result;
-        if (!GetStringProperty(object, kValueProperty,
-                               L"Failed to Get WMI Objects (Value). [hr:0x%08X] [CIMTYPE = %d]", value, result, op))
+        if (!GetStringProperty(object, kValueProperty, L"Failed to Get WMI Objects (Value). [hr:0x%08X] [CIMTYPE = %d]",
+                               value, result, op))
             return result;
 
         const std::wstring nameText = name.Text();
@@ -301,4 +298,4 @@ HRESULT ProcessObjects(IWbemClassObject* object, SettingMap& settings)
     return result;
 }
 
-} // namespace NLMUtils
+}  // namespace NLMUtils

@@ -36,4 +36,4 @@ HRESULT ProcessEnum(os::ComPtr<IEnumWbemClassObject> enumerator, SettingMap& set
 // Reads one setting object's "Name" and "Value" into `settings`.
 HRESULT ProcessObjects(IWbemClassObject* object, SettingMap& settings);
 
-} // namespace NLMUtils
+}  // namespace NLMUtils

@@ -17,7 +17,7 @@ namespace {
 
 constexpr wchar_t kSleepingText[] = L"System in sleep/Hibernate, not processing the callback";
 
-} // namespace
+}  // namespace
 
 NLMEventHandler::NLMEventHandler(INetworkListManager* networkListManager, std::set<std::wstring>* ethernetConnections)
     : m_networkListManager(networkListManager), m_ethernetConnections(ethernetConnections)
@@ -108,8 +108,7 @@ HRESULT STDMETHODCALLTYPE NLMEventHandler::NetworkPropertyChanged(GUID, NLM_NETW
     return S_OK;
 }
 
-HRESULT STDMETHODCALLTYPE NLMEventHandler::NetworkConnectionPropertyChanged(GUID,
-                                                                            NLM_CONNECTION_PROPERTY_CHANGE change)
+HRESULT STDMETHODCALLTYPE NLMEventHandler::NetworkConnectionPropertyChanged(GUID, NLM_CONNECTION_PROPERTY_CHANGE change)
 {
     OperationLog op("NLMEventHandler::NetworkConnectionPropertyChanged", L"NLM_CONNECTION_PROPERTY_CHANGE = %d",
                     change);

@@ -38,7 +38,7 @@ int32_t TypesFromLoggingType(const PolicyKeys& keys)
     return types;
 }
 
-} // namespace
+}  // namespace
 
 int32_t LevelFromName(const wchar_t* name)
 {
@@ -93,4 +93,4 @@ std::unique_ptr<CqxLogger> CreateLogger(int32_t defaultMinLevel, int32_t default
     }
 }
 
-} // namespace QX::Shared
+}  // namespace QX::Shared

@@ -25,4 +25,4 @@ void ReadLevels(CqxLogListener& listener, const PolicyKeys& keys, const wchar_t*
 // The new logger, or null. The process calls it with (TraceIn, queued file).
 std::unique_ptr<CqxLogger> CreateLogger(int32_t defaultMinLevel, int32_t defaultTypes);
 
-} // namespace QX::Shared
+}  // namespace QX::Shared

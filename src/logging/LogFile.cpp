@@ -20,17 +20,14 @@ constexpr int kOlderFilesKept = 9;
 
 // The size limit is kept as a signed 32-bit number of kilobytes and all
 // arithmetic on it wraps like 32-bit integers do.
-int32_t Times(int32_t value, uint32_t factor)
-{
-    return static_cast<int32_t>(static_cast<uint32_t>(value) * factor);
-}
+int32_t Times(int32_t value, uint32_t factor) { return static_cast<int32_t>(static_cast<uint32_t>(value) * factor); }
 
 uint64_t WriteTime(const WIN32_FIND_DATAW& found)
 {
     return (static_cast<uint64_t>(found.ftLastWriteTime.dwHighDateTime) << 32) | found.ftLastWriteTime.dwLowDateTime;
 }
 
-} // namespace
+}  // namespace
 
 void CqxLogFile::SetMaxSize(int32_t kilobytes)
 {
@@ -95,8 +92,7 @@ size_t CqxLogFile::WriteRecord(const CqxLogListener::LogData& record)
 bool CqxLogFile::Rotate(bool force)
 {
     WIN32_FILE_ATTRIBUTE_DATA attributes;
-    if (_waccess(m_path.c_str(), 0) != 0 ||
-        !GetFileAttributesExW(m_path.c_str(), GetFileExInfoStandard, &attributes))
+    if (_waccess(m_path.c_str(), 0) != 0 || !GetFileAttributesExW(m_path.c_str(), GetFileExInfoStandard, &attributes))
         return false;
     if (!force) {
         if (m_maxSize <= 0)
@@ -156,4 +152,4 @@ bool CqxLogFile::Rotate(bool force)
     return false;
 }
 
-} // namespace QX::Shared
+}  // namespace QX::Shared

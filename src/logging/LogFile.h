@@ -62,4 +62,4 @@ private:
     os::UniqueStdioFile m_file;
 };
 
-} // namespace QX::Shared
+}  // namespace QX::Shared

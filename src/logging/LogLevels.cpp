@@ -17,4 +17,4 @@ const wchar_t* LevelName(int32_t level)
     }
 }
 
-} // namespace QX::Shared
+}  // namespace QX::Shared

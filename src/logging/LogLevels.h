@@ -20,4 +20,4 @@ enum LogLevel : int32_t {
 // The name of a level, or nullptr for a number outside the table.
 const wchar_t* LevelName(int32_t level);
 
-} // namespace QX::Shared
+}  // namespace QX::Shared

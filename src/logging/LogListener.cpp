@@ -10,12 +10,14 @@
 namespace QX::Shared {
 
 CqxLogListener::LogData::LogData(const char* function, std::wstring message, int32_t level)
-    : m_function(function != nullptr ? function : ""), m_message(std::move(message)), m_level(level), m_threadId(GetCurrentThreadId())
+    : m_function(function != nullptr ? function : ""), m_message(std::move(message)), m_level(level),
+      m_threadId(GetCurrentThreadId())
 {
     GetLocalTime(&m_time);
 }
 
-CqxLogListener::LogData::LogData(std::string function, std::wstring message, int32_t level, const SYSTEMTIME& time, DWORD threadId)
+CqxLogListener::LogData::LogData(std::string function, std::wstring message, int32_t level, const SYSTEMTIME& time,
+                                 DWORD threadId)
     : m_function(std::move(function)), m_message(std::move(message)), m_level(level), m_time(time), m_threadId(threadId)
 {
 }
@@ -38,7 +40,7 @@ void AppendDecimal(std::wstring& text, unsigned value, size_t width)
         text.push_back(digits[--count]);
 }
 
-} // namespace
+}  // namespace
 
 void CqxLogListener::LogData::AppendHead(std::wstring& text) const
 {
@@ -91,7 +93,8 @@ const std::wstring& CqxLogListener::LogData::GetLine() const
     return m_line;
 }
 
-CqxLogListener::CqxLogListener(int32_t defaultMinLevel, const wchar_t* productName, const wchar_t* minLevelValueName, bool fixedLevels)
+CqxLogListener::CqxLogListener(int32_t defaultMinLevel, const wchar_t* productName, const wchar_t* minLevelValueName,
+                               bool fixedLevels)
     : m_minLevel(defaultMinLevel), m_maxLevel(LevelError), m_fixedLevels(fixedLevels)
 {
     PolicyKeys keys;
@@ -100,4 +103,4 @@ CqxLogListener::CqxLogListener(int32_t defaultMinLevel, const wchar_t* productNa
         ReadLevels(*this, keys, minLevelValueName);
 }
 
-} // namespace QX::Shared
+}  // namespace QX::Shared

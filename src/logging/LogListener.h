@@ -60,7 +60,8 @@ public:
     // Sets the range to [defaultMinLevel, Error], then, unless fixedLevels is
     // set, reads "MinLogLevel" (or minLevelValueName) and "MaxLogLevel" from
     // the logging policy of productName (null: this executable's product).
-    CqxLogListener(int32_t defaultMinLevel, const wchar_t* productName, const wchar_t* minLevelValueName, bool fixedLevels);
+    CqxLogListener(int32_t defaultMinLevel, const wchar_t* productName, const wchar_t* minLevelValueName,
+                   bool fixedLevels);
     virtual ~CqxLogListener() = default;
     CqxLogListener(const CqxLogListener&) = delete;
     CqxLogListener& operator=(const CqxLogListener&) = delete;
@@ -83,4 +84,4 @@ private:
     bool m_fixedLevels;
 };
 
-} // namespace QX::Shared
+}  // namespace QX::Shared

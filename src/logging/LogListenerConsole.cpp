@@ -19,4 +19,4 @@ void CqxLogListenerConsole::Write(const LogData& record)
     os::api().fputws(text.c_str(), stdout);
 }
 
-} // namespace QX::Shared
+}  // namespace QX::Shared

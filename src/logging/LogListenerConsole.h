@@ -15,4 +15,4 @@ public:
     int32_t GetType() const override { return TypeConsole; }
 };
 
-} // namespace QX::Shared
+}  // namespace QX::Shared

@@ -23,4 +23,4 @@ void CqxLogListenerDebug::Write(const LogData& record)
     os::api().OutputDebugStringW(text.get());
 }
 
-} // namespace QX::Shared
+}  // namespace QX::Shared

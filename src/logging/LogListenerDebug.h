@@ -15,4 +15,4 @@ public:
     int32_t GetType() const override { return TypeDebug; }
 };
 
-} // namespace QX::Shared
+}  // namespace QX::Shared

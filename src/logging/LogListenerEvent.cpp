@@ -29,4 +29,4 @@ void CqxLogListenerEvent::Write(const LogData& record)
                            nullptr);
 }
 
-} // namespace QX::Shared
+}  // namespace QX::Shared

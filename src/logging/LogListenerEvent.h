@@ -22,4 +22,4 @@ private:
     os::UniqueEventSource m_eventSource;
 };
 
-} // namespace QX::Shared
+}  // namespace QX::Shared

@@ -31,7 +31,7 @@ bool LooksLikeOurHead(const std::wstring& head)
            head[19] == L'.' && head[23] == L'|';
 }
 
-} // namespace
+}  // namespace
 
 CqxLogListenerFile::CqxLogListenerFile(bool queuedDefault, int32_t defaultMinLevel)
     : CqxLogListenerFile(queuedDefault, defaultMinLevel, ExecutableBaseName() + L".log")
@@ -39,8 +39,7 @@ CqxLogListenerFile::CqxLogListenerFile(bool queuedDefault, int32_t defaultMinLev
 }
 
 CqxLogListenerFile::CqxLogListenerFile(bool queuedDefault, int32_t defaultMinLevel, const std::wstring& fileName)
-    : CqxLogListener(defaultMinLevel, nullptr, nullptr, false),
-      m_queued(queuedDefault),
+    : CqxLogListener(defaultMinLevel, nullptr, nullptr, false), m_queued(queuedDefault),
       m_file(std::make_shared<CqxLogFile>())
 {
     PolicyKeys keys;
@@ -157,11 +156,7 @@ size_t CqxLogListenerFile::WriteRecord(const LogData& record) { return m_file->W
 
 bool CqxLogListenerFile::Rotate(bool force) { return m_file->Rotate(force); }
 
-
-bool CqxLogListenerFile::QueueDrained() const
-{
-    return !m_queue || m_queue->Drained();
-}
+bool CqxLogListenerFile::QueueDrained() const { return !m_queue || m_queue->Drained(); }
 
 bool CqxLogListenerFile::QueueIdle() const { return !m_queue || m_queue->Idle(); }
 
@@ -175,4 +170,4 @@ void CqxLogListenerFile::Flush()
         m_queue->Flush();
 }
 
-} // namespace QX::Shared
+}  // namespace QX::Shared

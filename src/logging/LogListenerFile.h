@@ -82,4 +82,4 @@ private:
     std::unique_ptr<CqxLogQueue> m_queue;
 };
 
-} // namespace QX::Shared
+}  // namespace QX::Shared

@@ -148,4 +148,4 @@ bool CqxLogQueue::WriteQueued(State& state)
     return true;
 }
 
-} // namespace QX::Shared
+}  // namespace QX::Shared

@@ -74,4 +74,4 @@ private:
     std::shared_ptr<State> m_state;
 };
 
-} // namespace QX::Shared
+}  // namespace QX::Shared

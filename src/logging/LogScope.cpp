@@ -17,7 +17,7 @@ bool ReadUnbiasedInterruptTime(uint64_t& now)
     return true;
 }
 
-} // namespace
+}  // namespace
 
 CqxLogScope::CqxLogScope(CqxLogger* logger, const char* function) : m_logger(logger), m_function(function)
 {
@@ -56,4 +56,4 @@ void CqxLogScope::End()
         m_logger->AddTiming(m_function, m_elapsedMilliseconds);
 }
 
-} // namespace QX::Shared
+}  // namespace QX::Shared

@@ -35,4 +35,4 @@ private:
     bool m_ended = false;
 };
 
-} // namespace QX::Shared
+}  // namespace QX::Shared

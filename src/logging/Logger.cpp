@@ -112,4 +112,4 @@ void Log(CqxLogger* logger, int32_t level, const char* function, const wchar_t* 
     va_end(args);
 }
 
-} // namespace QX::Shared
+}  // namespace QX::Shared

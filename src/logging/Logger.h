@@ -93,4 +93,4 @@ void LogV(CqxLogger* logger, int32_t level, const char* function, const wchar_t*
 // call tries again) and after it was destroyed at process exit.
 CqxLogger* GetLogger();
 
-} // namespace QX::Shared
+}  // namespace QX::Shared

@@ -42,10 +42,7 @@ namespace {
 // going through the guard of ProcessSlot's function-local static.
 std::atomic<LoggerSlot*> g_processSlot{nullptr};
 
-std::unique_ptr<CqxLogger> CreateProcessLogger()
-{
-    return CreateLogger(LevelTraceIn, CqxLogListener::TypeFileQueued);
-}
+std::unique_ptr<CqxLogger> CreateProcessLogger() { return CreateLogger(LevelTraceIn, CqxLogListener::TypeFileQueued); }
 
 LoggerSlot& ProcessSlot()
 {
@@ -61,7 +58,7 @@ LoggerSlot& ProcessSlot()
     return *slot;
 }
 
-} // namespace
+}  // namespace
 
 CqxLogger* GetLogger()
 {
@@ -83,9 +80,6 @@ ScopedLoggerForTesting::ScopedLoggerForTesting(std::unique_ptr<CqxLogger> logger
 {
 }
 
-ScopedLoggerForTesting::~ScopedLoggerForTesting()
-{
-    ProcessSlot().ExchangeForTesting(std::move(m_previous));
-}
+ScopedLoggerForTesting::~ScopedLoggerForTesting() { ProcessSlot().ExchangeForTesting(std::move(m_previous)); }
 
-} // namespace QX::Shared
+}  // namespace QX::Shared

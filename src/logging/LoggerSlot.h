@@ -68,4 +68,4 @@ private:
     std::unique_ptr<CqxLogger> m_previous;
 };
 
-} // namespace QX::Shared
+}  // namespace QX::Shared

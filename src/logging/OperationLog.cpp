@@ -43,4 +43,4 @@ void OperationLog::Exit(const wchar_t* format, ...) const
     va_end(args);
 }
 
-} // namespace QX::Shared
+}  // namespace QX::Shared

@@ -50,4 +50,4 @@ private:
     std::unique_ptr<CqxLogScope> m_scope;
 };
 
-} // namespace QX::Shared
+}  // namespace QX::Shared

@@ -82,7 +82,7 @@ bool ReadNumber(HKEY key, const wchar_t* name, DWORD& number)
     return true;
 }
 
-} // namespace
+}  // namespace
 
 void OpenPolicyKeys(const wchar_t* productName, PolicyKeys& keys)
 {
@@ -98,7 +98,8 @@ void OpenPolicyKeys(const wchar_t* productName, PolicyKeys& keys)
         keys.product.release();
         return;
     }
-    if (RegOpenKeyExW(keys.product.get(), ExecutableBaseName().c_str(), 0, KEY_READ, keys.module.put()) != ERROR_SUCCESS)
+    if (RegOpenKeyExW(keys.product.get(), ExecutableBaseName().c_str(), 0, KEY_READ, keys.module.put()) !=
+        ERROR_SUCCESS)
         keys.module.release();
 }
 
@@ -140,4 +141,4 @@ bool ReadPolicyNumber(const PolicyKeys& keys, const wchar_t* name, bool zeroIsAb
     return false;
 }
 
-} // namespace QX::Shared
+}  // namespace QX::Shared

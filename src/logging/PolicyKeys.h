@@ -43,4 +43,4 @@ bool ReadPolicyBytes(const PolicyKeys& keys, const wchar_t* name, void* buffer, 
 // key falls through to the product key, and a 0 there counts as absent.
 bool ReadPolicyNumber(const PolicyKeys& keys, const wchar_t* name, bool zeroIsAbsent, DWORD& number);
 
-} // namespace QX::Shared
+}  // namespace QX::Shared

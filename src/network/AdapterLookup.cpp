@@ -36,7 +36,7 @@ constexpr InterfaceTypeName kInterfaceTypeNames[] = {
     {IF_TYPE_IEEE1394, L"IEEE 1394 (Firewire)"},
 };
 
-} // namespace
+}  // namespace
 
 std::wstring GetInterfaceTypeString(IFTYPE& type)
 {
@@ -96,8 +96,7 @@ void PrintAdapterInfo(const std::wstring& adapterGuid, bool* isEthernet)
             return;
         }
         op.Log(LevelInformation, L"Memory allocation success for IP_ADAPTER_ADDRESSES struct");
-        if (!WalkAdapterAddresses(static_cast<const IP_ADAPTER_ADDRESSES*>(buffer.get()), adapterGuid, isEthernet,
-                                  op))
+        if (!WalkAdapterAddresses(static_cast<const IP_ADAPTER_ADDRESSES*>(buffer.get()), adapterGuid, isEthernet, op))
             op.Log(LevelWarning, L"Could not find matching adapter");
         buffer.reset();
         op.Exit(L"Ethernet Status = %d", *isEthernet);
@@ -143,4 +142,4 @@ bool IsEthernetConnection(INetworkListManager* networkListManager, GUID connecti
     }
 }
 
-} // namespace NLMUtils
+}  // namespace NLMUtils

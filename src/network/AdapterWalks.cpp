@@ -18,18 +18,15 @@ constexpr const wchar_t* kWideVpnWords[] = {L"VPN", L"Virtual", L"TAP-Win"};
 const wchar_t* TypeMessage(UINT type)
 {
     switch (type) {
-    case MIB_IF_TYPE_OTHER:
-        return L"Some other type of network interface.";
-    case IF_TYPE_IEEE80211:
-        return L"An IEEE 802.11 wireless network interface.";
+    case MIB_IF_TYPE_OTHER: return L"Some other type of network interface.";
+    case IF_TYPE_IEEE80211: return L"An IEEE 802.11 wireless network interface.";
     case 237:  // IF_TYPE_IEEE80216_WMAN
         return L"A mobile broadband interface for WiMax devices.";
     case 243:  // IF_TYPE_WWANPP
         return L"A mobile broadband interface for GSM - based devices.";
     case 244:  // IF_TYPE_WWANPP2
         return L"A mobile broadband interface for CDMA-based devices.";
-    default:
-        return nullptr;
+    default: return nullptr;
     }
 }
 
@@ -43,7 +40,7 @@ std::wstring Widen(const char* text)
     return wide;
 }
 
-} // namespace
+}  // namespace
 
 bool HasVpnWord(const char* description)
 {
@@ -114,4 +111,4 @@ bool WalkAdapterAddresses(const IP_ADAPTER_ADDRESSES* head, const std::wstring& 
     return matched;
 }
 
-} // namespace NLMUtils
+}  // namespace NLMUtils

@@ -31,4 +31,4 @@ bool WalkAdapterAddresses(const IP_ADAPTER_ADDRESSES* head, const std::wstring& 
 bool HasVpnWord(const char* description);
 bool HasVpnWord(const wchar_t* description);
 
-} // namespace NLMUtils
+}  // namespace NLMUtils

@@ -30,7 +30,7 @@ static_assert(kFirstAdapterInfoLength == 704, "the first buffer holds exactly on
 
 IP_ADAPTER_INFO* AdapterInfo() { return static_cast<IP_ADAPTER_INFO*>(pAdapterInfo.get()); }
 
-} // namespace
+}  // namespace
 
 int InitialiseAdapter()
 {
@@ -132,4 +132,4 @@ const IP_ADAPTER_INFO* AdapterListForTesting() { return AdapterInfo(); }
 
 std::mutex& EthernetCheckMutexForTesting() { return ethernetCheckMutex; }
 
-} // namespace EthernetCheck
+}  // namespace EthernetCheck

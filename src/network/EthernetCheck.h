@@ -55,7 +55,7 @@ void ReleaseAdapterList();
 const IP_ADAPTER_INFO* AdapterListForTesting();
 std::mutex& EthernetCheckMutexForTesting();
 
-} // namespace EthernetCheck
+}  // namespace EthernetCheck
 
 template <typename Mutex>
 int EthernetCheck::CheckEthernetConnectionStatusUnder(Mutex& mutex, int* ethernetStatus, int* ipNotAssigned)

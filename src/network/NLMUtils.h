@@ -39,4 +39,4 @@ void PrintNetworkConnections(INetworkListManager* networkListManager, std::set<s
 // HeapFree. Returns the last element's code.
 HRESULT CopyArrayOfInterfaces(SAFEARRAY* interfaces, ULONG* count, GUID** guids);
 
-} // namespace NLMUtils
+}  // namespace NLMUtils

@@ -43,8 +43,7 @@ void PrintConnection(const FunctionLog& log, INetworkConnection* connection, ULO
     log.Log(LevelInformation, L"Connection : %u", number);
     GUID id = {};
     os::UniqueCoTaskString connectionText;
-    if (SUCCEEDED(connection->GetConnectionId(&id)) &&
-        SUCCEEDED(os::api().StringFromCLSID(id, connectionText.put())))
+    if (SUCCEEDED(connection->GetConnectionId(&id)) && SUCCEEDED(os::api().StringFromCLSID(id, connectionText.put())))
         log.Log(LevelInformation, L"Connection Id : %s", connectionText.get());
     os::UniqueCoTaskString adapterText;
     if (SUCCEEDED(connection->GetAdapterId(&id)) && SUCCEEDED(os::api().StringFromCLSID(id, adapterText.put())))
@@ -77,7 +76,7 @@ void PrintConnection(const FunctionLog& log, INetworkConnection* connection, ULO
         PrintConnectivityState(connectivity);
 }
 
-} // namespace
+}  // namespace
 
 void PrintConnectivityState(NLM_CONNECTIVITY& connectivity)
 {
@@ -178,4 +177,4 @@ HRESULT CopyArrayOfInterfaces(SAFEARRAY* interfaces, ULONG* count, GUID** guids)
     }
 }
 
-} // namespace NLMUtils
+}  // namespace NLMUtils

@@ -14,4 +14,4 @@ ScopedApiOverride::ScopedApiOverride() : m_saved(api()) {}
 
 ScopedApiOverride::~ScopedApiOverride() { api() = m_saved; }
 
-} // namespace os
+}  // namespace os

@@ -143,4 +143,4 @@ private:
     Api m_saved;
 };
 
-} // namespace os
+}  // namespace os

@@ -36,10 +36,7 @@ inline UniqueBstr MakeBstr(const wchar_t* text, UINT length)
     return copy;
 }
 
-inline UniqueBstr MakeBstr(const std::wstring& text)
-{
-    return MakeBstr(text.c_str(), static_cast<UINT>(text.size()));
-}
+inline UniqueBstr MakeBstr(const std::wstring& text) { return MakeBstr(text.c_str(), static_cast<UINT>(text.size())); }
 
 // Owns one VARIANT: initialised empty, cleared at the end of its life.
 class Variant {
@@ -77,8 +74,8 @@ public:
         const HRESULT result = ::VariantChangeType(&converted, const_cast<VARIANT*>(&m_value), 0, VT_BSTR);
         if (FAILED(result))
             throw ComError(result);
-        std::wstring text = converted.bstrVal ? std::wstring(converted.bstrVal, ::SysStringLen(converted.bstrVal))
-                                              : std::wstring();
+        std::wstring text =
+            converted.bstrVal ? std::wstring(converted.bstrVal, ::SysStringLen(converted.bstrVal)) : std::wstring();
         ::VariantClear(&converted);
         return text;
     }
@@ -87,4 +84,4 @@ private:
     VARIANT m_value;
 };
 
-} // namespace os
+}  // namespace os

@@ -57,4 +57,4 @@ private:
     Interface* m_pointer = nullptr;
 };
 
-} // namespace os
+}  // namespace os

@@ -19,4 +19,4 @@ void Print(const wchar_t* format, ...)
     fflush(stdout);
 }
 
-} // namespace os
+}  // namespace os

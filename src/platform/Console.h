@@ -6,4 +6,4 @@ namespace os {
 
 void Print(const wchar_t* format, ...);
 
-} // namespace os
+}  // namespace os

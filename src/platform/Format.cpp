@@ -51,4 +51,4 @@ std::wstring FormatString(const wchar_t* format, ...)
     return text;
 }
 
-} // namespace os
+}  // namespace os

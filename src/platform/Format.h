@@ -24,4 +24,4 @@ size_t Format(wchar_t* buffer, size_t capacity, const wchar_t* format, ...);
 std::wstring FormatStringV(const wchar_t* format, va_list args);
 std::wstring FormatString(const wchar_t* format, ...);
 
-} // namespace os
+}  // namespace os

@@ -72,7 +72,10 @@ inline void WINAPI SysFreeStringThroughSeam(BSTR text) { api().SysFreeString(tex
 inline BOOL WINAPI DeregisterEventSourceThroughSeam(HANDLE source) { return api().DeregisterEventSource(source); }
 inline DWORD WINAPI WlanCloseHandleThroughSeam(HANDLE client) { return api().WlanCloseHandle(client, nullptr); }
 template <typename T>
-inline VOID WINAPI WlanFreeMemoryThroughSeam(T* memory) { api().WlanFreeMemory(memory); }
+inline VOID WINAPI WlanFreeMemoryThroughSeam(T* memory)
+{
+    api().WlanFreeMemory(memory);
+}
 
 using UniqueHandle = UniqueAny<HANDLE, ::CloseHandle>;  // events, mutexes, threads
 using UniqueFileHandle = UniqueAny<HANDLE, ::CloseHandle, -1>;
@@ -83,10 +86,10 @@ using UniqueStdioFile = UniqueAny<FILE*, ::fclose>;
 using UniqueServiceHandle = UniqueAny<SC_HANDLE, CloseServiceHandleThroughSeam>;
 using UniqueEventSource = UniqueAny<HANDLE, DeregisterEventSourceThroughSeam>;
 using UniqueProcessHeapBlock = UniqueAny<void*, FreeProcessHeapBlockThroughSeam>;  // from api().HeapAlloc
-using UniqueCoTaskString = UniqueAny<LPOLESTR, CoTaskMemFreeThroughSeam>;  // from StringFromCLSID
+using UniqueCoTaskString = UniqueAny<LPOLESTR, CoTaskMemFreeThroughSeam>;          // from StringFromCLSID
 using UniqueBstr = UniqueAny<BSTR, SysFreeStringThroughSeam>;
 using UniqueWlanClient = UniqueAny<HANDLE, WlanCloseHandleThroughSeam>;  // from api().WlanOpenHandle
 template <typename T>
 using UniqueWlanMemory = UniqueAny<T*, WlanFreeMemoryThroughSeam<T>>;  // buffers the Native Wi-Fi calls hand out
 
-} // namespace os
+}  // namespace os

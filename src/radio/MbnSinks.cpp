@@ -29,7 +29,7 @@ void KeepCompletedRadio(IMbnRadio* radio)
         previous->Release();
 }
 
-} // namespace
+}  // namespace
 
 IMbnRadio* MbnRadioCompletedForTesting() { return MbnRadioCompleted; }
 
@@ -77,15 +77,14 @@ HRESULT STDMETHODCALLTYPE CMbnSinks::OnRadioStateChange(IMbnRadio*)
     return S_OK;
 }
 
-HRESULT STDMETHODCALLTYPE CMbnSinks::OnSetSoftwareRadioStateComplete(IMbnRadio* radio, ULONG requestId,
-                                                                     HRESULT status)
+HRESULT STDMETHODCALLTYPE CMbnSinks::OnSetSoftwareRadioStateComplete(IMbnRadio* radio, ULONG requestId, HRESULT status)
 {
-    OperationLog op("CMbnSinks::OnSetSoftwareRadioStateComplete", L"RequestID = %d, Status = 0x%x", requestId,
-                    status);
+    OperationLog op("CMbnSinks::OnSetSoftwareRadioStateComplete", L"RequestID = %d, Status = 0x%x", requestId, status);
     try {
         std::lock_guard<std::mutex> lock(m_lock);
         KeepCompletedRadio(radio);
-        op.Log(LevelInformation, L"NetworkChangedForSetRadio Status = %d", ServiceUtils::NetworkChangedForSetRadio.Get());
+        op.Log(LevelInformation, L"NetworkChangedForSetRadio Status = %d",
+               ServiceUtils::NetworkChangedForSetRadio.Get());
         op.Log(LevelInformation, L"LAN-WWAN Auto Switching Status = %d", LanWwanSwitchingEnabled.Get());
         int ethernetStatus = 0;
         const int checked = EthernetCheck::CheckEthernetConnectionStatusEx(&ethernetStatus, nullptr);

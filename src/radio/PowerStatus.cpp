@@ -53,7 +53,7 @@ LSTATUS SetRadioPowerStatus(const char* function, const wchar_t* entryFormat, co
     return result;
 }
 
-} // namespace
+}  // namespace
 
 LSTATUS SetWlanPowerStatusInRegistry(bool status)
 {
@@ -80,7 +80,7 @@ StoredPowerStatus ReadPowerStatus(const wchar_t* keyPath)
     return stored;
 }
 
-} // namespace
+}  // namespace
 
 StoredPowerStatus ReadWlanPowerStatus() { return ReadPowerStatus(kWlanPowerStatusKey); }
 
@@ -116,4 +116,4 @@ bool CheckAirplaneMode()
     }
 }
 
-} // namespace ServiceUtils
+}  // namespace ServiceUtils

@@ -41,4 +41,4 @@ StoredPowerStatus ReadWwanPowerStatus();
 // counts as off.
 bool CheckAirplaneMode();
 
-} // namespace ServiceUtils
+}  // namespace ServiceUtils

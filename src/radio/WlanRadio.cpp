@@ -54,9 +54,7 @@ void LogInterfaceState(const FunctionLog& log, WLAN_INTERFACE_STATE state)
         break;
     case wlan_interface_state_disconnecting: log.Log(LevelInformation, L"Disconnecting"); break;
     case wlan_interface_state_disconnected: log.Log(LevelInformation, L"Not connected"); break;
-    case wlan_interface_state_associating:
-        log.Log(LevelInformation, L"Attempting to associate with a network");
-        break;
+    case wlan_interface_state_associating: log.Log(LevelInformation, L"Attempting to associate with a network"); break;
     case wlan_interface_state_discovering:
         log.Log(LevelInformation, L"Auto configuration is discovering settings for the network");
         break;
@@ -103,14 +101,13 @@ bool SetEveryPhy(const FunctionLog& log, HANDLE client, const GUID& interfaceGui
         DWORD setPhys = 0;
         for (DWORD phy = 0; phy < phys; ++phy) {
             request.dwPhyIndex = phy;
-            const DWORD setError = os::api().WlanSetInterface(client, &interfaceGuid,
-                                                              wlan_intf_opcode_radio_state, sizeof(request),
-                                                              &request, nullptr);
+            const DWORD setError = os::api().WlanSetInterface(client, &interfaceGuid, wlan_intf_opcode_radio_state,
+                                                              sizeof(request), &request, nullptr);
             if (setError != ERROR_SUCCESS) {
                 log.Log(LevelError, L"Set WLAN state failed!err is %d", setError);
             } else {
                 log.Log(LevelInformation, L"Set WLAN state %d for PHY %d success",
-                       static_cast<int>(request.dot11SoftwareRadioState), static_cast<int>(phy));
+                        static_cast<int>(request.dot11SoftwareRadioState), static_cast<int>(phy));
                 ++setPhys;
             }
         }
@@ -133,7 +130,7 @@ bool SetEveryPhy(const FunctionLog& log, HANDLE client, const GUID& interfaceGui
     return success;
 }
 
-} // namespace
+}  // namespace
 
 bool PhysAreOn(const WLAN_RADIO_STATE& radioState, const FunctionLog& log)
 {
@@ -183,9 +180,8 @@ bool CheckWlanStatus(bool& on)
 
         DWORD dataSize = 0;
         os::UniqueWlanMemory<void> data;
-        const DWORD error = os::api().WlanQueryInterface(client.get(), &first.InterfaceGuid,
-                                                         wlan_intf_opcode_radio_state, nullptr, &dataSize, data.put(),
-                                                         nullptr);
+        const DWORD error = os::api().WlanQueryInterface(
+            client.get(), &first.InterfaceGuid, wlan_intf_opcode_radio_state, nullptr, &dataSize, data.put(), nullptr);
         if (error != ERROR_SUCCESS || !data) {
             op.Log(LevelError, L"WlanQueryInterface failed! err is %d", error);
             return false;
@@ -246,15 +242,15 @@ bool SwitchWlanStatus(const bool& wanted, const bool& checkAirplaneMode)
 
         bool success = false;
         os::UniqueWlanMemory<WLAN_INTERFACE_CAPABILITY> capability;
-        const DWORD error = os::api().WlanGetInterfaceCapability(client.get(), &interfaceGuid, nullptr,
-                                                                 capability.put());
+        const DWORD error =
+            os::api().WlanGetInterfaceCapability(client.get(), &interfaceGuid, nullptr, capability.put());
         if (error != ERROR_SUCCESS || !capability) {
             op.Log(LevelError, L"WlanGetInterfaceCapability failed !err is %d", error);
         } else {
             op.Log(LevelInformation, L"The number of supported PHY types : %u",
                    capability.get()->dwNumberOfSupportedPhys);
-            success = SetEveryPhy(op, client.get(), interfaceGuid, request, PhysInCapability(*capability.get()),
-                                  wanted);
+            success =
+                SetEveryPhy(op, client.get(), interfaceGuid, request, PhysInCapability(*capability.get()), wanted);
         }
 
         if (success) {
@@ -355,4 +351,4 @@ void StartWLANService()
 
 std::mutex& WlanSwitchMutexForTesting() { return WlanSwitchMutex; }
 
-} // namespace ServiceUtils
+}  // namespace ServiceUtils

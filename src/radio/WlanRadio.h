@@ -44,4 +44,4 @@ bool PhysAreOn(const WLAN_RADIO_STATE& radioState, const QX::Shared::FunctionLog
 // The mutex that serialises SwitchWlanStatus (tests hold it to show that).
 std::mutex& WlanSwitchMutexForTesting();
 
-} // namespace ServiceUtils
+}  // namespace ServiceUtils

@@ -46,7 +46,7 @@ void DestroyArray(SAFEARRAY* array)
 }
 using UniqueSafeArray = os::UniqueAny<SAFEARRAY*, DestroyArray>;
 
-} // namespace
+}  // namespace
 
 bool EnumerateWwanInterfaces()
 {
@@ -328,4 +328,4 @@ void StartWWANService()
 
 std::mutex& WwanSwitchMutexForTesting() { return WwanSwitchMutex; }
 
-} // namespace ServiceUtils
+}  // namespace ServiceUtils

@@ -27,4 +27,4 @@ void StartWWANService();
 // The mutex that serialises SwitchWwanStatus (tests hold it to show that).
 std::mutex& WwanSwitchMutexForTesting();
 
-} // namespace ServiceUtils
+}  // namespace ServiceUtils

@@ -16,12 +16,9 @@ constexpr DWORD kSubkeyNameCharacters = 256;
 REGSAM ViewFlag(uint32_t view)
 {
     switch (view) {
-    case k64BitView:
-        return KEY_WOW64_64KEY;
-    case k32BitView:
-        return KEY_WOW64_32KEY;
-    default:
-        return 0;
+    case k64BitView: return KEY_WOW64_64KEY;
+    case k32BitView: return KEY_WOW64_32KEY;
+    default: return 0;
     }
 }
 
@@ -70,7 +67,7 @@ LSTATUS DeleteTree(HKEY parent, const std::wstring& keyPath, REGSAM viewFlag)
     return RegDeleteKeyW(parent, keyPath.c_str());
 }
 
-} // namespace
+}  // namespace
 
 std::wstring GetValue(HKEY hive, const std::wstring& keyPath, const std::wstring& valueName, uint32_t view)
 {
@@ -96,8 +93,8 @@ LSTATUS SetValue(HKEY hive, const std::wstring& keyPath, const std::wstring& val
                  uint32_t view)
 {
     os::UniqueRegKey key;
-    const LSTATUS status = os::api().RegCreateKeyExW(hive, keyPath.c_str(), 0, nullptr, 0, kReadWriteAccess | ViewFlag(view),
-                                           nullptr, key.put(), nullptr);
+    const LSTATUS status = os::api().RegCreateKeyExW(hive, keyPath.c_str(), 0, nullptr, 0,
+                                                     kReadWriteAccess | ViewFlag(view), nullptr, key.put(), nullptr);
     if (status != ERROR_SUCCESS)
         return status;
     if (!text)
@@ -116,4 +113,4 @@ LSTATUS DeleteKey(HKEY hive, const std::wstring& keyPath, uint32_t view)
     return status == ERROR_FILE_NOT_FOUND ? ERROR_SUCCESS : status;
 }
 
-} // namespace Registry
+}  // namespace Registry

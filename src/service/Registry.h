@@ -28,4 +28,4 @@ LSTATUS SetValue(HKEY hive, const std::wstring& keyPath, const std::wstring& val
 // Deletes the key and everything below it; a missing key counts as deleted.
 LSTATUS DeleteKey(HKEY hive, const std::wstring& keyPath, uint32_t view);
 
-} // namespace Registry
+}  // namespace Registry

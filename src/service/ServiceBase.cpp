@@ -16,7 +16,7 @@ namespace {
 
 constexpr size_t kErrorEntryCapacity = 260;
 
-} // namespace
+}  // namespace
 
 CServiceBase::CServiceBase(const wchar_t* serviceName, bool canStop, bool canShutdown, bool canPauseContinue)
     : m_name(serviceName ? serviceName : L""), m_status()
@@ -56,19 +56,11 @@ void WINAPI CServiceBase::ServiceMain(DWORD argc, LPWSTR* argv)
 DWORD WINAPI CServiceBase::HandlerEx(DWORD control, DWORD eventType, LPVOID, LPVOID)
 {
     switch (control) {
-    case SERVICE_CONTROL_STOP:
-        s_service->Stop();
-        break;
-    case SERVICE_CONTROL_PAUSE:
-        s_service->Pause();
-        break;
-    case SERVICE_CONTROL_CONTINUE:
-        s_service->Continue();
-        break;
+    case SERVICE_CONTROL_STOP: s_service->Stop(); break;
+    case SERVICE_CONTROL_PAUSE: s_service->Pause(); break;
+    case SERVICE_CONTROL_CONTINUE: s_service->Continue(); break;
     case SERVICE_CONTROL_SHUTDOWN:
-    case SERVICE_CONTROL_PRESHUTDOWN:
-        s_service->Shutdown();
-        break;
+    case SERVICE_CONTROL_PRESHUTDOWN: s_service->Shutdown(); break;
     case SERVICE_CONTROL_POWEREVENT:
         if (eventType == PBT_APMSUSPEND || eventType == PBT_APMSTANDBY) {
             const QX::Shared::FunctionLog log("CServiceBase::HandlerEx");
@@ -82,8 +74,7 @@ DWORD WINAPI CServiceBase::HandlerEx(DWORD control, DWORD eventType, LPVOID, LPV
             s_service->Continue();
         }
         break;
-    default:
-        break;
+    default: break;
     }
     return NO_ERROR;
 }

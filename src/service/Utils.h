@@ -52,4 +52,4 @@ int32_t SetServiceRestartRecoveryOnFailure(const wchar_t* serviceName);
 std::wstring GetBinaryVersion();
 void GetVersionValue(VersionRecord& version, const std::wstring& executablePath);
 
-} // namespace Utils
+}  // namespace Utils

@@ -50,13 +50,14 @@ void SetOwnerAndGroup(SECURITY_DESCRIPTOR& descriptor, std::vector<BYTE>& ownerB
     if (ok) {
         PSID owner = reinterpret_cast<TOKEN_OWNER*>(ownerBuffer.data())->Owner;
         PSID group = reinterpret_cast<TOKEN_PRIMARY_GROUP*>(groupBuffer.data())->PrimaryGroup;
-        ok = SetSecurityDescriptorOwner(&descriptor, owner, FALSE) && SetSecurityDescriptorGroup(&descriptor, group, FALSE);
+        ok = SetSecurityDescriptorOwner(&descriptor, owner, FALSE) &&
+             SetSecurityDescriptorGroup(&descriptor, group, FALSE);
     }
     if (!ok)
         InitializeSecurityDescriptor(&descriptor, SECURITY_DESCRIPTOR_REVISION);
 }
 
-} // namespace
+}  // namespace
 
 HRESULT InitializeSecurity()
 {
@@ -108,4 +109,4 @@ HRESULT InitializeSecurity()
     return hr;
 }
 
-} // namespace Utils
+}  // namespace Utils

@@ -17,7 +17,7 @@ constexpr DWORD kFailureResetSeconds = 3600;
 // Restart after 2, 4 and 6 minutes for the first, second and later failures.
 constexpr DWORD kRestartDelaysMilliseconds[] = {120000, 240000, 360000};
 
-} // namespace
+}  // namespace
 
 int32_t GetService(const wchar_t* serviceName, os::UniqueServiceHandle& scm, os::UniqueServiceHandle& service)
 {
@@ -45,7 +45,8 @@ int32_t GetService(const wchar_t* serviceName, os::UniqueServiceHandle& scm, os:
 
 int32_t IsServicePresent(const wchar_t* serviceName, VersionRecord& version, bool checkRunning, bool getVersion)
 {
-    OperationLog op("Utils::IsServicePresent", L"Service Name = %s, Running Status To be checked = %d, To Get version Info Status = %d",
+    OperationLog op("Utils::IsServicePresent",
+                    L"Service Name = %s, Running Status To be checked = %d, To Get version Info Status = %d",
                     serviceName, checkRunning, getVersion);
     os::UniqueServiceHandle scm;
     os::UniqueServiceHandle service;
@@ -60,8 +61,7 @@ int32_t IsServicePresent(const wchar_t* serviceName, VersionRecord& version, boo
         // A failed query leaves the result at 0: the service counts as running.
         if (os::api().QueryServiceStatusEx(service.get(), SC_STATUS_PROCESS_INFO, reinterpret_cast<BYTE*>(&status),
                                            sizeof(status), &needed)) {
-            op.Log(LevelInformation, L"%s Service status = 0x%08lx", serviceName,
-                status.dwCurrentState);
+            op.Log(LevelInformation, L"%s Service status = 0x%08lx", serviceName, status.dwCurrentState);
             if (status.dwCurrentState == SERVICE_RUNNING) {
                 op.Log(LevelInformation, L"%s Service is running", serviceName);
             } else {
@@ -78,9 +78,8 @@ int32_t IsServicePresent(const wchar_t* serviceName, VersionRecord& version, boo
                   GetLastError() == ERROR_INSUFFICIENT_BUFFER;
         if (ok) {
             buffer.reset(LocalAlloc(LPTR, needed));
-            ok = buffer && os::api().QueryServiceConfigW(service.get(),
-                                                         static_cast<QUERY_SERVICE_CONFIGW*>(buffer.get()), needed,
-                                                         &needed);
+            ok = buffer && os::api().QueryServiceConfigW(
+                               service.get(), static_cast<QUERY_SERVICE_CONFIGW*>(buffer.get()), needed, &needed);
         }
         if (!ok) {
             op.Log(LevelError, L"QueryServiceConfig failed w/err 0x%08lx", GetLastError());
@@ -110,8 +109,7 @@ int32_t WaitforServiceToStartRunning(const wchar_t* serviceName, int32_t tries)
         result = IsServicePresent(serviceName, unused, true, false);
         if (result == kServiceOk)
             break;
-        op.Log(LevelVerbose, L"%s service Running Status = %d, try %d", serviceName, result,
-            tryCounter);
+        op.Log(LevelVerbose, L"%s service Running Status = %d, try %d", serviceName, result, tryCounter);
         UtilSleep(kPollPauseMilliseconds);
         ++tryCounter;
         // A missing or unopenable service will not appear by waiting.
@@ -153,14 +151,16 @@ int32_t SetServiceRestartRecoveryOnFailure(const wchar_t* serviceName)
     failureActions.cActions = 3;
     failureActions.lpsaActions = actions;
     if (!os::api().ChangeServiceConfig2W(service.get(), SERVICE_CONFIG_FAILURE_ACTIONS, &failureActions)) {
-        op.Log(LevelError, L"ChangeServiceConfig2 (SERVICE_CONFIG_FAILURE_ACTIONS) failed w/err 0x%08lx\n", GetLastError());
+        op.Log(LevelError, L"ChangeServiceConfig2 (SERVICE_CONFIG_FAILURE_ACTIONS) failed w/err 0x%08lx\n",
+               GetLastError());
         result |= kFailureActionsNotSet;
     }
 
     // Failure actions apply also when the service stops with a non-zero exit code.
     SERVICE_FAILURE_ACTIONS_FLAG flag = {TRUE};
     if (!os::api().ChangeServiceConfig2W(service.get(), SERVICE_CONFIG_FAILURE_ACTIONS_FLAG, &flag)) {
-        op.Log(LevelError, L"ChangeServiceConfig2 (SERVICE_CONFIG_FAILURE_ACTIONS_FLAG) failed w/err 0x%08lx\n", GetLastError());
+        op.Log(LevelError, L"ChangeServiceConfig2 (SERVICE_CONFIG_FAILURE_ACTIONS_FLAG) failed w/err 0x%08lx\n",
+               GetLastError());
         result |= kFailureActionsFlagNotSet;
     }
 
@@ -170,4 +170,4 @@ int32_t SetServiceRestartRecoveryOnFailure(const wchar_t* serviceName)
     return result;
 }
 
-} // namespace Utils
+}  // namespace Utils

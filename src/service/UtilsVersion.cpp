@@ -22,8 +22,7 @@ bool ReadFileVersion(const FunctionLog& log, const wchar_t* path, VersionRecord&
     DWORD handle = 0;
     const DWORD size = GetFileVersionInfoSizeW(path, &handle);
     if (size == 0) {
-        log.Log(LevelError, L"GetFileVersionInfoSize Return Value  = %d Error Code =%d", size,
-            GetLastError());
+        log.Log(LevelError, L"GetFileVersionInfoSize Return Value  = %d Error Code =%d", size, GetLastError());
         return false;
     }
     std::vector<BYTE> block;
@@ -60,7 +59,7 @@ bool ReadFileVersion(const FunctionLog& log, const wchar_t* path, VersionRecord&
     return true;
 }
 
-} // namespace
+}  // namespace
 
 std::wstring GetBinaryVersion()
 {
@@ -69,8 +68,8 @@ std::wstring GetBinaryVersion()
     wchar_t path[MAX_PATH] = {};
     if (os::api().GetModuleFileNameW(nullptr, path, MAX_PATH) != 0)
         ReadFileVersion(op, path, version);
-    const std::wstring text = os::FormatString(L"%u.%u.%u.%u", version.parts[0], version.parts[1], version.parts[2],
-                                               version.parts[3]);
+    const std::wstring text =
+        os::FormatString(L"%u.%u.%u.%u", version.parts[0], version.parts[1], version.parts[2], version.parts[3]);
     op.Exit(L"%s", text.c_str());
     return text;
 }
@@ -82,4 +81,4 @@ void GetVersionValue(VersionRecord& version, const std::wstring& executablePath)
     op.Exit(L"%u.%u.%u.%u", version.parts[0], version.parts[1], version.parts[2], version.parts[3]);
 }
 
-} // namespace Utils
+}  // namespace Utils

@@ -16,7 +16,7 @@ std::wstring WwanInterfaceId;
 RelaxedFlag NetworkChangedForSetRadio;
 RelaxedFlag WwanServiceTurnOff;
 
-} // namespace ServiceUtils
+}  // namespace ServiceUtils
 
 void ResetSwitchingStateForTesting()
 {

@@ -71,7 +71,7 @@ extern RelaxedFlag NetworkChangedForSetRadio;
 // and the radio event sink); nothing reads it.
 extern RelaxedFlag WwanServiceTurnOff;
 
-} // namespace ServiceUtils
+}  // namespace ServiceUtils
 
 // Puts every variable above back to its process-start value; tests start
 // from it and end with it. A manager set in between is not released here:

@@ -79,7 +79,7 @@ void FollowAirplaneMode(const OperationLog& op)
         CMainService::UpdateWwanPowerStatus();
 }
 
-} // namespace
+}  // namespace
 
 HANDLE CMainService::WatcherEvent(const FunctionLog& log)
 {

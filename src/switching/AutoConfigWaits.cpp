@@ -16,7 +16,7 @@ void WaitForAutoConfig(const FunctionLog& log, const wchar_t* serviceName, const
         log.Log(LevelError, failedFormat, status);
 }
 
-} // namespace
+}  // namespace
 
 void WaitForWlanAutoConfig(const FunctionLog& log)
 {

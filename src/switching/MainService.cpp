@@ -28,7 +28,7 @@ void ReleaseAndClear(Interface*& pointer)
     }
 }
 
-} // namespace
+}  // namespace
 
 CMainService::CMainService(const wchar_t* serviceName, bool canStop, bool canShutdown, bool canPauseContinue)
     : CServiceBase(serviceName, canStop, canShutdown, canPauseContinue)
@@ -39,8 +39,7 @@ CMainService::CMainService(const wchar_t* serviceName, bool canStop, bool canShu
     // Manual reset: once set at stop, every later wait of the watcher ends at once.
     m_hAirplaneWatcherEvent = os::api().CreateEventW(nullptr, TRUE, FALSE, kAirplaneWatcherEventName);
     if (m_hAirplaneWatcherEvent == nullptr)
-        op.Log(LevelError, L"CreateEvent (AirPlaneWatcherEvent) failed with error %d",
-            GetLastError());
+        op.Log(LevelError, L"CreateEvent (AirPlaneWatcherEvent) failed with error %d", GetLastError());
     op.Exit();
 }
 
@@ -83,11 +82,11 @@ void CMainService::OnStart(DWORD, LPWSTR*)
     OperationLog op("CMainService::OnStart");
     const std::wstring version = Utils::GetBinaryVersion();
     WriteEventLogEntry(L"LAN/WLAN | LAN/WWAN Switching Service in OnStart", EVENTLOG_INFORMATION_TYPE);
-    op.Log(LevelInformation, L"LAN/WLAN | LAN/WWAN Switching Service (%s) in OnStart",
-        version.c_str());
+    op.Log(LevelInformation, L"LAN/WLAN | LAN/WWAN Switching Service (%s) in OnStart", version.c_str());
     // Only logged: the service runs without the restart policy too.
     const int32_t recovery = Utils::SetServiceRestartRecoveryOnFailure(kServiceName);
-    op.Log(LevelInformation, L"LAN/WLAN | LAN/WWAN Switching Service Restart Recovery On Failure set status : %d", recovery);
+    op.Log(LevelInformation, L"LAN/WLAN | LAN/WWAN Switching Service Restart Recovery On Failure set status : %d",
+           recovery);
     m_fServiceRunning = true;
     QueueWorkItem(&CMainService::ServiceWorkerThread, this, WT_EXECUTEINPERSISTENTTHREAD);
     op.Exit();

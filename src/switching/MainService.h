@@ -144,7 +144,6 @@ private:
     // that creates or uses a member; taken before connectivityCallbackMutex.
     std::mutex m_stopLock;
 
-
 private:
     // How the start-up steps ended: all run; ended early as prescribed (no
     // COM class, no modem), without the exit line; or at a stop.

@@ -22,7 +22,7 @@ bool StoredWantedState(const FunctionLog& log, const ServiceUtils::StoredPowerSt
     return stored.IsOn();
 }
 
-} // namespace
+}  // namespace
 
 void CMainService::UpdateWlanPowerStatus()
 {

@@ -31,7 +31,7 @@ void WaitForWlanService(const FunctionLog& log, const wchar_t* completed)
     log.Log(LevelInformation, completed);
 }
 
-} // namespace
+}  // namespace
 
 bool SystemResumeHandler()
 {
@@ -105,4 +105,4 @@ bool SystemResumeHandler()
     return true;
 }
 
-} // namespace NLMUtils
+}  // namespace NLMUtils

@@ -14,4 +14,4 @@ namespace NLMUtils {
 // Always true.
 bool SystemResumeHandler();
 
-} // namespace NLMUtils
+}  // namespace NLMUtils

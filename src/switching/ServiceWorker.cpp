@@ -81,7 +81,7 @@ void DecideWwanAtStartUp(const FunctionLog& op)
     }
 }
 
-} // namespace
+}  // namespace
 
 void CMainService::ServiceWorkerThread()
 {
@@ -96,15 +96,13 @@ void CMainService::ServiceWorkerThread()
 
     try {
         switch (RunStartUpSteps(op)) {
-        case StartUpEnd::EndedEarly:
-            return;  // no uninitialise, no exit line
+        case StartUpEnd::EndedEarly: return;  // no uninitialise, no exit line
         case StartUpEnd::Stopping:
             // What was made before the stop, OnStop has released; nothing
             // more is made, and the radios are left to the next start.
             op.Log(LevelInformation, L"ServiceWorkerThread - The service is stopping: start-up ends here");
             break;
-        case StartUpEnd::Completed:
-            break;
+        case StartUpEnd::Completed: break;
         }
         if (uninitialize)
             os::api().CoUninitialize();

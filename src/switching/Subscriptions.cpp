@@ -28,7 +28,8 @@ namespace {
 // logs.
 bool QueryContainer(const FunctionLog& log, IUnknown* manager, os::ComPtr<IConnectionPointContainer>& container)
 {
-    const HRESULT hr = manager->QueryInterface(IID_IConnectionPointContainer, reinterpret_cast<void**>(container.Put()));
+    const HRESULT hr =
+        manager->QueryInterface(IID_IConnectionPointContainer, reinterpret_cast<void**>(container.Put()));
     if (FAILED(hr)) {
         log.Log(LevelError, L"IID_IConnectionPointContainer QueryInterface failed with error: 0x%08X", hr);
         return false;
@@ -69,7 +70,7 @@ bool AdviseNetworkSink(const FunctionLog& log, NLMEventHandler* sink, REFIID iid
     return true;
 }
 
-} // namespace
+}  // namespace
 
 void CMainService::ListenForWlanEvents()
 {

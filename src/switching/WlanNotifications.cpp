@@ -69,7 +69,8 @@ bool ReadRadioAndWire(const OperationLog& op, bool& wifiOn, int& ethernet)
 void DecideOnNetworkAvailable(const OperationLog& op, bool wifiOn, int ethernet)
 {
     if (ethernet == 0) {
-        op.Log(LevelInformation, L"wlan_notification_acm_network_available ServiceUtils::my_service_turnonoff_wifi : %d",
+        op.Log(LevelInformation,
+               L"wlan_notification_acm_network_available ServiceUtils::my_service_turnonoff_wifi : %d",
                my_service_turnonoff_wifi.Get());
         // Only an "on" state is stored here: a network showing up says
         // nothing about a user who turned Wi-Fi off.
@@ -136,12 +137,12 @@ void HandleNotification(const char* function, void (*decide)(const OperationLog&
     op.Exit();
 }
 
-} // namespace
+}  // namespace
 
 DWORD CMainService::RegisterWlanNotification(bool& registration)
 {
-    OperationLog op("CMainService::RegisterWlanNotification", L"Registration Status - %d, WLANHandle = 0x%08lx", registration,
-                    static_cast<unsigned long>(reinterpret_cast<uintptr_t>(m_hWlanClient)));
+    OperationLog op("CMainService::RegisterWlanNotification", L"Registration Status - %d, WLANHandle = 0x%08lx",
+                    registration, static_cast<unsigned long>(reinterpret_cast<uintptr_t>(m_hWlanClient)));
     DWORD result = ERROR_NOT_READY;
     if (m_hWlanClient == nullptr) {
         DWORD negotiatedVersion = 0;
@@ -160,8 +161,7 @@ DWORD CMainService::RegisterWlanNotification(bool& registration)
                                                         &CMainService::WlanNotificationCallback, nullptr, nullptr,
                                                         &previousSources);
             if (result != ERROR_SUCCESS)
-                op.Log(LevelError, L"WlanRegisterNotification(Registration) fail with err %d!!",
-                    GetLastError());
+                op.Log(LevelError, L"WlanRegisterNotification(Registration) fail with err %d!!", GetLastError());
         } else {
             result = os::api().WlanRegisterNotification(m_hWlanClient, WLAN_NOTIFICATION_SOURCE_NONE, TRUE, nullptr,
                                                         nullptr, nullptr, &previousSources);

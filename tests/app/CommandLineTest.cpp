@@ -109,9 +109,8 @@ TEST_F(CommandLineTest, InstallFailureIsLoggedAndStillExitsWithZero)
 {
     m_scm.AddService(L"Tessarine");
     EXPECT_EQ(Run({L"-install"}), 0);
-    EXPECT_THAT(m_log.Lines(),
-                ElementsAre(L"Error|InstallService|CreateService failed w/err 0x00000006",
-                            L"Information|wmain|  Install Service."));
+    EXPECT_THAT(m_log.Lines(), ElementsAre(L"Error|InstallService|CreateService failed w/err 0x00000006",
+                                           L"Information|wmain|  Install Service."));
 }
 
 TEST_F(CommandLineTest, RemoveRemovesAndLogsAfterwards)
@@ -134,9 +133,8 @@ TEST_F(CommandLineTest, RemoveWhenNotInstalledPrintsTheOpenFailureAndExitsWithZe
 {
     EXPECT_EQ(Run({L"-remove"}), 0);
     EXPECT_EQ(m_console.Text(), L"OpenService failed w/err 0x00000424\n");
-    EXPECT_THAT(m_log.Lines(),
-                ElementsAre(L"Error|UninstallService|OpenService failed w/err 0x00000424",
-                            L"Information|wmain|Uninstall Service."));
+    EXPECT_THAT(m_log.Lines(), ElementsAre(L"Error|UninstallService|OpenService failed w/err 0x00000424",
+                                           L"Information|wmain|Uninstall Service."));
 }
 
 TEST_F(CommandLineTest, AnUnknownOptionDoesNothingAtAll)

@@ -95,14 +95,12 @@ TEST_F(ServiceInstallerTest, InstallingTwicePrintsTheDescriptionFailureThenTheCr
 {
     m_scm.AddService(L"Tessarine");
     Install();
-    EXPECT_THAT(m_scm.calls,
-                ElementsAre(L"OpenSCManagerW local active 0x00000003", L"CreateServiceW Tessarine",
-                            L"ChangeServiceConfig2W 1", L"CloseServiceHandle scm"));
+    EXPECT_THAT(m_scm.calls, ElementsAre(L"OpenSCManagerW local active 0x00000003", L"CreateServiceW Tessarine",
+                                         L"ChangeServiceConfig2W 1", L"CloseServiceHandle scm"));
     // The description call on the null handle sets its own error, which the
     // creation line then shows: each line reads the error when printed.
-    EXPECT_EQ(m_console.Text(),
-              L"ChangeServiceConfig2 (SERVICE_CONFIG_DESCRIPTION) failed w/err 0x00000006\n"
-              L"CreateService failed w/err 0x00000006\n");
+    EXPECT_EQ(m_console.Text(), L"ChangeServiceConfig2 (SERVICE_CONFIG_DESCRIPTION) failed w/err 0x00000006\n"
+                                L"CreateService failed w/err 0x00000006\n");
     EXPECT_THAT(m_log.Lines(), ElementsAre(L"Error|InstallService|CreateService failed w/err 0x00000006"));
 }
 
@@ -231,9 +229,8 @@ TEST_F(ServiceUninstallerTest, RemovingAMissingServicePrintsTheOpenFailure)
     UninstallService(L"Tessarine");
     EXPECT_EQ(m_console.Text(), L"OpenService failed w/err 0x00000424\n");
     EXPECT_THAT(m_log.Lines(), ElementsAre(L"Error|UninstallService|OpenService failed w/err 0x00000424"));
-    EXPECT_THAT(m_scm.calls,
-                ElementsAre(L"OpenSCManagerW local active 0x00000001", L"OpenServiceW Tessarine 0x00010024",
-                            L"CloseServiceHandle scm"));
+    EXPECT_THAT(m_scm.calls, ElementsAre(L"OpenSCManagerW local active 0x00000001",
+                                         L"OpenServiceW Tessarine 0x00010024", L"CloseServiceHandle scm"));
     EXPECT_TRUE(KeyExists(kWlanPowerStatusKey));
 }
 

@@ -25,12 +25,12 @@ inline constexpr wchar_t kFallbackClass[] = L"QX_BIOSSetting";
 inline constexpr wchar_t kWlan[] = L"LAN / WLAN Auto Switching";
 inline constexpr wchar_t kWlanOlder[] = L"LAN/WLAN Switching";
 inline constexpr wchar_t kWwan[] = L"LAN / WWAN Auto Switching";
-inline constexpr wchar_t kFirstQuery[]
-    = L"SELECT * FROM QXBIOS_BIOSEnumeration WHERE Name='LAN / WLAN Auto Switching' OR Name='LAN / WWAN Auto "
-      L"Switching' OR Name='LAN/WLAN Switching'";
-inline constexpr wchar_t kFallbackQuery[]
-    = L"SELECT * FROM QX_BIOSSetting WHERE Name='LAN / WLAN Auto Switching' OR Name='LAN / WWAN Auto Switching' OR "
-      L"Name='LAN/WLAN Switching'";
+inline constexpr wchar_t kFirstQuery[] =
+    L"SELECT * FROM QXBIOS_BIOSEnumeration WHERE Name='LAN / WLAN Auto Switching' OR Name='LAN / WWAN Auto "
+    L"Switching' OR Name='LAN/WLAN Switching'";
+inline constexpr wchar_t kFallbackQuery[] =
+    L"SELECT * FROM QX_BIOSSetting WHERE Name='LAN / WLAN Auto Switching' OR Name='LAN / WWAN Auto Switching' OR "
+    L"Name='LAN/WLAN Switching'";
 // The read that both the read's tests and the settings' tests look into.
 inline constexpr char kRead[] = "NLMUtils::ReadNetworkSwitchingStatus";
 inline constexpr fakes::FunctionLines ReadLine{kRead};
@@ -63,4 +63,4 @@ protected:
     NLMUtils::SettingMap m_settings;
 };
 
-} // namespace biostest
+}  // namespace biostest

@@ -26,8 +26,7 @@ constexpr char kGet[] = "NLMUtils::GetAutoSwitchingStatus";
 // The lines of a read that found the class and walked it once without trouble.
 std::vector<std::wstring> CleanRead(const std::wstring& className, const std::wstring& query, int count)
 {
-    return {ReadLine(L"TraceIn", L"Fetch Location = " + className),
-            ReadLine(L"Verbose", L"WMI Query =  " + query),
+    return {ReadLine(L"TraceIn", L"Fetch Location = " + className), ReadLine(L"Verbose", L"WMI Query =  " + query),
             ReadLine(L"Verbose", L"ProcessEnum Return  [hr:0x00000000]"),
             ReadLine(L"Verbose", L"Retry Count for Timeout =  0"),
             ReadLine(L"TraceOut", L"Return WMI Read Count = " + std::to_wstring(count) + L",Return Value = 0x0")};
@@ -52,8 +51,8 @@ TEST_F(GetAutoSwitchingStatusTest, AnEmptyFirstClassSendsTheReadToTheFallbackCla
         EXPECT_EQ(query.flags, 0x30);
         EXPECT_FALSE(query.context);
     }
-    EXPECT_THAT(Lines(kRead), testing::ContainerEq(CleanRead(kFirstClass, kFirstQuery, 0)
-                                                   + CleanRead(kFallbackClass, kFallbackQuery, 2)));
+    EXPECT_THAT(Lines(kRead), testing::ContainerEq(CleanRead(kFirstClass, kFirstQuery, 0) +
+                                                   CleanRead(kFallbackClass, kFallbackQuery, 2)));
     EXPECT_THAT(Lines(kGet),
                 ElementsAre(L"TraceIn|NLMUtils::GetAutoSwitchingStatus|",
                             L"Verbose|NLMUtils::GetAutoSwitchingStatus|Displaying the WMI Read Data - Start",
@@ -137,9 +136,8 @@ TEST_F(GetAutoSwitchingStatusTest, ALeadingStarDisablesAndAnyOtherFirstCharacter
     // Only the first character counts: "*Enable" is off, "Disable" is on.
     EXPECT_FALSE(LanWlanSwitchingEnabled);
     EXPECT_TRUE(LanWwanSwitchingEnabled);
-    EXPECT_EQ(Lines(kGet).back(),
-              L"TraceOut|NLMUtils::GetAutoSwitchingStatus|LanWlanSwitchingEnabled Value = 0, "
-              L"LanWwanSwitchingEnabled = 1");
+    EXPECT_EQ(Lines(kGet).back(), L"TraceOut|NLMUtils::GetAutoSwitchingStatus|LanWlanSwitchingEnabled Value = 0, "
+                                  L"LanWwanSwitchingEnabled = 1");
 }
 
 TEST_F(GetAutoSwitchingStatusTest, TwoObjectsOfOneNameKeepTheFirstValueAndLogTheSecondAsAnError)
@@ -248,9 +246,8 @@ struct RuleCase {
 };
 
 constexpr RuleCase kRuleCases[] = {
-    {L"*Enable", false},         {L"*Disable", false}, {L"Enable", true}, {L"Disable", true},
-    {L"Enabled,*Disabled", true}, {L"x", true},         {L"*", false},     {L"", false},
-    {L" ", true},
+    {L"*Enable", false}, {L"*Disable", false}, {L"Enable", true}, {L"Disable", true}, {L"Enabled,*Disabled", true},
+    {L"x", true},        {L"*", false},        {L"", false},      {L" ", true},
 };
 
 // Reads the firmware `settings` in a fresh environment; returns the flags.
@@ -287,4 +284,4 @@ TEST(ValueRuleTest, OnlyTheFirstCharacterOfTheValueDecides)
     LanWwanSwitchingEnabled = false;
 }
 
-} // namespace
+}  // namespace

@@ -253,4 +253,4 @@ TEST(ComValueHelpersTest, AVariantOfAnUnknownTypeCannotBeClearedAndSaysSo)
     const_cast<VARIANT&>(value.Get()).vt = VT_EMPTY;
 }
 
-} // namespace
+}  // namespace

@@ -35,10 +35,11 @@ TEST_F(ReadNetworkSwitchingStatusTest, AReadConnectsQueriesWalksAndTearsDownInTh
     EXPECT_EQ(Read(), S_OK);
 
     EXPECT_THAT(m_journal,
-                ElementsAre("CoInitializeEx 0", "CoCreateInstance WbemLocator", "ConnectServer ROOT\\qx\\instrumentedbios",
-                            "CoSetProxyBlanket", "ExecQuery QXBIOS_BIOSEnumeration", "Next",
-                            "Get Name of LAN / WLAN Auto Switching", "Get Value of LAN / WLAN Auto Switching", "Next",
-                            "enumerator released", "services released", "locator released", "CoUninitialize"));
+                ElementsAre("CoInitializeEx 0", "CoCreateInstance WbemLocator",
+                            "ConnectServer ROOT\\qx\\instrumentedbios", "CoSetProxyBlanket",
+                            "ExecQuery QXBIOS_BIOSEnumeration", "Next", "Get Name of LAN / WLAN Auto Switching",
+                            "Get Value of LAN / WLAN Auto Switching", "Next", "enumerator released",
+                            "services released", "locator released", "CoUninitialize"));
     ASSERT_EQ(m_wmi.Connections().size(), 1u);
     EXPECT_EQ(m_wmi.Connections()[0].resource, L"ROOT\\qx\\instrumentedbios");
     EXPECT_FALSE(m_wmi.Connections()[0].credentials);
@@ -63,8 +64,8 @@ TEST_F(ReadNetworkSwitchingStatusTest, AReadConnectsQueriesWalksAndTearsDownInTh
     // one the walk tests, so one more Next finds the end.
     const auto next = std::make_pair(static_cast<LONG>(WBEM_INFINITE), 10ul);
     EXPECT_THAT(m_wmi.NextCalls(), ElementsAre(next, next));
-    EXPECT_THAT(Lines(kInit), ElementsAre(L"TraceIn|NLMUtils::InitWMIRead|",
-                                          L"TraceOut|NLMUtils::InitWMIRead|Return Value = 0x0"));
+    EXPECT_THAT(Lines(kInit),
+                ElementsAre(L"TraceIn|NLMUtils::InitWMIRead|", L"TraceOut|NLMUtils::InitWMIRead|Return Value = 0x0"));
     EXPECT_EQ(m_settings.at(kWlan), L"Enable");
     EXPECT_EQ(m_com.concurrencyModel, static_cast<DWORD>(COINIT_MULTITHREADED));
     EXPECT_EQ(m_wmi.LiveObjects(), 0);
@@ -79,8 +80,7 @@ TEST_F(ReadNetworkSwitchingStatusTest, SixTimeOutsCostSixWalksSixShortPausesAndO
 
     EXPECT_THAT(m_clock.Pauses(), ElementsAre(1000u, 1000u, 1000u, 1000u, 1000u, 1000u, 3000u));
     EXPECT_EQ(m_wmi.NextCalls().size(), 6u);
-    std::vector<std::wstring> expected = {ReadLine(L"TraceIn", L"Fetch Location = QXBIOS_BIOSEnumeration"),
-                                          kQueryLine};
+    std::vector<std::wstring> expected = {ReadLine(L"TraceIn", L"Fetch Location = QXBIOS_BIOSEnumeration"), kQueryLine};
     for (int i = 1; i <= 6; ++i) {
         expected.push_back(ReadLine(L"Verbose", L"ProcessEnum Return  [hr:0x00040004]"));
         expected.push_back(ReadLine(L"Warning", L"WMI Read Timeout. [hr:0x00040004]"));
@@ -105,12 +105,12 @@ TEST_F(ReadNetworkSwitchingStatusTest, AfterTimeOutsTheMapIsWhatTheLastWalkLeft)
     // Objects that come with a time-out are read and the walk goes on; the
     // empty time-out after them ends it. Each walk clears the map first, so
     // only the sixth walk's objects remain.
-    m_wmi.Script(kFirstClass, {NextStep::TimedOut(),                                          // walk 1
-                               NextStep::Batch(1, WBEM_S_TIMEDOUT), NextStep::TimedOut(),     // walk 2
-                               NextStep::TimedOut(),                                          // walk 3
-                               NextStep::Batch(1, WBEM_S_TIMEDOUT), NextStep::TimedOut(),     // walk 4
-                               NextStep::TimedOut(),                                          // walk 5
-                               NextStep::Batch(2, WBEM_S_TIMEDOUT), NextStep::TimedOut()});   // walk 6
+    m_wmi.Script(kFirstClass, {NextStep::TimedOut(),                                         // walk 1
+                               NextStep::Batch(1, WBEM_S_TIMEDOUT), NextStep::TimedOut(),    // walk 2
+                               NextStep::TimedOut(),                                         // walk 3
+                               NextStep::Batch(1, WBEM_S_TIMEDOUT), NextStep::TimedOut(),    // walk 4
+                               NextStep::TimedOut(),                                         // walk 5
+                               NextStep::Batch(2, WBEM_S_TIMEDOUT), NextStep::TimedOut()});  // walk 6
 
     EXPECT_EQ(Read(), WBEM_S_TIMEDOUT);
 
@@ -128,17 +128,16 @@ TEST_F(ReadNetworkSwitchingStatusTest, ATimeOutFollowedByTheRestEndsTheReadWitho
     EXPECT_EQ(Read(), S_OK);
 
     EXPECT_THAT(m_clock.Pauses(), ElementsAre(1000u, 1000u));
-    EXPECT_THAT(Lines(kRead),
-                ElementsAre(ReadLine(L"TraceIn", L"Fetch Location = QXBIOS_BIOSEnumeration"), kQueryLine,
-                            ReadLine(L"Verbose", L"ProcessEnum Return  [hr:0x00040004]"),
-                            ReadLine(L"Warning", L"WMI Read Timeout. [hr:0x00040004]"),
-                            ReadLine(L"Verbose", L"Retry Count for Timeout =  1"),
-                            ReadLine(L"Verbose", L"ProcessEnum Return  [hr:0x00040004]"),
-                            ReadLine(L"Warning", L"WMI Read Timeout. [hr:0x00040004]"),
-                            ReadLine(L"Verbose", L"Retry Count for Timeout =  2"),
-                            ReadLine(L"Verbose", L"ProcessEnum Return  [hr:0x00000000]"),
-                            ReadLine(L"Verbose", L"Retry Count for Timeout =  2"),
-                            ReadLine(L"TraceOut", L"Return WMI Read Count = 1,Return Value = 0x0")));
+    EXPECT_THAT(Lines(kRead), ElementsAre(ReadLine(L"TraceIn", L"Fetch Location = QXBIOS_BIOSEnumeration"), kQueryLine,
+                                          ReadLine(L"Verbose", L"ProcessEnum Return  [hr:0x00040004]"),
+                                          ReadLine(L"Warning", L"WMI Read Timeout. [hr:0x00040004]"),
+                                          ReadLine(L"Verbose", L"Retry Count for Timeout =  1"),
+                                          ReadLine(L"Verbose", L"ProcessEnum Return  [hr:0x00040004]"),
+                                          ReadLine(L"Warning", L"WMI Read Timeout. [hr:0x00040004]"),
+                                          ReadLine(L"Verbose", L"Retry Count for Timeout =  2"),
+                                          ReadLine(L"Verbose", L"ProcessEnum Return  [hr:0x00000000]"),
+                                          ReadLine(L"Verbose", L"Retry Count for Timeout =  2"),
+                                          ReadLine(L"TraceOut", L"Return WMI Read Count = 1,Return Value = 0x0")));
 }
 
 TEST_F(ReadNetworkSwitchingStatusTest, AComErrorOnEveryPassCostsFourPassesWithTheLongPauseAfterEach)
@@ -149,8 +148,7 @@ TEST_F(ReadNetworkSwitchingStatusTest, AComErrorOnEveryPassCostsFourPassesWithTh
     EXPECT_EQ(Read(), WBEM_E_TRANSPORT_FAILURE);
 
     EXPECT_THAT(m_clock.Pauses(), ElementsAre(3000u, 3000u, 3000u, 3000u));
-    std::vector<std::wstring> expected = {ReadLine(L"TraceIn", L"Fetch Location = QXBIOS_BIOSEnumeration"),
-                                          kQueryLine};
+    std::vector<std::wstring> expected = {ReadLine(L"TraceIn", L"Fetch Location = QXBIOS_BIOSEnumeration"), kQueryLine};
     for (int i = 1; i <= 4; ++i) {
         expected.push_back(ReadLine(L"Error", L"Exception while getting BIOS with error 0x80041015"));
         expected.push_back(ReadLine(L"Verbose", L"Retry Count for Exception =  " + std::to_wstring(i)));
@@ -170,13 +168,12 @@ TEST_F(ReadNetworkSwitchingStatusTest, AComErrorInTheFirstPassAndSuccessInTheSec
     EXPECT_EQ(Read(), S_OK);
 
     EXPECT_THAT(m_clock.Pauses(), ElementsAre(3000u));
-    EXPECT_THAT(Lines(kRead),
-                ElementsAre(ReadLine(L"TraceIn", L"Fetch Location = QXBIOS_BIOSEnumeration"), kQueryLine,
-                            ReadLine(L"Error", L"Exception while getting BIOS with error 0x8007000E"),
-                            ReadLine(L"Verbose", L"Retry Count for Exception =  1"),
-                            ReadLine(L"Verbose", L"ProcessEnum Return  [hr:0x00000000]"),
-                            ReadLine(L"Verbose", L"Retry Count for Timeout =  0"),
-                            ReadLine(L"TraceOut", L"Return WMI Read Count = 1,Return Value = 0x0")));
+    EXPECT_THAT(Lines(kRead), ElementsAre(ReadLine(L"TraceIn", L"Fetch Location = QXBIOS_BIOSEnumeration"), kQueryLine,
+                                          ReadLine(L"Error", L"Exception while getting BIOS with error 0x8007000E"),
+                                          ReadLine(L"Verbose", L"Retry Count for Exception =  1"),
+                                          ReadLine(L"Verbose", L"ProcessEnum Return  [hr:0x00000000]"),
+                                          ReadLine(L"Verbose", L"Retry Count for Timeout =  0"),
+                                          ReadLine(L"TraceOut", L"Return WMI Read Count = 1,Return Value = 0x0")));
     EXPECT_EQ(m_settings.at(kWlan), L"Enable");
     EXPECT_EQ(m_wmi.LiveObjects(), 0);
 }
@@ -235,8 +232,8 @@ TEST_F(ReadNetworkSwitchingStatusTest, AFailingExecQueryIsLoggedAndCleanedUp)
 
     EXPECT_THAT(Lines(kRead),
                 ElementsAre(ReadLine(L"TraceIn", L"Fetch Location = QXBIOS_BIOSEnumeration"), kQueryLine,
-                            ReadLine(L"Error", std::wstring(L"Query for ") + kFirstQuery
-                                                   + L" from  QXBIOS_BIOSEnumeration failed. [hr:0x80041010]"),
+                            ReadLine(L"Error", std::wstring(L"Query for ") + kFirstQuery +
+                                                   L" from  QXBIOS_BIOSEnumeration failed. [hr:0x80041010]"),
                             ReadLine(L"TraceOut", L"Return WMI Read Count = 0,Return Value = 0x80041010")));
     EXPECT_THAT(m_clock.Pauses(), IsEmpty());
     EXPECT_EQ(m_wmi.Queries().size(), 1u);
@@ -256,12 +253,11 @@ TEST_F(ReadNetworkSwitchingStatusTest, AFailingConnectServerUninitialisesCOMInIn
                             L"Error|NLMUtils::InitWMIRead|Could not connect to ROOT\\qx\\instrumentedbios. "
                             L"[hr:0x8004100E]",
                             L"TraceOut|NLMUtils::InitWMIRead|Return Value = 0x8004100e"));
-    EXPECT_THAT(Lines(kRead),
-                ElementsAre(ReadLine(L"TraceIn", L"Fetch Location = QXBIOS_BIOSEnumeration"),
-                            ReadLine(L"Error", L"Failed to initialize WMI Read [hr:0x8004100E]")));
-    EXPECT_THAT(m_journal, ElementsAre("CoInitializeEx 0", "CoCreateInstance WbemLocator",
-                                       "ConnectServer ROOT\\qx\\instrumentedbios", "locator released",
-                                       "CoUninitialize"));
+    EXPECT_THAT(Lines(kRead), ElementsAre(ReadLine(L"TraceIn", L"Fetch Location = QXBIOS_BIOSEnumeration"),
+                                          ReadLine(L"Error", L"Failed to initialize WMI Read [hr:0x8004100E]")));
+    EXPECT_THAT(m_journal,
+                ElementsAre("CoInitializeEx 0", "CoCreateInstance WbemLocator",
+                            "ConnectServer ROOT\\qx\\instrumentedbios", "locator released", "CoUninitialize"));
     EXPECT_TRUE(m_wmi.ProxyBlankets().empty());
     EXPECT_EQ(m_com.initializations, 1);
     EXPECT_EQ(m_com.uninitializations, 1);
@@ -274,13 +270,11 @@ TEST_F(ReadNetworkSwitchingStatusTest, AFailingProxyBlanketReleasesBothAndUninit
 
     EXPECT_EQ(Read(), E_ACCESSDENIED);
 
-    EXPECT_THAT(Lines(kInit),
-                ElementsAre(L"TraceIn|NLMUtils::InitWMIRead|",
-                            L"Error|NLMUtils::InitWMIRead|Could not set proxy blanket . [hr:0x80070005]",
-                            L"TraceOut|NLMUtils::InitWMIRead|Return Value = 0x80070005"));
-    EXPECT_THAT(Lines(kRead),
-                ElementsAre(ReadLine(L"TraceIn", L"Fetch Location = QXBIOS_BIOSEnumeration"),
-                            ReadLine(L"Error", L"Failed to initialize WMI Read [hr:0x80070005]")));
+    EXPECT_THAT(Lines(kInit), ElementsAre(L"TraceIn|NLMUtils::InitWMIRead|",
+                                          L"Error|NLMUtils::InitWMIRead|Could not set proxy blanket . [hr:0x80070005]",
+                                          L"TraceOut|NLMUtils::InitWMIRead|Return Value = 0x80070005"));
+    EXPECT_THAT(Lines(kRead), ElementsAre(ReadLine(L"TraceIn", L"Fetch Location = QXBIOS_BIOSEnumeration"),
+                                          ReadLine(L"Error", L"Failed to initialize WMI Read [hr:0x80070005]")));
     EXPECT_THAT(m_journal, ElementsAre("CoInitializeEx 0", "CoCreateInstance WbemLocator",
                                        "ConnectServer ROOT\\qx\\instrumentedbios", "CoSetProxyBlanket",
                                        "services released", "locator released", "CoUninitialize"));
@@ -297,9 +291,8 @@ TEST_F(ReadNetworkSwitchingStatusTest, AFailedLocatorCreationLeavesCOMInitialise
     EXPECT_THAT(Lines(kInit),
                 ElementsAre(L"TraceIn|NLMUtils::InitWMIRead|",
                             L"Error|NLMUtils::InitWMIRead|Failed to create IWbemLocator object. [hr:0x80040154]"));
-    EXPECT_THAT(Lines(kRead),
-                ElementsAre(ReadLine(L"TraceIn", L"Fetch Location = QXBIOS_BIOSEnumeration"),
-                            ReadLine(L"Error", L"Failed to initialize WMI Read [hr:0x80040154]")));
+    EXPECT_THAT(Lines(kRead), ElementsAre(ReadLine(L"TraceIn", L"Fetch Location = QXBIOS_BIOSEnumeration"),
+                                          ReadLine(L"Error", L"Failed to initialize WMI Read [hr:0x80040154]")));
     EXPECT_EQ(m_com.initializations, 1);
     EXPECT_EQ(m_com.uninitializations, 0);
     EXPECT_EQ(m_wmi.LocatorsCreated(), 0);
@@ -315,9 +308,8 @@ TEST_F(ReadNetworkSwitchingStatusTest, AFailedCOMInitialisationEndsTheReadBefore
     EXPECT_THAT(Lines(kInit),
                 ElementsAre(L"TraceIn|NLMUtils::InitWMIRead|",
                             L"Error|NLMUtils::InitWMIRead|Failed to initialize COM library [hr:0x80010106]"));
-    EXPECT_THAT(Lines(kRead),
-                ElementsAre(ReadLine(L"TraceIn", L"Fetch Location = QXBIOS_BIOSEnumeration"),
-                            ReadLine(L"Error", L"Failed to initialize WMI Read [hr:0x80010106]")));
+    EXPECT_THAT(Lines(kRead), ElementsAre(ReadLine(L"TraceIn", L"Fetch Location = QXBIOS_BIOSEnumeration"),
+                                          ReadLine(L"Error", L"Failed to initialize WMI Read [hr:0x80010106]")));
     EXPECT_THAT(m_journal, ElementsAre("CoInitializeEx 0"));
     EXPECT_EQ(m_com.uninitializations, 0);
 }
@@ -328,14 +320,13 @@ TEST_F(ReadNetworkSwitchingStatusTest, AConnectionWithoutServicesSkipsTheQueryBu
 
     EXPECT_EQ(Read(), S_OK);
 
-    EXPECT_THAT(Lines(kInit), ElementsAre(L"TraceIn|NLMUtils::InitWMIRead|",
-                                          L"TraceOut|NLMUtils::InitWMIRead|Return Value = 0x0"));
-    EXPECT_THAT(Lines(kRead),
-                ElementsAre(ReadLine(L"TraceIn", L"Fetch Location = QXBIOS_BIOSEnumeration"),
-                            ReadLine(L"TraceOut", L"Return WMI Read Count = 0,Return Value = 0x0")));
-    EXPECT_THAT(m_journal, ElementsAre("CoInitializeEx 0", "CoCreateInstance WbemLocator",
-                                       "ConnectServer ROOT\\qx\\instrumentedbios", "locator released",
-                                       "CoUninitialize"));
+    EXPECT_THAT(Lines(kInit),
+                ElementsAre(L"TraceIn|NLMUtils::InitWMIRead|", L"TraceOut|NLMUtils::InitWMIRead|Return Value = 0x0"));
+    EXPECT_THAT(Lines(kRead), ElementsAre(ReadLine(L"TraceIn", L"Fetch Location = QXBIOS_BIOSEnumeration"),
+                                          ReadLine(L"TraceOut", L"Return WMI Read Count = 0,Return Value = 0x0")));
+    EXPECT_THAT(m_journal,
+                ElementsAre("CoInitializeEx 0", "CoCreateInstance WbemLocator",
+                            "ConnectServer ROOT\\qx\\instrumentedbios", "locator released", "CoUninitialize"));
     EXPECT_TRUE(m_wmi.ProxyBlankets().empty());
     EXPECT_EQ(m_wmi.LiveObjects(), 0);
 }
@@ -394,7 +385,8 @@ TEST_F(ReadNetworkSwitchingStatusTest, AQueryTextThatCannotBeAllocatedIsLoggedAn
     seam->SysAllocString = &RefusingQueries;
     EXPECT_EQ(Read(), S_OK);
     EXPECT_TRUE(m_settings.empty());
-    EXPECT_THAT(Lines(kRead), testing::Contains(ReadLine(L"Error", L"Failed to initialize WMI Query. Error = 0x00000008")));
+    EXPECT_THAT(Lines(kRead),
+                testing::Contains(ReadLine(L"Error", L"Failed to initialize WMI Query. Error = 0x00000008")));
     EXPECT_EQ(Lines(kRead).back(), ReadLine(L"TraceOut", L"Return WMI Read Count = 0,Return Value = 0x0"));
     EXPECT_EQ(m_com.uninitializations, 1);
     EXPECT_EQ(m_wmi.Queries().size(), 0u);
@@ -417,4 +409,4 @@ TEST_F(ReadNetworkSwitchingStatusTest, ANamespaceTextThatCannotBeAllocatedIsACom
     EXPECT_TRUE(m_wmi.Connections().empty());
 }
 
-} // namespace
+}  // namespace

@@ -33,11 +33,12 @@ TEST(RealWmiTest, WithoutTheFirmwareNamespaceBothFlagsStayFalseAndCOMIsBalanced)
     EXPECT_THAT(lines[1], testing::StartsWith(L"Error|NLMUtils::InitWMIRead|Could not connect to "
                                               L"ROOT\\qx\\instrumentedbios. [hr:0x8"));
     EXPECT_EQ(lines[1].size(), std::wstring(L"Error|NLMUtils::InitWMIRead|Could not connect to "
-                                            L"ROOT\\qx\\instrumentedbios. [hr:0x80000000]").size());
+                                            L"ROOT\\qx\\instrumentedbios. [hr:0x80000000]")
+                                   .size());
     EXPECT_EQ(lines[1], lines[4]);
     EXPECT_EQ(log.LinesOf("NLMUtils::GetAutoSwitchingStatus").back(),
               L"TraceOut|NLMUtils::GetAutoSwitchingStatus|LanWlanSwitchingEnabled Value = 0, "
               L"LanWwanSwitchingEnabled = 0");
 }
 
-} // namespace
+}  // namespace

@@ -23,7 +23,7 @@ void ReadAvailable(HANDLE pipe, std::string& bytes)
     }
 }
 
-} // namespace
+}  // namespace
 
 ProcessResult RunProcess(const std::wstring& commandLine, DWORD timeoutMilliseconds)
 {
@@ -49,8 +49,8 @@ ProcessResult RunProcess(const std::wstring& commandLine, DWORD timeoutMilliseco
         if (attempt > 0)
             Sleep(200);
         std::wstring mutableLine = commandLine;
-        result.started = CreateProcessW(nullptr, &mutableLine[0], nullptr, nullptr, TRUE, 0, nullptr, nullptr,
-                                        &startup, &process) != FALSE;
+        result.started = CreateProcessW(nullptr, &mutableLine[0], nullptr, nullptr, TRUE, 0, nullptr, nullptr, &startup,
+                                        &process) != FALSE;
     }
     CloseHandle(writeEnd);
     if (result.started) {
@@ -100,4 +100,4 @@ ProcessResult RunProduct(const std::wstring& arguments)
     return RunProcess(commandLine);
 }
 
-} // namespace e2e
+}  // namespace e2e

@@ -10,7 +10,7 @@ namespace e2e {
 
 struct ProcessResult {
     bool started = false;
-    bool timedOut = false;    // ended by the runner after the time limit
+    bool timedOut = false;  // ended by the runner after the time limit
     DWORD exitCode = ~0u;
     std::wstring output;
 };
@@ -25,4 +25,4 @@ std::wstring ProductPath();
 // The built Tessarine.exe with `arguments` (none when empty).
 ProcessResult RunProduct(const std::wstring& arguments);
 
-} // namespace e2e
+}  // namespace e2e

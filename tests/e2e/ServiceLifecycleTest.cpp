@@ -246,8 +246,9 @@ TEST_P(InstallOptionTest, Installs)
 INSTANTIATE_TEST_SUITE_P(AnyCaseWithHyphenOrSlash, InstallOptionTest,
                          testing::Values(L"-INSTALL", L"/Install", L"-install"),
                          [](const testing::TestParamInfo<const wchar_t*>& info) {
-                             return info.index == 0 ? "HyphenUpperCase" : info.index == 1 ? "SlashMixedCase"
-                                                                                         : "HyphenLowerCase";
+                             return info.index == 0   ? "HyphenUpperCase"
+                                    : info.index == 1 ? "SlashMixedCase"
+                                                      : "HyphenLowerCase";
                          });
 
 TEST_F(ServiceLifecycleTest, OnlyTheFirstArgumentCounts)
@@ -402,9 +403,9 @@ TEST_F(ServiceLifecycleTest, InstallLeavesALogFileInTheRecordFormat)
     if (bytes.compare(0, 3, "\xEF\xBB\xBF") == 0)
         bytes.erase(0, 3);
     ASSERT_FALSE(bytes.empty());
-    EXPECT_NE(MultiByteToWideChar(CP_UTF8, MB_ERR_INVALID_CHARS, bytes.data(), static_cast<int>(bytes.size()),
-                                  nullptr, 0),
-              0);
+    EXPECT_NE(
+        MultiByteToWideChar(CP_UTF8, MB_ERR_INVALID_CHARS, bytes.data(), static_cast<int>(bytes.size()), nullptr, 0),
+        0);
     const std::vector<std::wstring> lines = LogLines();
     ASSERT_FALSE(lines.empty());
     const std::wregex record(L"\\d{4}/\\d{2}/\\d{2} \\d{2}:\\d{2}:\\d{2}\\.\\d{3}\\|[0-9A-F]{8}\\|"
@@ -493,4 +494,4 @@ TEST_F(ServiceLifecycleTest, TheWorkerRunsOnWinesPlatformToTheMissingMobileBroad
     EXPECT_FALSE(LogContains(L"CMainService::WorkItemTrampoline"));
 }
 
-} // namespace
+}  // namespace

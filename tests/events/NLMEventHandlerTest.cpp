@@ -87,9 +87,9 @@ Lines Tail(const std::vector<const wchar_t*>& elements)
 
 Lines ConnectHead(int connectivity, int isEthernet)
 {
-    return Head(connectivity)
-           + Lines{Sink(L"Information", L"Connectivity state : " + std::to_wstring(connectivity) + L" "),
-                   Sink(L"Information", L"Ethernet state : " + std::to_wstring(isEthernet) + L" ")};
+    return Head(connectivity) +
+           Lines{Sink(L"Information", L"Connectivity state : " + std::to_wstring(connectivity) + L" "),
+                 Sink(L"Information", L"Ethernet state : " + std::to_wstring(isEthernet) + L" ")};
 }
 
 std::wstring FailedTry(int tryNumber)
@@ -303,7 +303,9 @@ TEST_F(SinkTest, TheSecondTableIsTheNetworkEventsInOrder)
     EXPECT_EQ(Slot<AddRef>(second, 1)(second), 2u);
     EXPECT_EQ(Slot<AddRef>(second, 2)(second), 1u);
     EXPECT_EQ(Slot<NetworkAdded>(second, 3)(second, kConnectionId), S_OK);
-    EXPECT_EQ(Slot<NetworkPropertyChanged>(second, 6)(second, kConnectionId, NLM_NETWORK_PROPERTY_CHANGE_CATEGORY_VALUE), S_OK);
+    EXPECT_EQ(
+        Slot<NetworkPropertyChanged>(second, 6)(second, kConnectionId, NLM_NETWORK_PROPERTY_CHANGE_CATEGORY_VALUE),
+        S_OK);
     EXPECT_EQ(m_log.Lines(),
               (Lines{L"TraceIn|NLMEventHandler::NetworkAdded|", L"TraceOut|NLMEventHandler::NetworkAdded|",
                      L"TraceIn|NLMEventHandler::NetworkPropertyChanged|NLM_NETWORK_PROPERTY_CHANGE = 16",
@@ -334,17 +336,16 @@ TEST_F(SinkTest, TheLoggingCallbacksLogTheirValuesAndSucceed)
     EXPECT_EQ(m_sink->NetworkPropertyChanged(kConnectionId, NLM_NETWORK_PROPERTY_CHANGE_DESCRIPTION), S_OK);
     EXPECT_EQ(m_sink->NetworkConnectionPropertyChanged(kConnectionId, NLM_CONNECTION_PROPERTY_CHANGE_AUTHENTICATION),
               S_OK);
-    EXPECT_EQ(m_log.Lines(),
-              (Lines{L"TraceIn|NLMEventHandler::ConnectivityChanged|NLM_CONNECTIVITY = 0",
-                     L"TraceOut|NLMEventHandler::ConnectivityChanged|",
-                     L"TraceIn|NLMEventHandler::NetworkAdded|",
-                     L"TraceOut|NLMEventHandler::NetworkAdded|",
-                     L"TraceIn|NLMEventHandler::NetworkConnectivityChanged|",
-                     L"TraceOut|NLMEventHandler::NetworkConnectivityChanged|",
-                     L"TraceIn|NLMEventHandler::NetworkPropertyChanged|NLM_NETWORK_PROPERTY_CHANGE = 2",
-                     L"TraceOut|NLMEventHandler::NetworkPropertyChanged|",
-                     L"TraceIn|NLMEventHandler::NetworkConnectionPropertyChanged|NLM_CONNECTION_PROPERTY_CHANGE = 1",
-                     L"TraceOut|NLMEventHandler::NetworkConnectionPropertyChanged|"}));
+    EXPECT_EQ(
+        m_log.Lines(),
+        (Lines{L"TraceIn|NLMEventHandler::ConnectivityChanged|NLM_CONNECTIVITY = 0",
+               L"TraceOut|NLMEventHandler::ConnectivityChanged|", L"TraceIn|NLMEventHandler::NetworkAdded|",
+               L"TraceOut|NLMEventHandler::NetworkAdded|", L"TraceIn|NLMEventHandler::NetworkConnectivityChanged|",
+               L"TraceOut|NLMEventHandler::NetworkConnectivityChanged|",
+               L"TraceIn|NLMEventHandler::NetworkPropertyChanged|NLM_NETWORK_PROPERTY_CHANGE = 2",
+               L"TraceOut|NLMEventHandler::NetworkPropertyChanged|",
+               L"TraceIn|NLMEventHandler::NetworkConnectionPropertyChanged|NLM_CONNECTION_PROPERTY_CHANGE = 1",
+               L"TraceOut|NLMEventHandler::NetworkConnectionPropertyChanged|"}));
     EXPECT_EQ(m_ipHelper.InfoCalls(), 0);
     EXPECT_FALSE(msm_Notification_flag);
 }
@@ -352,12 +353,13 @@ TEST_F(SinkTest, TheLoggingCallbacksLogTheirValuesAndSucceed)
 TEST_F(SinkTest, NetworkDeletedLogsTheIdAndKeepsItsTextAsItAlwaysHas)
 {
     EXPECT_EQ(m_sink->NetworkDeleted(kConnectionId), S_OK);
-    EXPECT_EQ(m_log.Lines(),
-              (Lines{L"TraceIn|NLMEventHandler::NetworkDeleted|",
-                     L"Information|NLMEventHandler::NetworkDeleted|*************NetworkDeleted start***********",
-                     L"Information|NLMEventHandler::NetworkDeleted|Network ID deleted: " + std::wstring(kConnectionText),
-                     L"Information|NLMEventHandler::NetworkDeleted|*************NetworkDeleted End***********",
-                     L"TraceOut|NLMEventHandler::NetworkDeleted|"}));
+    EXPECT_EQ(
+        m_log.Lines(),
+        (Lines{L"TraceIn|NLMEventHandler::NetworkDeleted|",
+               L"Information|NLMEventHandler::NetworkDeleted|*************NetworkDeleted start***********",
+               L"Information|NLMEventHandler::NetworkDeleted|Network ID deleted: " + std::wstring(kConnectionText),
+               L"Information|NLMEventHandler::NetworkDeleted|*************NetworkDeleted End***********",
+               L"TraceOut|NLMEventHandler::NetworkDeleted|"}));
     // The GUID text is not freed: a kept leak of this callback.
     EXPECT_EQ(m_texts.LiveTexts(), 1u);
     m_leakedTexts = 1;
@@ -382,9 +384,9 @@ TEST_F(SinkTest, AWifiConnectionGainingConnectivityIsNotEthernetAndChangesNothin
     m_ipHelper.SetAdapters({Adapter(IF_TYPE_IEEE80211, fakes::kWirelessGuid, "Simulated Wireless", "192.168.1.30")});
     EXPECT_EQ(Changed(kWirelessConnectionId, 0x40), S_OK);
     EXPECT_EQ(SinkLines(),
-              (Head(0x40, kWirelessConnectionText)
-               + Lines{Sink(L"Information", L"Connectivity state : 64 "), Sink(L"Information", L"Ethernet state : 0 ")}
-               + Tail({})));
+              (Head(0x40, kWirelessConnectionText) +
+               Lines{Sink(L"Information", L"Connectivity state : 64 "), Sink(L"Information", L"Ethernet state : 0 ")} +
+               Tail({})));
     EXPECT_THAT(m_connections, IsEmpty());
     EXPECT_EQ(MachineWideTests(), 0);
     EXPECT_TRUE(m_wlan.RadioOn());
@@ -398,13 +400,12 @@ TEST_F(SinkTest, AnEthernetConnectionWithItsAddressIsAddedAndBothRadiosAreStoppe
 {
     BothSwitchingFlags();
     EXPECT_EQ(Changed(kConnectionId, 0x40), S_OK);
-    EXPECT_EQ(SinkLines(),
-              (ConnectHead(0x40, 1)
-               + Lines{Sink(L"Information", L"Ethernet Connection - adding to set..."),
-                       Sink(L"Information", L"Ethernet is connected"),
-                       Sink(L"Information", L"Connecting to Ethernet. Stop WLAN service..."),
-                       Sink(L"Information", L"Connecting to Ethernet. Stop WWAN service...")}
-               + Tail({kConnectionText})));
+    EXPECT_EQ(SinkLines(), (ConnectHead(0x40, 1) +
+                            Lines{Sink(L"Information", L"Ethernet Connection - adding to set..."),
+                                  Sink(L"Information", L"Ethernet is connected"),
+                                  Sink(L"Information", L"Connecting to Ethernet. Stop WLAN service..."),
+                                  Sink(L"Information", L"Connecting to Ethernet. Stop WWAN service...")} +
+                            Tail({kConnectionText})));
     EXPECT_THAT(m_connections, ElementsAre(kConnectionText));
     EXPECT_FALSE(m_wlan.RadioOn());
     EXPECT_FALSE(WwanOn());
@@ -419,10 +420,10 @@ TEST_F(SinkTest, AnEthernetConnectionWithItsAddressIsAddedAndBothRadiosAreStoppe
 TEST_F(SinkTest, AConnectWithTheFirmwareForbiddingBothSwitchesTouchesNoRadio)
 {
     EXPECT_EQ(Changed(kConnectionId, 0x40), S_OK);
-    EXPECT_EQ(SinkLines(), (ConnectHead(0x40, 1)
-                            + Lines{Sink(L"Information", L"Ethernet Connection - adding to set..."),
-                                    Sink(L"Information", L"Ethernet is connected")}
-                            + Tail({kConnectionText})));
+    EXPECT_EQ(SinkLines(), (ConnectHead(0x40, 1) +
+                            Lines{Sink(L"Information", L"Ethernet Connection - adding to set..."),
+                                  Sink(L"Information", L"Ethernet is connected")} +
+                            Tail({kConnectionText})));
     EXPECT_EQ(MachineWideTests(), 1);
     EXPECT_TRUE(m_wlan.RadioOn());
     EXPECT_TRUE(WwanOn());
@@ -472,12 +473,12 @@ TEST_F(DhcpSinkTest, AnAddressAfterThreeSecondsIsWaitedForInFourTriesThenTheRadi
     m_dhcpMilliseconds = 3000;
     EXPECT_EQ(Changed(kConnectionId, 0x40), S_OK);
     EXPECT_EQ(SinkLines(),
-              (ConnectHead(0x40, 1)
-               + Lines{Sink(L"Information", L"Ethernet Connection - adding to set..."), FailedTry(0), FailedTry(1),
-                       FailedTry(2), FailedTry(3), Sink(L"Information", L"Ethernet is connected"),
-                       Sink(L"Information", L"Connecting to Ethernet. Stop WLAN service..."),
-                       Sink(L"Information", L"Connecting to Ethernet. Stop WWAN service...")}
-               + Tail({kConnectionText})));
+              (ConnectHead(0x40, 1) +
+               Lines{Sink(L"Information", L"Ethernet Connection - adding to set..."), FailedTry(0), FailedTry(1),
+                     FailedTry(2), FailedTry(3), Sink(L"Information", L"Ethernet is connected"),
+                     Sink(L"Information", L"Connecting to Ethernet. Stop WLAN service..."),
+                     Sink(L"Information", L"Connecting to Ethernet. Stop WWAN service...")} +
+               Tail({kConnectionText})));
     EXPECT_FALSE(m_wlan.RadioOn());
     EXPECT_FALSE(WwanOn());
     // The wait's four seconds come first; what follows belongs to the radios.
@@ -489,10 +490,10 @@ TEST_F(DhcpSinkTest, AnAddressAfterThreeSecondsIsWaitedForInFourTriesThenTheRadi
     const Lines tests = m_log.LinesOf(kCheck);
     ASSERT_GE(tests.size(), 10u);
     EXPECT_EQ(Lines(tests.begin(), tests.begin() + 10),
-              (Lines{Check(L"TraceIn", L""), Check(L"TraceOut", L"Ethernet Status = 0"),
-                     Check(L"TraceIn", L""), Check(L"TraceOut", L"Ethernet Status = 0"),
-                     Check(L"TraceIn", L""), Check(L"TraceOut", L"Ethernet Status = 0"),
-                     Check(L"TraceIn", L""), Check(L"Information", L"An Ethernet network interface."),
+              (Lines{Check(L"TraceIn", L""), Check(L"TraceOut", L"Ethernet Status = 0"), Check(L"TraceIn", L""),
+                     Check(L"TraceOut", L"Ethernet Status = 0"), Check(L"TraceIn", L""),
+                     Check(L"TraceOut", L"Ethernet Status = 0"), Check(L"TraceIn", L""),
+                     Check(L"Information", L"An Ethernet network interface."),
                      Check(L"Information", L"Ethernet is not VPN and IP is valid"),
                      Check(L"TraceOut", L"Ethernet Status = 1")}));
 }
@@ -504,8 +505,9 @@ TEST_F(DhcpSinkTest, NoAddressWithinEightTriesSwitchesNothingAndKeepsTheConnecti
     Lines waits;
     for (int tryNumber = 0; tryNumber < 8; ++tryNumber)
         waits.push_back(FailedTry(tryNumber));
-    EXPECT_EQ(SinkLines(), (ConnectHead(0x40, 1) + Lines{Sink(L"Information", L"Ethernet Connection - adding to set...")}
-                            + waits + Tail({kConnectionText})));
+    EXPECT_EQ(SinkLines(),
+              (ConnectHead(0x40, 1) + Lines{Sink(L"Information", L"Ethernet Connection - adding to set...")} + waits +
+               Tail({kConnectionText})));
     EXPECT_EQ(m_clock.Pauses(), Seconds(8));
     EXPECT_EQ(MachineWideTests(), 8);
     EXPECT_THAT(m_connections, ElementsAre(kConnectionText));
@@ -521,9 +523,9 @@ TEST_F(SinkTest, AFailedTestWithoutAnAdapterAwaitingItsAddressCostsOnePauseAndEn
     BothSwitchingFlags();
     m_ipHelper.Fail(fakes::FakeIpHelper::Failure::AdaptersInfo, ERROR_NO_DATA);
     EXPECT_EQ(Changed(kConnectionId, 0x40), S_OK);
-    EXPECT_EQ(SinkLines(), (ConnectHead(0x40, 1)
-                            + Lines{Sink(L"Information", L"Ethernet Connection - adding to set..."), FailedTry(0)}
-                            + Tail({kConnectionText})));
+    EXPECT_EQ(SinkLines(), (ConnectHead(0x40, 1) +
+                            Lines{Sink(L"Information", L"Ethernet Connection - adding to set..."), FailedTry(0)} +
+                            Tail({kConnectionText})));
     EXPECT_EQ(m_clock.Pauses(), Seconds(1));
     EXPECT_TRUE(m_wlan.RadioOn());
     EXPECT_TRUE(WwanOn());
@@ -533,11 +535,11 @@ TEST_F(SinkTest, ANoTrafficValueOfOneCountsAsAConnect)
 {
     LanWlanSwitchingEnabled = true;
     EXPECT_EQ(Changed(kConnectionId, 1), S_OK);
-    EXPECT_EQ(SinkLines(), (ConnectHead(1, 1)
-                            + Lines{Sink(L"Information", L"Ethernet Connection - adding to set..."),
-                                    Sink(L"Information", L"Ethernet is connected"),
-                                    Sink(L"Information", L"Connecting to Ethernet. Stop WLAN service...")}
-                            + Tail({kConnectionText})));
+    EXPECT_EQ(SinkLines(), (ConnectHead(1, 1) +
+                            Lines{Sink(L"Information", L"Ethernet Connection - adding to set..."),
+                                  Sink(L"Information", L"Ethernet is connected"),
+                                  Sink(L"Information", L"Connecting to Ethernet. Stop WLAN service...")} +
+                            Tail({kConnectionText})));
     EXPECT_THAT(m_connections, ElementsAre(kConnectionText));
     EXPECT_FALSE(m_wlan.RadioOn());
 }
@@ -547,11 +549,10 @@ TEST_F(SinkTest, AConnectionWhoseTypeCannotBeDeterminedIsDropped)
     BothSwitchingFlags();
     m_network.Fail(fakes::NetworkListModel::Failure::GetNetworkConnection, E_ACCESSDENIED);
     EXPECT_EQ(Changed(kConnectionId, 0x40), S_OK);
-    EXPECT_EQ(SinkLines(),
-              (Head(0x40)
-               + Lines{Sink(L"Information", L"Connectivity state : 64 "),
-                       Sink(L"Information", L"Could not determine connection type. Doing nothing.")}
-               + Tail({})));
+    EXPECT_EQ(SinkLines(), (Head(0x40) +
+                            Lines{Sink(L"Information", L"Connectivity state : 64 "),
+                                  Sink(L"Information", L"Could not determine connection type. Doing nothing.")} +
+                            Tail({})));
     EXPECT_THAT(m_connections, IsEmpty());
     EXPECT_EQ(MachineWideTests(), 0);
     EXPECT_TRUE(m_wlan.RadioOn());
@@ -574,8 +575,8 @@ TEST_F(SinkTest, WithoutASetAnEthernetConnectTouchesNoRadio)
 
 Lines DisconnectHead(const wchar_t* connectionText = kConnectionText)
 {
-    return Head(0, connectionText)
-           + Lines{Sink(L"Information", L"Disconnecting connection, check list to see if it was Ethernet.")};
+    return Head(0, connectionText) +
+           Lines{Sink(L"Information", L"Disconnecting connection, check list to see if it was Ethernet.")};
 }
 
 TEST_F(SinkTest, AKnownConnectionGoingWithNoEthernetLeftStartsBothRadios)
@@ -587,11 +588,11 @@ TEST_F(SinkTest, AKnownConnectionGoingWithNoEthernetLeftStartsBothRadios)
     m_ipHelper.SetAdapters({Ethernet("Simulated Ethernet Controller", "0.0.0.0")});
     EXPECT_EQ(Changed(kConnectionId, 0), S_OK);
     EXPECT_EQ(SinkLines(),
-              (DisconnectHead()
-               + Lines{Sink(L"Information", L"Ethernet connection status = 0"),
-                       Sink(L"Information", L"The disconnecting connection was Ethernet. Start WLAN service..."),
-                       Sink(L"Information", L"The disconnecting connection was Ethernet. Start WWAN service...")}
-               + Tail({kConnectionText})));
+              (DisconnectHead() +
+               Lines{Sink(L"Information", L"Ethernet connection status = 0"),
+                     Sink(L"Information", L"The disconnecting connection was Ethernet. Start WLAN service..."),
+                     Sink(L"Information", L"The disconnecting connection was Ethernet. Start WWAN service...")} +
+               Tail({kConnectionText})));
     // Nothing stored counts as "True": both come on.
     EXPECT_TRUE(m_wlan.RadioOn());
     EXPECT_TRUE(WwanOn());
@@ -606,9 +607,9 @@ TEST_F(SinkTest, AConnectionNotInTheSetDoesNothing)
     m_wlan.SwitchByHand(0, false);
     m_ipHelper.SetAdapters({});
     EXPECT_EQ(Changed(kConnectionId, 0), S_OK);
-    EXPECT_EQ(SinkLines(), (DisconnectHead()
-                            + Lines{Sink(L"Information", L"Connection ID is not in the list, DO nothing")}
-                            + Tail({kSecondConnectionText})));
+    EXPECT_EQ(SinkLines(),
+              (DisconnectHead() + Lines{Sink(L"Information", L"Connection ID is not in the list, DO nothing")} +
+               Tail({kSecondConnectionText})));
     EXPECT_EQ(MachineWideTests(), 0);
     EXPECT_FALSE(m_wlan.RadioOn());
     EXPECT_THAT(m_clock.Pauses(), IsEmpty());
@@ -623,8 +624,8 @@ TEST_F(SinkTest, AnEthernetGoingWhileASecondStillHasAnAddressSwitchesNothing)
     m_ipHelper.SetAdapters({Ethernet("Simulated Ethernet Controller", "0.0.0.0"),
                             Ethernet("Simulated Ethernet Dock", "192.168.1.21", kSecondAdapterName)});
     EXPECT_EQ(Changed(kConnectionId, 0), S_OK);
-    EXPECT_EQ(SinkLines(), (DisconnectHead() + Lines{Sink(L"Information", L"Ethernet connection status = 1")}
-                            + Tail({kConnectionText, kSecondConnectionText})));
+    EXPECT_EQ(SinkLines(), (DisconnectHead() + Lines{Sink(L"Information", L"Ethernet connection status = 1")} +
+                            Tail({kConnectionText, kSecondConnectionText})));
     EXPECT_FALSE(m_wlan.RadioOn());
     EXPECT_FALSE(WwanOn());
     EXPECT_EQ(m_wlan.Calls().size(), 0u);
@@ -638,8 +639,8 @@ TEST_F(SinkTest, AFailedMachineWideTestOnDisconnectSwitchesNothing)
     m_wlan.SwitchByHand(0, false);
     m_ipHelper.Fail(fakes::FakeIpHelper::Failure::AdaptersInfo, ERROR_NO_DATA);
     EXPECT_EQ(Changed(kConnectionId, 0), S_OK);
-    EXPECT_EQ(SinkLines(), (DisconnectHead() + Lines{Sink(L"Error", L"CheckEthernetConnectionStatusEx failed")}
-                            + Tail({kConnectionText})));
+    EXPECT_EQ(SinkLines(), (DisconnectHead() + Lines{Sink(L"Error", L"CheckEthernetConnectionStatusEx failed")} +
+                            Tail({kConnectionText})));
     EXPECT_FALSE(m_wlan.RadioOn());
     EXPECT_THAT(m_clock.Pauses(), IsEmpty()) << "not retried";
 }
@@ -653,23 +654,22 @@ TEST_F(SinkTest, TheSameEthernetDisconnectingAndReconnectingIsFoundThenInsertedA
     m_log.Clear();
     EXPECT_EQ(Changed(kConnectionId, 0), S_OK);
     EXPECT_EQ(SinkLines(),
-              (DisconnectHead()
-               + Lines{Sink(L"Information", L"Ethernet connection status = 0"),
-                       Sink(L"Information", L"The disconnecting connection was Ethernet. Start WLAN service..."),
-                       Sink(L"Information", L"The disconnecting connection was Ethernet. Start WWAN service...")}
-               + Tail({kConnectionText})));
+              (DisconnectHead() +
+               Lines{Sink(L"Information", L"Ethernet connection status = 0"),
+                     Sink(L"Information", L"The disconnecting connection was Ethernet. Start WLAN service..."),
+                     Sink(L"Information", L"The disconnecting connection was Ethernet. Start WWAN service...")} +
+               Tail({kConnectionText})));
     EXPECT_TRUE(m_wlan.RadioOn());
     EXPECT_TRUE(WwanOn());
     m_ipHelper.SetAdapters({Ethernet("Simulated Ethernet Controller", "192.168.1.20")});
     m_log.Clear();
     EXPECT_EQ(Changed(kConnectionId, 0x40), S_OK);
-    EXPECT_EQ(SinkLines(),
-              (ConnectHead(0x40, 1)
-               + Lines{Sink(L"Information", L"Ethernet Connection - adding to set..."),
-                       Sink(L"Information", L"Ethernet is connected"),
-                       Sink(L"Information", L"Connecting to Ethernet. Stop WLAN service..."),
-                       Sink(L"Information", L"Connecting to Ethernet. Stop WWAN service...")}
-               + Tail({kConnectionText})));
+    EXPECT_EQ(SinkLines(), (ConnectHead(0x40, 1) +
+                            Lines{Sink(L"Information", L"Ethernet Connection - adding to set..."),
+                                  Sink(L"Information", L"Ethernet is connected"),
+                                  Sink(L"Information", L"Connecting to Ethernet. Stop WLAN service..."),
+                                  Sink(L"Information", L"Connecting to Ethernet. Stop WWAN service...")} +
+                            Tail({kConnectionText})));
     EXPECT_THAT(m_connections, ElementsAre(kConnectionText)) << "one element: the insert changed nothing";
     EXPECT_FALSE(m_wlan.RadioOn());
     EXPECT_FALSE(WwanOn());
@@ -682,17 +682,17 @@ TEST_F(SinkTest, OnlyTheWifiRadioIsSwitchedWhenOnlyItsFirmwareFlagIsSet)
     ASSERT_EQ(Changed(kConnectionId, 0x40), S_OK);
     EXPECT_FALSE(m_wlan.RadioOn());
     EXPECT_TRUE(WwanOn());
-    EXPECT_THAT(SinkLines(), testing::Not(testing::Contains(
-                                 Sink(L"Information", L"Connecting to Ethernet. Stop WWAN service..."))));
+    EXPECT_THAT(SinkLines(),
+                testing::Not(testing::Contains(Sink(L"Information", L"Connecting to Ethernet. Stop WWAN service..."))));
     m_ipHelper.SetAdapters({Ethernet("Simulated Ethernet Controller", "0.0.0.0")});
     m_mbn.SetRadioState(MBN_RADIO_OFF);
     m_log.Clear();
     ASSERT_EQ(Changed(kConnectionId, 0), S_OK);
     EXPECT_EQ(SinkLines(),
-              (DisconnectHead()
-               + Lines{Sink(L"Information", L"Ethernet connection status = 0"),
-                       Sink(L"Information", L"The disconnecting connection was Ethernet. Start WLAN service...")}
-               + Tail({kConnectionText})));
+              (DisconnectHead() +
+               Lines{Sink(L"Information", L"Ethernet connection status = 0"),
+                     Sink(L"Information", L"The disconnecting connection was Ethernet. Start WLAN service...")} +
+               Tail({kConnectionText})));
     EXPECT_TRUE(m_wlan.RadioOn());
     EXPECT_FALSE(WwanOn());
     EXPECT_THAT(m_mbn.Calls(), IsEmpty()) << "the modem was never asked";
@@ -707,11 +707,10 @@ TEST_F(SinkTest, AConnectDuringResumeIsNotProcessedButTheSetIsListedAndTheFlagCl
     on_resumeflag = true;
     m_connections.insert(kSecondConnectionText);
     EXPECT_EQ(Changed(kConnectionId, 0x40), S_OK);
-    EXPECT_EQ(SinkLines(),
-              (Head(0x40)
-               + Lines{Sink(L"Information", L"Connectivity state : 64 "),
-                       Sink(L"Information", L"System in sleep/Hibernate, not processing the callback")}
-               + Tail({kSecondConnectionText})));
+    EXPECT_EQ(SinkLines(), (Head(0x40) +
+                            Lines{Sink(L"Information", L"Connectivity state : 64 "),
+                                  Sink(L"Information", L"System in sleep/Hibernate, not processing the callback")} +
+                            Tail({kSecondConnectionText})));
     EXPECT_EQ(m_ipHelper.InfoCalls(), 0);
     EXPECT_EQ(m_ipHelper.AddressesCalls(), 0);
     EXPECT_TRUE(m_wlan.RadioOn());
@@ -729,8 +728,8 @@ TEST_F(SinkTest, ADisconnectDuringResumeIsNotProcessedButTheSetIsListedAndTheFla
     m_ipHelper.SetAdapters({});
     EXPECT_EQ(Changed(kConnectionId, 0), S_OK);
     EXPECT_EQ(SinkLines(),
-              (Head(0) + Lines{Sink(L"Information", L"System in sleep/Hibernate, not processing the callback")}
-               + Tail({kConnectionText})));
+              (Head(0) + Lines{Sink(L"Information", L"System in sleep/Hibernate, not processing the callback")} +
+               Tail({kConnectionText})));
     EXPECT_EQ(m_ipHelper.InfoCalls(), 0);
     EXPECT_FALSE(m_wlan.RadioOn());
     EXPECT_FALSE(msm_Notification_flag);
@@ -746,10 +745,10 @@ TEST_F(DhcpSinkTest, ASuspendThatBeginsDuringTheAddressWaitStopsTheSwitch)
         on_resumeflag = true;
     };
     EXPECT_EQ(Changed(kConnectionId, 0x40), S_OK);
-    EXPECT_EQ(SinkLines(), (ConnectHead(0x40, 1)
-                            + Lines{Sink(L"Information", L"Ethernet Connection - adding to set..."), FailedTry(0),
-                                    FailedTry(1)}
-                            + Tail({kConnectionText})));
+    EXPECT_EQ(SinkLines(),
+              (ConnectHead(0x40, 1) +
+               Lines{Sink(L"Information", L"Ethernet Connection - adding to set..."), FailedTry(0), FailedTry(1)} +
+               Tail({kConnectionText})));
     EXPECT_EQ(m_clock.Pauses(), Seconds(2));
     EXPECT_TRUE(m_wlan.RadioOn());
     EXPECT_TRUE(WwanOn());
@@ -800,9 +799,9 @@ TEST_F(SinkTest, AnExceptionGivesEFailReleasesTheLockAndLeavesTheFlag)
     os::ScopedApiOverride seam;
     seam->Sleep = &ThrowingSleep;
     EXPECT_EQ(Changed(kConnectionId, 0x40), E_FAIL);
-    EXPECT_EQ(SinkLines(), (ConnectHead(0x40, 1)
-                            + Lines{Sink(L"Information", L"Ethernet Connection - adding to set..."), FailedTry(0),
-                                    Sink(L"Error", L"Exception in NetworkConnectionConnectivityChanged()")}));
+    EXPECT_EQ(SinkLines(), (ConnectHead(0x40, 1) +
+                            Lines{Sink(L"Information", L"Ethernet Connection - adding to set..."), FailedTry(0),
+                                  Sink(L"Error", L"Exception in NetworkConnectionConnectivityChanged()")}));
     EXPECT_TRUE(msm_Notification_flag) << "stays as it was";
     std::unique_lock<std::mutex> free(connectivityCallbackMutex, std::try_to_lock);
     EXPECT_TRUE(free.owns_lock());
@@ -834,4 +833,4 @@ TEST_F(DhcpSinkTest, TheCallbackAndADirectMachineWideTestDoNotDeadlock)
     EXPECT_FALSE(msm_Notification_flag);
 }
 
-} // namespace
+}  // namespace

@@ -28,4 +28,4 @@ int __cdecl ConsoleCapture::Write(const wchar_t* text, FILE* stream)
     return 0;
 }
 
-} // namespace fakes
+}  // namespace fakes

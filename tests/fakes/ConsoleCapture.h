@@ -37,4 +37,4 @@ private:
     std::vector<std::wstring> m_failedWrites;
 };
 
-} // namespace fakes
+}  // namespace fakes

@@ -227,4 +227,4 @@ inline ULONG ReferencesOf(IUnknown* object)
     return object->Release();
 }
 
-} // namespace fakes
+}  // namespace fakes

@@ -63,8 +63,8 @@ HRESULT WINAPI FakeComRuntime::CoInitializeSecurity(PSECURITY_DESCRIPTOR descrip
             call.descriptor.clear();
     }
     call.authenticationServices = services;
-    call.nullPointers
-        = serviceList == nullptr && reserved1 == nullptr && authenticationList == nullptr && reserved3 == nullptr;
+    call.nullPointers =
+        serviceList == nullptr && reserved1 == nullptr && authenticationList == nullptr && reserved3 == nullptr;
     call.authenticationLevel = authentication;
     call.impersonationLevel = impersonation;
     call.capabilities = capabilities;

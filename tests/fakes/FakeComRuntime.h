@@ -58,8 +58,7 @@ private:
                                                DWORD authentication, DWORD impersonation, void* authenticationList,
                                                DWORD capabilities, void* reserved3);
     static void WINAPI CoUninitialize();
-    static HRESULT WINAPI CoCreateInstance(REFCLSID clsid, LPUNKNOWN outer, DWORD context, REFIID iid,
-                                           LPVOID* object);
+    static HRESULT WINAPI CoCreateInstance(REFCLSID clsid, LPUNKNOWN outer, DWORD context, REFIID iid, LPVOID* object);
 
     static FakeComRuntime* s_current;
     os::ScopedApiOverride m_seam;

@@ -17,4 +17,4 @@ void WINAPI FakeDebugOutput::OutputDebugStringW(LPCWSTR text)
     s_current->texts.push_back(text != nullptr ? text : L"");
 }
 
-} // namespace fakes
+}  // namespace fakes

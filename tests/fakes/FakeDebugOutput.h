@@ -26,4 +26,4 @@ private:
     os::ScopedApiOverride m_seam;
 };
 
-} // namespace fakes
+}  // namespace fakes

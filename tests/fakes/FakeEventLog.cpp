@@ -9,7 +9,7 @@ namespace {
 // Handles handed out: 0x5150, 0x5154, ... (never null, never reused).
 HANDLE SourceHandle(size_t number) { return reinterpret_cast<HANDLE>(static_cast<uintptr_t>(0x5150 + 4 * number)); }
 
-} // namespace
+}  // namespace
 
 FakeEventLog* FakeEventLog::s_current = nullptr;
 
@@ -79,4 +79,4 @@ BOOL WINAPI FakeEventLog::DeregisterEventSource(HANDLE source)
     return TRUE;
 }
 
-} // namespace fakes
+}  // namespace fakes

@@ -52,7 +52,7 @@ public:
 private:
     static HANDLE WINAPI RegisterEventSourceW(LPCWSTR server, LPCWSTR source);
     static BOOL WINAPI ReportEventW(HANDLE source, WORD type, WORD category, DWORD id, PSID sid, WORD count,
-                                   DWORD dataSize, LPCWSTR* strings, LPVOID data);
+                                    DWORD dataSize, LPCWSTR* strings, LPVOID data);
     static BOOL WINAPI DeregisterEventSource(HANDLE source);
 
     static FakeEventLog* s_current;
@@ -63,4 +63,4 @@ private:
     size_t m_handedOut = 0;                 // handles handed out so far
 };
 
-} // namespace fakes
+}  // namespace fakes

@@ -63,4 +63,4 @@ BOOL WINAPI FakeProcessHeap::HeapFree(HANDLE heap, DWORD flags, LPVOID block)
     return ::HeapFree(heap, flags, block);
 }
 
-} // namespace fakes
+}  // namespace fakes

@@ -43,4 +43,4 @@ private:
     bool m_failAfter = false;
 };
 
-} // namespace fakes
+}  // namespace fakes

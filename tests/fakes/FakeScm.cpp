@@ -68,7 +68,7 @@ SC_HANDLE WINAPI FakeScm::OpenSCManagerW(LPCWSTR machine, LPCWSTR database, DWOR
 {
     const std::lock_guard<std::recursive_mutex> lock(s_current->m_lock);
     s_current->Call(L"OpenSCManagerW %s %s 0x%08lX", machine ? machine : L"local", database ? database : L"active",
-                   access);
+                    access);
     if (s_current->openScmError) {
         SetLastError(s_current->openScmError);
         return nullptr;
@@ -92,10 +92,10 @@ SC_HANDLE WINAPI FakeScm::OpenServiceW(SC_HANDLE, LPCWSTR name, DWORD access)
     return s_current->NewHandle(name);
 }
 
-SC_HANDLE WINAPI FakeScm::CreateServiceW(SC_HANDLE, LPCWSTR name, LPCWSTR displayName, DWORD access,
-                                         DWORD serviceType, DWORD startType, DWORD errorControl, LPCWSTR binaryPath,
-                                         LPCWSTR loadOrderGroup, LPDWORD tagId, LPCWSTR dependencies,
-                                         LPCWSTR account, LPCWSTR password)
+SC_HANDLE WINAPI FakeScm::CreateServiceW(SC_HANDLE, LPCWSTR name, LPCWSTR displayName, DWORD access, DWORD serviceType,
+                                         DWORD startType, DWORD errorControl, LPCWSTR binaryPath,
+                                         LPCWSTR loadOrderGroup, LPDWORD tagId, LPCWSTR dependencies, LPCWSTR account,
+                                         LPCWSTR password)
 {
     const std::lock_guard<std::recursive_mutex> lock(s_current->m_lock);
     s_current->Call(L"CreateServiceW %s", name);
@@ -116,7 +116,7 @@ SC_HANDLE WINAPI FakeScm::CreateServiceW(SC_HANDLE, LPCWSTR name, LPCWSTR displa
     s_current->creations.push_back(creation);
 
     Service* existing = s_current->Find(name);
-    const DWORD error = s_current->createError ? s_current->createError
+    const DWORD error = s_current->createError             ? s_current->createError
                         : (existing && !existing->deleted) ? ERROR_SERVICE_EXISTS
                                                            : 0;
     if (error) {
@@ -149,7 +149,7 @@ BOOL WINAPI FakeScm::ChangeServiceConfig2W(SC_HANDLE handle, DWORD level, LPVOID
         service->resetPeriod = actions->dwResetPeriod;
         service->actions.assign(actions->lpsaActions, actions->lpsaActions + actions->cActions);
         s_current->Call(L"  reboot message %s, command %s", actions->lpRebootMsg ? L"set" : L"none",
-                       actions->lpCommand ? L"set" : L"none");
+                        actions->lpCommand ? L"set" : L"none");
         return TRUE;
     }
     case SERVICE_CONFIG_FAILURE_ACTIONS_FLAG:
@@ -157,11 +157,10 @@ BOOL WINAPI FakeScm::ChangeServiceConfig2W(SC_HANDLE handle, DWORD level, LPVOID
             SetLastError(service->failureActionsFlagError);
             return FALSE;
         }
-        service->failureActionsFlag = static_cast<SERVICE_FAILURE_ACTIONS_FLAG*>(info)->fFailureActionsOnNonCrashFailures;
+        service->failureActionsFlag =
+            static_cast<SERVICE_FAILURE_ACTIONS_FLAG*>(info)->fFailureActionsOnNonCrashFailures;
         return TRUE;
-    default:
-        SetLastError(ERROR_INVALID_LEVEL);
-        return FALSE;
+    default: SetLastError(ERROR_INVALID_LEVEL); return FALSE;
     }
 }
 
@@ -228,8 +227,7 @@ BOOL WINAPI FakeScm::QueryServiceStatusEx(SC_HANDLE handle, SC_STATUS_TYPE level
     return TRUE;
 }
 
-BOOL WINAPI FakeScm::QueryServiceConfigW(SC_HANDLE handle, LPQUERY_SERVICE_CONFIGW config, DWORD size,
-                                         LPDWORD needed)
+BOOL WINAPI FakeScm::QueryServiceConfigW(SC_HANDLE handle, LPQUERY_SERVICE_CONFIGW config, DWORD size, LPDWORD needed)
 {
     const std::lock_guard<std::recursive_mutex> lock(s_current->m_lock);
     s_current->Call(L"QueryServiceConfigW %lu", size);
@@ -286,4 +284,4 @@ BOOL WINAPI FakeScm::CloseServiceHandle(SC_HANDLE handle)
     return TRUE;
 }
 
-} // namespace fakes
+}  // namespace fakes

@@ -22,12 +22,12 @@ public:
         // before the state becomes `stateAfterStop`.
         int stopPendingPolls = 0;
         DWORD stateAfterStop = SERVICE_STOPPED;
-        DWORD openError = 0;          // OpenServiceW fails with it
-        DWORD controlError = 0;       // ControlService fails with it
-        DWORD queryError = 0;         // QueryServiceStatus(Ex) fail with it
-        DWORD deleteError = 0;        // DeleteService fails with it
-        DWORD configError = 0;        // QueryServiceConfigW fails with it
-        DWORD configFillError = 0;    // QueryServiceConfigW fails with it when given a buffer big enough
+        DWORD openError = 0;        // OpenServiceW fails with it
+        DWORD controlError = 0;     // ControlService fails with it
+        DWORD queryError = 0;       // QueryServiceStatus(Ex) fail with it
+        DWORD deleteError = 0;      // DeleteService fails with it
+        DWORD configError = 0;      // QueryServiceConfigW fails with it
+        DWORD configFillError = 0;  // QueryServiceConfigW fails with it when given a buffer big enough
         DWORD failureActionsError = 0;
         DWORD failureActionsFlagError = 0;
         std::wstring binaryPath = L"\"C:\\Program Files\\QX\\Tessarine.exe\"";
@@ -55,8 +55,8 @@ public:
     Service& AddService(const std::wstring& name, DWORD state = SERVICE_STOPPED);
     Service* Find(const std::wstring& name);
 
-    DWORD openScmError = 0;    // OpenSCManagerW fails with it
-    DWORD createError = 0;     // CreateServiceW fails with it (an existing name fails with 1073)
+    DWORD openScmError = 0;  // OpenSCManagerW fails with it
+    DWORD createError = 0;   // CreateServiceW fails with it (an existing name fails with 1073)
 
     // Every call, e.g. L"OpenSCManagerW 0x000F003F", L"CloseServiceHandle scm".
     std::vector<std::wstring> calls;
@@ -69,8 +69,8 @@ private:
     static SC_HANDLE WINAPI OpenServiceW(SC_HANDLE scm, LPCWSTR name, DWORD access);
     static SC_HANDLE WINAPI CreateServiceW(SC_HANDLE scm, LPCWSTR name, LPCWSTR displayName, DWORD access,
                                            DWORD serviceType, DWORD startType, DWORD errorControl, LPCWSTR binaryPath,
-                                           LPCWSTR loadOrderGroup, LPDWORD tagId, LPCWSTR dependencies,
-                                           LPCWSTR account, LPCWSTR password);
+                                           LPCWSTR loadOrderGroup, LPDWORD tagId, LPCWSTR dependencies, LPCWSTR account,
+                                           LPCWSTR password);
     static BOOL WINAPI ChangeServiceConfig2W(SC_HANDLE service, DWORD level, LPVOID info);
     static BOOL WINAPI ControlService(SC_HANDLE service, DWORD control, LPSERVICE_STATUS status);
     static BOOL WINAPI QueryServiceStatus(SC_HANDLE service, LPSERVICE_STATUS status);
@@ -96,4 +96,4 @@ private:
     uintptr_t m_nextHandle = 0x5C00;
 };
 
-} // namespace fakes
+}  // namespace fakes

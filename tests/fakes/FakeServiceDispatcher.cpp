@@ -36,8 +36,8 @@ BOOL WINAPI FakeServiceDispatcher::StartServiceCtrlDispatcherW(const SERVICE_TAB
 }
 
 SERVICE_STATUS_HANDLE WINAPI FakeServiceDispatcher::RegisterServiceCtrlHandlerExW(LPCWSTR name,
-                                                                                   LPHANDLER_FUNCTION_EX handler,
-                                                                                   LPVOID context)
+                                                                                  LPHANDLER_FUNCTION_EX handler,
+                                                                                  LPVOID context)
 {
     s_current->registeredName = name;
     s_current->handler = handler;
@@ -61,4 +61,4 @@ BOOL WINAPI FakeServiceDispatcher::SetServiceStatus(SERVICE_STATUS_HANDLE handle
     return TRUE;
 }
 
-} // namespace fakes
+}  // namespace fakes

@@ -20,27 +20,27 @@ public:
 
     static const SERVICE_STATUS_HANDLE kStatusHandle;
 
-    DWORD dispatcherError = 0;       // StartServiceCtrlDispatcherW fails with it
-    bool runServiceMain = false;     // the dispatcher calls the table's first entry
-    DWORD registrationError = 0;     // RegisterServiceCtrlHandlerExW fails with it
-    DWORD statusError = 0;           // SetServiceStatus fails with it (the report is still recorded)
+    DWORD dispatcherError = 0;    // StartServiceCtrlDispatcherW fails with it
+    bool runServiceMain = false;  // the dispatcher calls the table's first entry
+    DWORD registrationError = 0;  // RegisterServiceCtrlHandlerExW fails with it
+    DWORD statusError = 0;        // SetServiceStatus fails with it (the report is still recorded)
 
-    std::vector<std::wstring> tableNames;   // names in the dispatcher's table, terminator as "<null>"
+    std::vector<std::wstring> tableNames;  // names in the dispatcher's table, terminator as "<null>"
     std::wstring registeredName;
     LPHANDLER_FUNCTION_EX handler = nullptr;
     LPVOID handlerContext = nullptr;
-    std::vector<SERVICE_STATUS> reports;    // every report made, failed ones too
+    std::vector<SERVICE_STATUS> reports;  // every report made, failed ones too
     int failedReports = 0;
     std::vector<SERVICE_STATUS_HANDLE> reportHandles;
 
 private:
     static BOOL WINAPI StartServiceCtrlDispatcherW(const SERVICE_TABLE_ENTRYW* table);
     static SERVICE_STATUS_HANDLE WINAPI RegisterServiceCtrlHandlerExW(LPCWSTR name, LPHANDLER_FUNCTION_EX handler,
-                                                                       LPVOID context);
+                                                                      LPVOID context);
     static BOOL WINAPI SetServiceStatus(SERVICE_STATUS_HANDLE handle, LPSERVICE_STATUS status);
 
     static FakeServiceDispatcher* s_current;
     os::ScopedApiOverride m_seam;
 };
 
-} // namespace fakes
+}  // namespace fakes

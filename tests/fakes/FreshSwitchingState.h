@@ -17,4 +17,4 @@ public:
     FreshSwitchingState& operator=(const FreshSwitchingState&) = delete;
 };
 
-} // namespace fakes
+}  // namespace fakes

@@ -26,8 +26,10 @@ const wchar_t* FirmwareValue(bool allowed) { return allowed ? L"Enable" : L"*Dis
 // The wired adapter of cable n: the first one is the laptop's own port.
 GUID AdapterGuidOf(size_t number)
 {
-    return GUID{0x11111111, 0x2222, 0x3333, {0x44, 0x44, 0x55, 0x55, 0x55, 0x55, 0x55,
-                                             static_cast<unsigned char>(0x55 + number)}};
+    return GUID{0x11111111,
+                0x2222,
+                0x3333,
+                {0x44, 0x44, 0x55, 0x55, 0x55, 0x55, 0x55, static_cast<unsigned char>(0x55 + number)}};
 }
 
 std::string GuidText(const GUID& guid)
@@ -46,11 +48,8 @@ Laptop* Laptop::s_current = nullptr;
 Laptop::Laptop() : Laptop(Options{}) {}
 
 Laptop::Laptop(Options options)
-    : m_options(options),
-      m_log(options.recordLog ? std::make_unique<RecordingLog>() : nullptr),
-      m_ipHelper({WirelessAdapter()}),
-      m_wlan(),
-      m_service()
+    : m_options(options), m_log(options.recordLog ? std::make_unique<RecordingLog>() : nullptr),
+      m_ipHelper({WirelessAdapter()}), m_wlan(), m_service()
 {
     s_current = this;
     ResetSwitchingStateForTesting();
@@ -166,11 +165,10 @@ void Laptop::PublishAdapters()
 {
     std::vector<AdapterDescription> adapters{WirelessAdapter()};
     for (const auto& [name, wire] : m_wires) {
-        AdapterDescription adapter =
-            Ethernet(wire.cable.description, wire.plugged && wire.cable.getsAddress ? "192.168.1." +
-                                                                                        std::to_string(2 + wire.number)
-                                                                                  : "0.0.0.0",
-                     GuidText(AdapterGuidOf(wire.number)));
+        AdapterDescription adapter = Ethernet(
+            wire.cable.description,
+            wire.plugged && wire.cable.getsAddress ? "192.168.1." + std::to_string(2 + wire.number) : "0.0.0.0",
+            GuidText(AdapterGuidOf(wire.number)));
         adapter.friendlyName = std::wstring(name.begin(), name.end());
         adapter.addressFromMilliseconds = wire.addressAtMilliseconds;
         adapters.push_back(adapter);
@@ -193,8 +191,9 @@ bool Laptop::Plug(const Cable& cable)
         connectionId = ConnectionIdOf(wire);
         const bool addressAtOnce = cable.getsAddress && cable.dhcpMilliseconds == 0;
         // Until DHCP answers the link carries no traffic.
-        connectivity = addressAtOnce ? NLM_CONNECTIVITY(NLM_CONNECTIVITY_IPV4_INTERNET | NLM_CONNECTIVITY_IPV6_NOTRAFFIC)
-                                     : NLM_CONNECTIVITY(NLM_CONNECTIVITY_IPV4_NOTRAFFIC | NLM_CONNECTIVITY_IPV6_NOTRAFFIC);
+        connectivity = addressAtOnce
+                           ? NLM_CONNECTIVITY(NLM_CONNECTIVITY_IPV4_INTERNET | NLM_CONNECTIVITY_IPV6_NOTRAFFIC)
+                           : NLM_CONNECTIVITY(NLM_CONNECTIVITY_IPV4_NOTRAFFIC | NLM_CONNECTIVITY_IPV6_NOTRAFFIC);
         ConnectionDescription connection;
         connection.connectionId = connectionId;
         connection.adapterId = AdapterGuidOf(wire.number);
@@ -290,8 +289,7 @@ bool Laptop::Settle()
     };
     for (int round = 0; round < 100; ++round) {
         const size_t before = started();
-        if (!m_networkList.WaitForDeliveries() || !m_wlan.WaitForNotifications() ||
-            !m_broadband.WaitForCompletions())
+        if (!m_networkList.WaitForDeliveries() || !m_wlan.WaitForNotifications() || !m_broadband.WaitForCompletions())
             return false;
         if (started() == before)
             return true;

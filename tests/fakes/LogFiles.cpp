@@ -101,4 +101,4 @@ void DeleteLogFiles(const std::wstring& prefix)
     }
 }
 
-} // namespace fakes
+}  // namespace fakes

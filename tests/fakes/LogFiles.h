@@ -26,4 +26,4 @@ void DeleteLogFiles(const std::wstring& prefix);
 // Names of the log folder's files that start with `prefix`, sorted.
 std::vector<std::wstring> LogFileNames(const std::wstring& prefix);
 
-} // namespace fakes
+}  // namespace fakes

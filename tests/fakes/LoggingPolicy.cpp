@@ -17,7 +17,7 @@ bool KeyExists(const wchar_t* path)
     return RegOpenKeyExW(HKEY_LOCAL_MACHINE, path, 0, KEY_READ, key.put()) == ERROR_SUCCESS;
 }
 
-} // namespace
+}  // namespace
 
 LoggingPolicy::LoggingPolicy(std::wstring module)
     : m_module(module.empty() ? QX::Shared::ExecutableBaseName() : std::move(module)), m_createdRoot(!KeyExists(kRoot))
@@ -56,4 +56,4 @@ void LoggingPolicy::SetNumber(Key key, const wchar_t* name, DWORD value, DWORD t
     SetBytes(key, name, &value, sizeof(value), type);
 }
 
-} // namespace fakes
+}  // namespace fakes

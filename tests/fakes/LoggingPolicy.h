@@ -33,4 +33,4 @@ private:
     bool m_createdRoot;
 };
 
-} // namespace fakes
+}  // namespace fakes

@@ -17,7 +17,7 @@ bool KeyExists(const wchar_t* path)
     return true;
 }
 
-} // namespace
+}  // namespace
 
 ScopedAirplaneMode::ScopedAirplaneMode()
 {
@@ -59,8 +59,8 @@ ScopedAirplaneMode::~ScopedAirplaneMode()
 void ScopedAirplaneMode::Set(bool on)
 {
     HKEY key = nullptr;
-    if (RegCreateKeyExW(HKEY_LOCAL_MACHINE, kAirplaneModeKey, 0, nullptr, 0, KEY_ALL_ACCESS, nullptr, &key,
-                        nullptr) != ERROR_SUCCESS)
+    if (RegCreateKeyExW(HKEY_LOCAL_MACHINE, kAirplaneModeKey, 0, nullptr, 0, KEY_ALL_ACCESS, nullptr, &key, nullptr) !=
+        ERROR_SUCCESS)
         return;
     const DWORD value = on ? 1 : 0;
     RegSetValueExW(key, nullptr, 0, REG_DWORD, reinterpret_cast<const BYTE*>(&value), sizeof(value));
@@ -73,8 +73,7 @@ std::wstring ScopedPowerStatus::Stored(const wchar_t* key)
 {
     wchar_t data[64] = {};
     DWORD size = sizeof(data);
-    if (RegGetValueW(HKEY_LOCAL_MACHINE, key, kPowerStatusValue, RRF_RT_REG_SZ, nullptr, data, &size) !=
-        ERROR_SUCCESS)
+    if (RegGetValueW(HKEY_LOCAL_MACHINE, key, kPowerStatusValue, RRF_RT_REG_SZ, nullptr, data, &size) != ERROR_SUCCESS)
         return L"<missing>";
     return data;
 }
@@ -93,4 +92,4 @@ void ScopedPowerStatus::Clean()
     RegDeleteKeyW(HKEY_LOCAL_MACHINE, L"SOFTWARE\\QX");  // only when nothing else is in it
 }
 
-} // namespace fakes
+}  // namespace fakes

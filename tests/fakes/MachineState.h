@@ -52,4 +52,4 @@ private:
     static void Clean();
 };
 
-} // namespace fakes
+}  // namespace fakes

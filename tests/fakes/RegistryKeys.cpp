@@ -11,4 +11,4 @@ bool MachineKeyExists(const wchar_t* path)
     return true;
 }
 
-} // namespace fakes
+}  // namespace fakes

@@ -8,4 +8,4 @@ namespace fakes {
 // Whether HKLM\<path> exists in the default view.
 bool MachineKeyExists(const wchar_t* path);
 
-} // namespace fakes
+}  // namespace fakes

@@ -70,4 +70,4 @@ BOOL WINAPI VirtualClock::QueryUnbiasedInterruptTime(PULONGLONG time)
     return TRUE;
 }
 
-} // namespace fakes
+}  // namespace fakes

@@ -48,4 +48,4 @@ private:
     int m_failingReads = 0;
 };
 
-} // namespace fakes
+}  // namespace fakes

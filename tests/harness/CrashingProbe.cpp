@@ -18,4 +18,4 @@ TEST(CrashingProbe, WritesThroughANullPointer)
 
 TEST(CrashingProbe, NeverRunsAfterTheCrash) { EXPECT_EQ(2 + 2, 4); }
 
-} // namespace
+}  // namespace

@@ -16,4 +16,4 @@ TEST(HangingProbe, WaitsForAnEventThatNobodySets)
     CloseHandle(never);
 }
 
-} // namespace
+}  // namespace

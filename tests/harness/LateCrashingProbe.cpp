@@ -18,4 +18,4 @@ struct WritesThroughANullPointerAtExit {
 
 TEST(LateCrashingProbe, PassesBeforeTheExit) { EXPECT_EQ(1 + 1, 2); }
 
-} // namespace
+}  // namespace

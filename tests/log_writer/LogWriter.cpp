@@ -56,7 +56,7 @@ bool PassGate(const std::wstring& gate)
            WaitForSingleObject(start.get(), kGateWaitMilliseconds) == WAIT_OBJECT_0;
 }
 
-} // namespace
+}  // namespace
 
 int wmain(int argc, wchar_t* argv[])
 {

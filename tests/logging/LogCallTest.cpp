@@ -91,7 +91,8 @@ TEST(LogCall, ErrorLevelNamePaddedWithSixBlanks)
     RecordingListener* recorder = nullptr;
     auto logger = LoggerWithRecorder(recorder);
     Log(logger.get(), 5, "F::G", L"CoInitializeSecurity failed. Error: 0x%08X", 0x80010119u);
-    EXPECT_EQ(recorder->Records()[0].GetLine().substr(33), L"Error      |F::G|CoInitializeSecurity failed. Error: 0x80010119");
+    EXPECT_EQ(recorder->Records()[0].GetLine().substr(33),
+              L"Error      |F::G|CoInitializeSecurity failed. Error: 0x80010119");
 }
 
 TEST(LogCall, NoListenerReturnsAtFirstTest)
@@ -343,4 +344,4 @@ TEST(LogCall, LevelOutsideLoggerRangeIsNotFormatted)
     EXPECT_TRUE(recorder->Records().empty());
 }
 
-} // namespace
+}  // namespace

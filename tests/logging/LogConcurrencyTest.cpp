@@ -55,4 +55,4 @@ TEST(LogConcurrency, EightThreadsTenThousandRecordsEachArriveOnceAndWhole)
         }
 }
 
-} // namespace
+}  // namespace

@@ -319,10 +319,7 @@ TEST_F(LogConfigurationTest, MaxLogSizeZeroInBothKeysGives2048)
     EXPECT_EQ(MaxLogSizeOfTheDefaultListener(), 2048);
 }
 
-TEST_F(LogConfigurationTest, MaxLogSizeAbsentGives2048)
-{
-    EXPECT_EQ(MaxLogSizeOfTheDefaultListener(), 2048);
-}
+TEST_F(LogConfigurationTest, MaxLogSizeAbsentGives2048) { EXPECT_EQ(MaxLogSizeOfTheDefaultListener(), 2048); }
 
 TEST_F(LogConfigurationTest, MaxLogSizeOfAnyTypeWithFourBytes)
 {
@@ -404,4 +401,4 @@ TEST(PolicyKeys, FixedLevelsAreNotReadFromThePolicy)
     EXPECT_EQ(fixed.MaxLevel(), 4);
 }
 
-} // namespace
+}  // namespace

@@ -120,13 +120,13 @@ protected:
         const auto start = std::chrono::steady_clock::now();
         os::UniqueHandle processes[2];
         for (int i = 0; i < 2; ++i) {
-            std::wstring commandLine = os::FormatString(L"\"%s\" %s %c %d %s.log %s", writer.c_str(), mode,
-                                                        kWriters[i], kRecords, m_stem.c_str(), gate.c_str());
+            std::wstring commandLine = os::FormatString(L"\"%s\" %s %c %d %s.log %s", writer.c_str(), mode, kWriters[i],
+                                                        kRecords, m_stem.c_str(), gate.c_str());
             STARTUPINFOW startup{};
             startup.cb = sizeof(startup);
             PROCESS_INFORMATION started{};
-            if (!CreateProcessW(writer.c_str(), &commandLine[0], nullptr, nullptr, FALSE, 0, nullptr, nullptr,
-                                &startup, &started)) {
+            if (!CreateProcessW(writer.c_str(), &commandLine[0], nullptr, nullptr, FALSE, 0, nullptr, nullptr, &startup,
+                                &started)) {
                 const DWORD error = GetLastError();
                 if (processes[0])
                     TerminateProcess(processes[0].get(), 99);
@@ -336,14 +336,8 @@ private:
     std::wstring m_stem;
 };
 
-TEST_F(LogFileTwoProcessTest, TwoDirectWritersKeepEveryRecordOnceAndWholeThroughRotation)
-{
-    Run(L"direct");
-}
+TEST_F(LogFileTwoProcessTest, TwoDirectWritersKeepEveryRecordOnceAndWholeThroughRotation) { Run(L"direct"); }
 
-TEST_F(LogFileTwoProcessTest, TwoQueuedWritersKeepEveryRecordOnceAndWholeThroughRotation)
-{
-    Run(L"queued");
-}
+TEST_F(LogFileTwoProcessTest, TwoQueuedWritersKeepEveryRecordOnceAndWholeThroughRotation) { Run(L"queued"); }
 
-} // namespace
+}  // namespace

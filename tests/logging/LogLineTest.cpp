@@ -24,7 +24,8 @@ SYSTEMTIME March5At140709046()
     return time;
 }
 
-CqxLogListener::LogData Record(int32_t level, std::wstring message, std::string function = "ServiceUtils::SwitchWlanStatus")
+CqxLogListener::LogData Record(int32_t level, std::wstring message,
+                               std::string function = "ServiceUtils::SwitchWlanStatus")
 {
     return CqxLogListener::LogData(std::move(function), std::move(message), level, March5At140709046(), 0x1F40);
 }
@@ -32,9 +33,8 @@ CqxLogListener::LogData Record(int32_t level, std::wstring message, std::string 
 TEST(LogLine, ExampleLineOfAVerboseRecord)
 {
     const auto record = Record(2, L"LanWlanSwitch set WIFI radio to dot11_radio_state_off");
-    EXPECT_EQ(record.GetLine(),
-              L"2026/03/05 14:07:09.046|00001F40|Verbose    |ServiceUtils::SwitchWlanStatus|"
-              L"LanWlanSwitch set WIFI radio to dot11_radio_state_off");
+    EXPECT_EQ(record.GetLine(), L"2026/03/05 14:07:09.046|00001F40|Verbose    |ServiceUtils::SwitchWlanStatus|"
+                                L"LanWlanSwitch set WIFI radio to dot11_radio_state_off");
 }
 
 TEST(LogLine, HeadIs45Characters)
@@ -125,11 +125,11 @@ TEST(LogLine, HeadIsThePrintfHeadForEveryKindOfValue)
                         time.wMilliseconds = ms;
                         const CqxLogListener::LogData record("A::B", L"m", level, time, thread);
                         const wchar_t* name = QX::Shared::LevelName(level);
-                        const std::wstring expected = os::FormatString(
-                            L"%04d/%02d/%02d %02d:%02d:%02d.%03d|%08X|%-11s|A::B|m", year, small, small, small,
-                            small, small, ms, thread, name ? name : L"Undefined");
+                        const std::wstring expected =
+                            os::FormatString(L"%04d/%02d/%02d %02d:%02d:%02d.%03d|%08X|%-11s|A::B|m", year, small,
+                                             small, small, small, small, ms, thread, name ? name : L"Undefined");
                         ASSERT_EQ(record.GetLine(), expected);
                     }
 }
 
-} // namespace
+}  // namespace

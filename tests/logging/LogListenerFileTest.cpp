@@ -589,4 +589,4 @@ TEST_F(LogListenerFileTest, StoppingAfterTheWriterEndedDoesNotWait)
     EXPECT_EQ(ReadLines(m_path), (std::vector<std::wstring>{Line(1)}));
 }
 
-} // namespace
+}  // namespace

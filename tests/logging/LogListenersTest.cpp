@@ -80,7 +80,8 @@ TEST(ConsoleListener, AConsoleThatFailsTakesNothingFromTheListenersAfterIt)
     EXPECT_EQ(capture.FailedWrites(),
               (std::vector<std::wstring>{L"Utils::GetService : OpenService failed w/err 0x00000005\r\n"}));
     EXPECT_TRUE(capture.Writes().empty());
-    EXPECT_EQ(recorded->Lines(), (std::vector<std::wstring>{L"Error|Utils::GetService|OpenService failed w/err 0x00000005"}));
+    EXPECT_EQ(recorded->Lines(),
+              (std::vector<std::wstring>{L"Error|Utils::GetService|OpenService failed w/err 0x00000005"}));
 }
 
 TEST(DebugListener, SendsFunctionAndMessageToTheDebugger)
@@ -90,8 +91,8 @@ TEST(DebugListener, SendsFunctionAndMessageToTheDebugger)
     EXPECT_EQ(debug.GetType(), 2);
     debug.Write(Record(4, L"CheckWlanStatus failed"));
     debug.Write(Record(0, L""));
-    EXPECT_EQ(debugger.texts,
-              (std::vector<std::wstring>{L"Utils::GetService : CheckWlanStatus failed\r\n", L"Utils::GetService : \r\n"}));
+    EXPECT_EQ(debugger.texts, (std::vector<std::wstring>{L"Utils::GetService : CheckWlanStatus failed\r\n",
+                                                         L"Utils::GetService : \r\n"}));
 }
 
 TEST(EventListener, RegistersTheExecutableNameAsSourceAndDeregistersIt)
@@ -170,8 +171,8 @@ TEST(EventListener, NullSourceIsKeptAndReportsFailSilently)
         auto logger = CqxLogger::Assemble(std::move(listeners));
         Log(logger.get(), 4, "Utils::GetService", L"third");
         Log(logger.get(), 5, "Utils::GetService", L"fourth");
-        EXPECT_EQ(recorded.Lines(), (std::vector<std::wstring>{L"Warning|Utils::GetService|third",
-                                                               L"Error|Utils::GetService|fourth"}));
+        EXPECT_EQ(recorded.Lines(),
+                  (std::vector<std::wstring>{L"Warning|Utils::GetService|third", L"Error|Utils::GetService|fourth"}));
         EXPECT_TRUE(eventLog.reports.empty());
         EXPECT_EQ(eventLog.failedReports, 4);
     }
@@ -254,4 +255,4 @@ TEST(Listeners, WithMaxLevelDiagConsoleAndDebuggerShowElapsedTimeButTheEventLogD
     EXPECT_EQ(eventLog.failedReports, 0);
 }
 
-} // namespace
+}  // namespace

@@ -171,4 +171,4 @@ TEST(LogQueueBoundTest, AWriterThatMeetsAnExceptionEndsAndTheNextWriterWritesEve
     fakes::DeleteLogFiles(L"queuethrow");
 }
 
-} // namespace
+}  // namespace

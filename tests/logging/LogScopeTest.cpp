@@ -153,4 +153,4 @@ TEST(LogScope, StatisticsKeptEvenWhenTheRecordIsFiltered)
     EXPECT_DOUBLE_EQ(logger->TimingStatistics().at("F::G").first, 2.0);
 }
 
-} // namespace
+}  // namespace

@@ -55,8 +55,8 @@ TEST(LoggerAssembly, HighestMaximumTaken)
 
 TEST(LoggerAssembly, ListenersKeepTheirOrderInSlots)
 {
-    auto logger = Assemble({{0, 5, CqxLogListener::TypeEvent}, {0, 5, CqxLogListener::TypeFileDirect},
-                            {0, 5, CqxLogListener::TypeDebug}});
+    auto logger = Assemble(
+        {{0, 5, CqxLogListener::TypeEvent}, {0, 5, CqxLogListener::TypeFileDirect}, {0, 5, CqxLogListener::TypeDebug}});
     ASSERT_EQ(logger->ListenerCount(), 3);
     EXPECT_EQ(logger->Listener(0)->GetType(), 1);
     EXPECT_EQ(logger->Listener(1)->GetType(), 8);
@@ -65,7 +65,8 @@ TEST(LoggerAssembly, ListenersKeepTheirOrderInSlots)
 
 TEST(LoggerAssembly, FileListenerIsTheLastFileTypeInSlotOrder)
 {
-    auto logger = Assemble({{0, 5, CqxLogListener::TypeFileDirect}, {0, 5, CqxLogListener::TypeConsole},
+    auto logger = Assemble({{0, 5, CqxLogListener::TypeFileDirect},
+                            {0, 5, CqxLogListener::TypeConsole},
                             {0, 5, CqxLogListener::TypeFileQueued}});
     EXPECT_EQ(logger->FileListener(), logger->Listener(2));
 }
@@ -85,7 +86,8 @@ TEST(LoggerAssembly, TimingOffWhenTheFileListenerStopsBelowDiag)
 
 TEST(LoggerAssembly, ConsoleOrDebuggerAcceptingDiagDoesNotTurnTimingOn)
 {
-    auto logger = Assemble({{0, 6, CqxLogListener::TypeConsole}, {0, 6, CqxLogListener::TypeDebug},
+    auto logger = Assemble({{0, 6, CqxLogListener::TypeConsole},
+                            {0, 6, CqxLogListener::TypeDebug},
                             {0, 5, CqxLogListener::TypeFileQueued}});
     EXPECT_EQ(logger->MaxLevel(), 6);
     EXPECT_FALSE(logger->TimingEnabled());
@@ -126,4 +128,4 @@ TEST(LoggerAssembly, DestructionDeletesListenersInSlotOrder)
     g_destroyed = nullptr;
 }
 
-} // namespace
+}  // namespace

@@ -137,4 +137,4 @@ TEST(ProcessLogger, ScopedReplacementAndRestore)
     EXPECT_EQ(QX::Shared::GetLogger(), original);
 }
 
-} // namespace
+}  // namespace

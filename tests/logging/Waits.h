@@ -44,4 +44,4 @@ private:
     os::UniqueHandle m_open;
 };
 
-} // namespace logging_tests
+}  // namespace logging_tests

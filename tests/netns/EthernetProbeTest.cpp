@@ -132,8 +132,8 @@ TEST_F(NetnsProbe, EthernetWithoutAddress)
     EXPECT_EQ(check.ethernetStatus, 0);
     EXPECT_EQ(check.ipNotAssigned, 1);
     EXPECT_THAT(m_log.LinesOf(kInitialise),
-                ElementsAre(L"TraceIn|NLMEventHandler::InitialiseAdapter|", StartsWith(kOverflow),
-                            StartsWith(kSuccess), L"TraceOut|NLMEventHandler::InitialiseAdapter|Return = 0"));
+                ElementsAre(L"TraceIn|NLMEventHandler::InitialiseAdapter|", StartsWith(kOverflow), StartsWith(kSuccess),
+                            L"TraceOut|NLMEventHandler::InitialiseAdapter|Return = 0"));
     EXPECT_THAT(m_log.LinesOf(kCheck), ElementsAre(L"TraceIn|NLMEventHandler::CheckEthernetConnectionStatus|",
                                                    L"TraceOut|NLMEventHandler::CheckEthernetConnectionStatus|"
                                                    L"Ethernet Status = 0"));
@@ -149,12 +149,13 @@ TEST_F(NetnsProbe, EthernetWithAddress)
     EXPECT_EQ(check.result, 1);
     EXPECT_EQ(check.ethernetStatus, 1);
     EXPECT_EQ(check.ipNotAssigned, kUntouched);
-    EXPECT_THAT(m_log.LinesOf(kCheck),
-                ElementsAre(L"TraceIn|NLMEventHandler::CheckEthernetConnectionStatus|",
-                            L"Information|NLMEventHandler::CheckEthernetConnectionStatus|An Ethernet network interface.",
-                            L"Information|NLMEventHandler::CheckEthernetConnectionStatus|"
-                            L"Ethernet is not VPN and IP is valid",
-                            L"TraceOut|NLMEventHandler::CheckEthernetConnectionStatus|Ethernet Status = 1"));
+    EXPECT_THAT(
+        m_log.LinesOf(kCheck),
+        ElementsAre(L"TraceIn|NLMEventHandler::CheckEthernetConnectionStatus|",
+                    L"Information|NLMEventHandler::CheckEthernetConnectionStatus|An Ethernet network interface.",
+                    L"Information|NLMEventHandler::CheckEthernetConnectionStatus|"
+                    L"Ethernet is not VPN and IP is valid",
+                    L"TraceOut|NLMEventHandler::CheckEthernetConnectionStatus|Ethernet Status = 1"));
     EXPECT_THAT(m_log.LinesOf(kCheckEx), ElementsAre(L"TraceIn|NLMEventHandler::CheckEthernetConnectionStatusEx|",
                                                      L"TraceOut|NLMEventHandler::CheckEthernetConnectionStatusEx|"
                                                      L"Return Value = 1"));
@@ -167,12 +168,13 @@ TEST_F(NetnsProbe, VpnOnly)
     EXPECT_EQ(check.result, 1);
     EXPECT_EQ(check.ethernetStatus, 0);
     EXPECT_EQ(check.ipNotAssigned, kUntouched);
-    EXPECT_THAT(m_log.LinesOf(kCheck),
-                ElementsAre(L"TraceIn|NLMEventHandler::CheckEthernetConnectionStatus|",
-                            L"Information|NLMEventHandler::CheckEthernetConnectionStatus|An Ethernet network interface.",
-                            L"Information|NLMEventHandler::CheckEthernetConnectionStatus|"
-                            L"Ethernet is VPN and IP is valid",
-                            L"TraceOut|NLMEventHandler::CheckEthernetConnectionStatus|Ethernet Status = 0"));
+    EXPECT_THAT(
+        m_log.LinesOf(kCheck),
+        ElementsAre(L"TraceIn|NLMEventHandler::CheckEthernetConnectionStatus|",
+                    L"Information|NLMEventHandler::CheckEthernetConnectionStatus|An Ethernet network interface.",
+                    L"Information|NLMEventHandler::CheckEthernetConnectionStatus|"
+                    L"Ethernet is VPN and IP is valid",
+                    L"TraceOut|NLMEventHandler::CheckEthernetConnectionStatus|Ethernet Status = 0"));
 }
 
 // e. The VPN-looking interface (lower index, so listed first) and the
@@ -185,17 +187,18 @@ TEST_F(NetnsProbe, VpnThenEthernet)
     EXPECT_EQ(check.ethernetStatus, 1);
     EXPECT_EQ(check.ipNotAssigned, kUntouched);
     EXPECT_THAT(m_log.LinesOf(kInitialise),
-                ElementsAre(L"TraceIn|NLMEventHandler::InitialiseAdapter|", StartsWith(kOverflow),
-                            StartsWith(kSuccess), L"TraceOut|NLMEventHandler::InitialiseAdapter|Return = 0"));
-    EXPECT_THAT(m_log.LinesOf(kCheck),
-                ElementsAre(L"TraceIn|NLMEventHandler::CheckEthernetConnectionStatus|",
-                            L"Information|NLMEventHandler::CheckEthernetConnectionStatus|An Ethernet network interface.",
-                            L"Information|NLMEventHandler::CheckEthernetConnectionStatus|"
-                            L"Ethernet is VPN and IP is valid",
-                            L"Information|NLMEventHandler::CheckEthernetConnectionStatus|An Ethernet network interface.",
-                            L"Information|NLMEventHandler::CheckEthernetConnectionStatus|"
-                            L"Ethernet is not VPN and IP is valid",
-                            L"TraceOut|NLMEventHandler::CheckEthernetConnectionStatus|Ethernet Status = 1"));
+                ElementsAre(L"TraceIn|NLMEventHandler::InitialiseAdapter|", StartsWith(kOverflow), StartsWith(kSuccess),
+                            L"TraceOut|NLMEventHandler::InitialiseAdapter|Return = 0"));
+    EXPECT_THAT(
+        m_log.LinesOf(kCheck),
+        ElementsAre(L"TraceIn|NLMEventHandler::CheckEthernetConnectionStatus|",
+                    L"Information|NLMEventHandler::CheckEthernetConnectionStatus|An Ethernet network interface.",
+                    L"Information|NLMEventHandler::CheckEthernetConnectionStatus|"
+                    L"Ethernet is VPN and IP is valid",
+                    L"Information|NLMEventHandler::CheckEthernetConnectionStatus|An Ethernet network interface.",
+                    L"Information|NLMEventHandler::CheckEthernetConnectionStatus|"
+                    L"Ethernet is not VPN and IP is valid",
+                    L"TraceOut|NLMEventHandler::CheckEthernetConnectionStatus|Ethernet Status = 1"));
 }
 
 // f. The per-connection lookup, in the namespace of e.
@@ -235,9 +238,10 @@ TEST_F(NetnsProbe, LookupIsCaseSensitive)
     ASSERT_FALSE(guid.empty());
     std::transform(guid.begin(), guid.end(), guid.begin(), [](wchar_t c) { return wchar_t(std::towlower(c)); });
     EXPECT_FALSE(Lookup(guid));
-    EXPECT_THAT(m_log.LinesOf(kLookup), Contains(L"Warning|NLMUtils::PrintAdapterInfo|Could not find matching adapter"));
-    EXPECT_THAT(m_log.LinesOf(kLookup), Not(Contains(L"Information|NLMUtils::PrintAdapterInfo|Description   : " +
-                                                     m_ethernet)));
+    EXPECT_THAT(m_log.LinesOf(kLookup),
+                Contains(L"Warning|NLMUtils::PrintAdapterInfo|Could not find matching adapter"));
+    EXPECT_THAT(m_log.LinesOf(kLookup),
+                Not(Contains(L"Information|NLMUtils::PrintAdapterInfo|Description   : " + m_ethernet)));
 }
 
 // Not a scenario: prints both of IP Helper's adapter lists as this process
@@ -270,4 +274,4 @@ TEST(NetnsDump, Adapters)
                         a->IfType, a->AdapterName, a->Description, a->FriendlyName, int(a->OperStatus));
 }
 
-} // namespace
+}  // namespace

@@ -21,9 +21,9 @@
 
 namespace {
 
-using fakes::FakeIpHelper;
 using fakes::Adapter;
 using fakes::Ethernet;
+using fakes::FakeIpHelper;
 using fakes::kEthernetGuidText;
 using testing::ElementsAre;
 using testing::ElementsAreArray;
@@ -63,8 +63,9 @@ TEST_F(AdapterLookupTest, AnOrdinaryEthernetAdapterIsEthernetWithoutAnyReallocat
     EXPECT_EQ(m_ipHelper.AddressesCalls(), 1);
     EXPECT_THAT(m_heap.Allocations(), ElementsAre(15000u));
     EXPECT_EQ(m_heap.Live(), 0u);
-    std::vector<std::wstring> expected{Line(L"TraceIn", L"GUID Value = " + std::wstring(kEthernetGuidText)),
-                                       Line(L"Information", L"Memory allocation success for IP_ADAPTER_ADDRESSES struct")};
+    std::vector<std::wstring> expected{
+        Line(L"TraceIn", L"GUID Value = " + std::wstring(kEthernetGuidText)),
+        Line(L"Information", L"Memory allocation success for IP_ADAPTER_ADDRESSES struct")};
     for (const std::wstring& line : MatchLines(L"Intel(R) Ethernet", L"Ethernet"))
         expected.push_back(line);
     expected.push_back(Line(L"TraceOut", L"Ethernet Status = 1"));
@@ -124,8 +125,8 @@ TEST_F(AdapterLookupTest, TheInterfaceTypeIsNamedBetweenTheFriendlyNameAndItsLin
 {
     Lookup();
     const std::vector<std::wstring> all = m_log.Lines();
-    const auto friendly = std::find(all.begin(), all.end(),
-                                    Line(L"Information", L"Friendly Name : Intel(R) Ethernet (friendly)"));
+    const auto friendly =
+        std::find(all.begin(), all.end(), Line(L"Information", L"Friendly Name : Intel(R) Ethernet (friendly)"));
     ASSERT_NE(friendly, all.end());
     EXPECT_EQ(*(friendly + 1), L"TraceIn|NLMUtils::GetInterfaceTypeString|IFTYPE Value = 6");
     EXPECT_EQ(*(friendly + 2), L"TraceOut|NLMUtils::GetInterfaceTypeString|InterfaceType = Ethernet");
@@ -138,9 +139,9 @@ std::vector<std::wstring> OverflowLines(const std::vector<ULONG>& lengths, size_
     std::vector<std::wstring> lines{Line(L"TraceIn", L"GUID Value = " + std::wstring(kEthernetGuidText)),
                                     Line(L"Information", L"GetAdaptersAddresses failed with an Error code : 111")};
     for (size_t i = 0; i < times && i < 4; ++i)
-        lines.push_back(Line(L"Information",
-                             L"The buffer size is not enough,trying to allocate more memory...Required Memory is " +
-                                 std::to_wstring(lengths[i + 1]) + L" Bytes"));
+        lines.push_back(
+            Line(L"Information", L"The buffer size is not enough,trying to allocate more memory...Required Memory is " +
+                                     std::to_wstring(lengths[i + 1]) + L" Bytes"));
     return lines;
 }
 
@@ -314,17 +315,17 @@ TEST_P(InterfaceTypeStringTest, NamesTheTypeAndLogsIt)
     fakes::RecordingLog log;
     IFTYPE type = GetParam().type;
     EXPECT_EQ(NLMUtils::GetInterfaceTypeString(type), GetParam().name);
-    EXPECT_THAT(log.Lines(),
-                ElementsAre(L"TraceIn|NLMUtils::GetInterfaceTypeString|IFTYPE Value = " + std::to_wstring(type),
-                            L"TraceOut|NLMUtils::GetInterfaceTypeString|InterfaceType = " +
-                                std::wstring(GetParam().name)));
+    EXPECT_THAT(
+        log.Lines(),
+        ElementsAre(L"TraceIn|NLMUtils::GetInterfaceTypeString|IFTYPE Value = " + std::to_wstring(type),
+                    L"TraceOut|NLMUtils::GetInterfaceTypeString|InterfaceType = " + std::wstring(GetParam().name)));
 }
 
 INSTANTIATE_TEST_SUITE_P(EveryRow, InterfaceTypeStringTest,
                          testing::Values(TypeName{1, L"Other"}, TypeName{6, L"Ethernet"}, TypeName{9, L"Token Ring"},
-                                         TypeName{23, L"PPP"}, TypeName{24, L"Software Loopback"},
-                                         TypeName{37, L"ATM"}, TypeName{71, L"IEEE 802.11 Wireless"},
-                                         TypeName{131, L"Tunnel"}, TypeName{144, L"IEEE 1394 (Firewire)"},
+                                         TypeName{23, L"PPP"}, TypeName{24, L"Software Loopback"}, TypeName{37, L"ATM"},
+                                         TypeName{71, L"IEEE 802.11 Wireless"}, TypeName{131, L"Tunnel"},
+                                         TypeName{144, L"IEEE 1394 (Firewire)"},
                                          TypeName{243, L"Unrecognized interface type"},
                                          TypeName{0, L"Unrecognized interface type"}));
 
@@ -361,11 +362,10 @@ TEST_F(IsEthernetConnectionTest, AnEthernetConnectionIsLookedUpByItsAdapterId)
 {
     EXPECT_TRUE(NLMUtils::IsEthernetConnection(m_manager.Get(), kConnectionId, &m_isEthernet));
     EXPECT_TRUE(m_isEthernet);
-    EXPECT_THAT(ConnectionLines(),
-                ElementsAre(L"TraceIn|NLMUtils::IsEthernetConnection|",
-                            L"Information|NLMUtils::IsEthernetConnection|Matching Adapter Id: " +
-                                std::wstring(kEthernetGuidText),
-                            L"TraceOut|NLMUtils::IsEthernetConnection|Return Value = 1"));
+    EXPECT_THAT(ConnectionLines(), ElementsAre(L"TraceIn|NLMUtils::IsEthernetConnection|",
+                                               L"Information|NLMUtils::IsEthernetConnection|Matching Adapter Id: " +
+                                                   std::wstring(kEthernetGuidText),
+                                               L"TraceOut|NLMUtils::IsEthernetConnection|Return Value = 1"));
     EXPECT_EQ(Lines().front(), Line(L"TraceIn", L"GUID Value = " + std::wstring(kEthernetGuidText)));
 }
 
@@ -421,4 +421,4 @@ TEST_F(IsEthernetConnectionTest, ALookupThatGivesUpIsStillTrueWithIsEthernetFals
     EXPECT_EQ(Lines().back(), Line(L"Error", L"Memory allocation retry limit exceeded "));
 }
 
-} // namespace
+}  // namespace

@@ -68,8 +68,8 @@ TEST(EthernetConcurrency, EightThreadsSeeOnlyWholeListsWhileTheAdaptersChange)
     for (const auto& threadAnswers : answers)
         seen.insert(threadAnswers.begin(), threadAnswers.end());
     for (const auto& answer : seen)
-        EXPECT_EQ(whole.count(answer), 1u) << std::get<0>(answer) << " " << std::get<1>(answer) << " "
-                                          << std::get<2>(answer);
+        EXPECT_EQ(whole.count(answer), 1u)
+            << std::get<0>(answer) << " " << std::get<1>(answer) << " " << std::get<2>(answer);
     EXPECT_EQ(ipHelper.InfoCalls(), 2 * kThreads * kCalls);
     for (const std::wstring& line : errors.Lines())
         EXPECT_TRUE(line.rfind(L"Error|NLMEventHandler::InitialiseAdapter|GetAdaptersInfo() failed.Error = ", 0) == 0 ||
@@ -81,4 +81,4 @@ TEST(EthernetConcurrency, EightThreadsSeeOnlyWholeListsWhileTheAdaptersChange)
     EXPECT_EQ(heap.Live(), 0u);
 }
 
-} // namespace
+}  // namespace

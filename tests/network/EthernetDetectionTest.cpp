@@ -19,9 +19,9 @@
 
 namespace {
 
-using fakes::FakeIpHelper;
 using fakes::Adapter;
 using fakes::Ethernet;
+using fakes::FakeIpHelper;
 using testing::ElementsAre;
 using testing::IsEmpty;
 
@@ -217,7 +217,8 @@ TEST_F(EthernetDetectionTest, TheNotAssignedMarkIsNeverCleared)
 
 TEST_F(EthernetDetectionTest, ATapAdapterFirstAndAnOrdinaryCardSecondEndsTheWalkAtTheSecond)
 {
-    m_ipHelper.SetAdapters({Ethernet("TAP-Windows Adapter V9", "10.8.0.2"), Ethernet("Intel(R) Ethernet", "192.168.1.2"),
+    m_ipHelper.SetAdapters({Ethernet("TAP-Windows Adapter V9", "10.8.0.2"),
+                            Ethernet("Intel(R) Ethernet", "192.168.1.2"),
                             Adapter(IF_TYPE_IEEE80211, fakes::kWirelessGuid, "Wi-Fi", "192.168.1.3")});
     EXPECT_EQ(EthernetCheck::CheckEthernetConnectionStatusEx(&m_status, &m_ipNotAssigned), 1);
     EXPECT_EQ(m_status, 1);
@@ -236,7 +237,8 @@ TEST_F(EthernetDetectionTest, ATapAdapterFirstAndAnOrdinaryCardSecondEndsTheWalk
 
 TEST_F(EthernetDetectionTest, OnlyVpnAdaptersWithAddressesAreNotEthernet)
 {
-    m_ipHelper.SetAdapters({Ethernet("Contoso VPN Client", "10.1.0.2"), Ethernet("Hyper-V Virtual Ethernet", "10.2.0.2")});
+    m_ipHelper.SetAdapters(
+        {Ethernet("Contoso VPN Client", "10.1.0.2"), Ethernet("Hyper-V Virtual Ethernet", "10.2.0.2")});
     EXPECT_EQ(EthernetCheck::CheckEthernetConnectionStatusEx(&m_status, &m_ipNotAssigned), 1);
     EXPECT_EQ(m_status, 0);
     EXPECT_EQ(m_ipNotAssigned, 0);
@@ -277,9 +279,9 @@ TEST_F(EthernetDetectionTest, TheVpnWordsOfAnAdapterWithoutAddressAreNotLookedAt
 TEST_F(EthernetDetectionTest, EveryOtherTypeIsNamedAndPassedOver)
 {
     m_ipHelper.SetAdapters({Adapter(MIB_IF_TYPE_OTHER, "{1}", "other", "1.1.1.1"),
-                            Adapter(IF_TYPE_IEEE80211, "{2}", "wifi", "1.1.1.2"), Adapter(237, "{3}", "wimax", "1.1.1.3"),
-                            Adapter(243, "{4}", "gsm", "1.1.1.4"), Adapter(244, "{5}", "cdma", "1.1.1.5"),
-                            Adapter(MIB_IF_TYPE_PPP, "{6}", "ppp", "1.1.1.6"),
+                            Adapter(IF_TYPE_IEEE80211, "{2}", "wifi", "1.1.1.2"),
+                            Adapter(237, "{3}", "wimax", "1.1.1.3"), Adapter(243, "{4}", "gsm", "1.1.1.4"),
+                            Adapter(244, "{5}", "cdma", "1.1.1.5"), Adapter(MIB_IF_TYPE_PPP, "{6}", "ppp", "1.1.1.6"),
                             Adapter(MIB_IF_TYPE_LOOPBACK, "{7}", "loopback", "127.0.0.1")});
     EXPECT_EQ(EthernetCheck::CheckEthernetConnectionStatusEx(&m_status, &m_ipNotAssigned), 1);
     EXPECT_EQ(m_status, 0);
@@ -405,4 +407,4 @@ TEST(WalkAdapterInfo, TheFirstQualifyingAdapterEndsTheWalk)
                                          L"Information|Walk|Ethernet is not VPN and IP is valid"));
 }
 
-} // namespace
+}  // namespace

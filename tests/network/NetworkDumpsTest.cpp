@@ -22,8 +22,8 @@
 
 namespace {
 
-using fakes::ConnectionDescription;
 using fakes::Adapter;
+using fakes::ConnectionDescription;
 using fakes::Ethernet;
 using testing::ElementsAre;
 using testing::IsEmpty;
@@ -45,17 +45,17 @@ std::wstring Connectivity(const wchar_t* text)
 
 TEST(PrintConnectivityState, NoTrafficAndInternetOnIpv4PrintBoth)
 {
-    EXPECT_THAT(ConnectivityLines(0x41), ElementsAre(L"TraceIn|NLMUtils::PrintConnectivityState|NLM_CONNECTIVITY - 0x41",
-                                                     Connectivity(L"IPV4 - No Traffic"),
-                                                     Connectivity(L"IPV4 - Internet Connectivity"),
-                                                     L"TraceOut|NLMUtils::PrintConnectivityState|"));
+    EXPECT_THAT(ConnectivityLines(0x41),
+                ElementsAre(L"TraceIn|NLMUtils::PrintConnectivityState|NLM_CONNECTIVITY - 0x41",
+                            Connectivity(L"IPV4 - No Traffic"), Connectivity(L"IPV4 - Internet Connectivity"),
+                            L"TraceOut|NLMUtils::PrintConnectivityState|"));
 }
 
 TEST(PrintConnectivityState, ZeroIsDisconnected)
 {
-    EXPECT_THAT(ConnectivityLines(0), ElementsAre(L"TraceIn|NLMUtils::PrintConnectivityState|NLM_CONNECTIVITY - 0x0",
-                                                  Connectivity(L"Network Disconnected"),
-                                                  L"TraceOut|NLMUtils::PrintConnectivityState|"));
+    EXPECT_THAT(ConnectivityLines(0),
+                ElementsAre(L"TraceIn|NLMUtils::PrintConnectivityState|NLM_CONNECTIVITY - 0x0",
+                            Connectivity(L"Network Disconnected"), L"TraceOut|NLMUtils::PrintConnectivityState|"));
 }
 
 TEST(PrintConnectivityState, EachNibbleValueHasItsText)
@@ -80,8 +80,9 @@ TEST(PrintConnectivityState, EachNibbleValueHasItsText)
 
 TEST(PrintConnectivityState, NibblesWithTwoBitsPrintNothing)
 {
-    EXPECT_THAT(ConnectivityLines(0x663), ElementsAre(L"TraceIn|NLMUtils::PrintConnectivityState|NLM_CONNECTIVITY - 0x663",
-                                                      L"TraceOut|NLMUtils::PrintConnectivityState|"));
+    EXPECT_THAT(ConnectivityLines(0x663),
+                ElementsAre(L"TraceIn|NLMUtils::PrintConnectivityState|NLM_CONNECTIVITY - 0x663",
+                            L"TraceOut|NLMUtils::PrintConnectivityState|"));
 }
 
 // PrintNetworkConnections
@@ -176,8 +177,7 @@ TEST_F(PrintNetworkConnectionsTest, EachConnectionIsLookedUpAndItsConnectivitySp
     m_model.AddConnection(Connection(0xC1, 0xE0));
     Print(&m_ethernet);
     const std::vector<std::wstring> all = m_log.Lines();
-    EXPECT_EQ(std::count(all.begin(), all.end(),
-                         L"TraceIn|NLMUtils::PrintAdapterInfo|GUID Value = " + GuidText(0xE0)),
+    EXPECT_EQ(std::count(all.begin(), all.end(), L"TraceIn|NLMUtils::PrintAdapterInfo|GUID Value = " + GuidText(0xE0)),
               1);
     EXPECT_EQ(std::count(all.begin(), all.end(), Connectivity(L"IPV4 - Local Connectivity")), 1);
 }
@@ -213,8 +213,8 @@ TEST_F(PrintNetworkConnectionsTest, WithoutASetNothingIsAddedAndNothingSaysSo)
 }
 
 // The "Connection : n" lines and the batch sizes asked for with `count` connections.
-void ExpectNumbered(PrintNetworkConnectionsTest& test, fakes::NetworkListModel& model, const std::vector<std::wstring>& lines,
-                    size_t count)
+void ExpectNumbered(PrintNetworkConnectionsTest& test, fakes::NetworkListModel& model,
+                    const std::vector<std::wstring>& lines, size_t count)
 {
     std::vector<std::wstring> expected;
     for (size_t i = 1; i <= count; ++i)
@@ -245,7 +245,8 @@ struct FailingCall {
     std::wstring internetLine = L"Is Connected to Internet: 1";
 };
 
-class FailingConnectionCallTest : public PrintNetworkConnectionsTest, public testing::WithParamInterface<FailingCall> {};
+class FailingConnectionCallTest : public PrintNetworkConnectionsTest,
+                                  public testing::WithParamInterface<FailingCall> {};
 
 TEST_P(FailingConnectionCallTest, OnlyTheLinesOfTheFailingCallAreMissing)
 {
@@ -417,7 +418,8 @@ TEST_F(CopyArrayOfInterfacesTest, TheGuidsArePackedAndTheBlockHoldsTwiceTheirSiz
     EXPECT_TRUE(IsEqualGUID(m_guids[0], Guid(0xA1)));
     EXPECT_TRUE(IsEqualGUID(m_guids[1], Guid(0xA2)));
     EXPECT_THAT(m_heap.Allocations(), ElementsAre(2 * 32u));
-    EXPECT_EQ(m_log.Lines().back(), L"TraceOut|NLMUtils::CopyArrayOfInterfaces|Return Value = 0x0, Interface Count = 2");
+    EXPECT_EQ(m_log.Lines().back(),
+              L"TraceOut|NLMUtils::CopyArrayOfInterfaces|Return Value = 0x0, Interface Count = 2");
     FreeGuids();
 }
 
@@ -503,4 +505,4 @@ TEST_F(CopyArrayOfInterfacesTest, ABoundQueryOfAnArrayWithoutDimensionsFails)
               L"Error|NLMUtils::CopyArrayOfInterfaces|SafeArrayGetLBound failed with error: 0x8002000B");
 }
 
-} // namespace
+}  // namespace

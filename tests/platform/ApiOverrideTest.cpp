@@ -60,4 +60,4 @@ TEST(ScopedApiOverride, NestedGuardsRestoreInTurn)
     EXPECT_TRUE(SameTable(os::api(), original));
 }
 
-} // namespace
+}  // namespace

@@ -43,4 +43,4 @@ TEST(Print, EveryWriteFailingLosesEveryTextAndNothingElse)
     EXPECT_EQ(console.Text(), L"");
 }
 
-} // namespace
+}  // namespace

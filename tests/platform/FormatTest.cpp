@@ -54,9 +54,6 @@ TEST(FormatString, AnyLength)
     EXPECT_EQ(text.substr(2998), L"aa-b");
 }
 
-TEST(FormatString, EmptyFormat)
-{
-    EXPECT_EQ(os::FormatString(L""), L"");
-}
+TEST(FormatString, EmptyFormat) { EXPECT_EQ(os::FormatString(L""), L""); }
 
-} // namespace
+}  // namespace

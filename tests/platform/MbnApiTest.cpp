@@ -86,4 +86,4 @@ TEST(MbnApi, Identifiers)
     EXPECT_TRUE(IsEqualIID(__uuidof(IMbnRadioEvents), radioEvents));
 }
 
-} // namespace
+}  // namespace

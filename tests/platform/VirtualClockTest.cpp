@@ -41,4 +41,4 @@ TEST(VirtualClock, RealClockComesBack)
     EXPECT_EQ(os::api().QueryUnbiasedInterruptTime, original.QueryUnbiasedInterruptTime);
 }
 
-} // namespace
+}  // namespace

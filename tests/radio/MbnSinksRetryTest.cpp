@@ -106,10 +106,12 @@ TEST_F(MbnSinksRetryTest, AModemRefusingEverySetGetsSixRoundsOfFiftySetsThenTheS
     const std::vector<DWORD> pauses = m_clock.Pauses();
     EXPECT_EQ(std::count(pauses.begin(), pauses.end(), 400u), kRounds);
 
-    std::vector<std::wstring> expected{L"TraceIn|ServiceUtils::SwitchWwanStatusWithRetry|NewStatus = 0, Retry Count = 5"};
+    std::vector<std::wstring> expected{
+        L"TraceIn|ServiceUtils::SwitchWwanStatusWithRetry|NewStatus = 0, Retry Count = 5"};
     for (int index = 0; index < kRounds; ++index)
-        expected.push_back(L"Warning|ServiceUtils::SwitchWwanStatusWithRetry|SwitchWwanStatus not Succeeded. Retrying to "
-                           + std::to_wstring(index));
+        expected.push_back(
+            L"Warning|ServiceUtils::SwitchWwanStatusWithRetry|SwitchWwanStatus not Succeeded. Retrying to " +
+            std::to_wstring(index));
     expected.push_back(L"TraceOut|ServiceUtils::SwitchWwanStatusWithRetry|WWAN switching Status = 0");
     EXPECT_EQ(m_log.LinesOf(kRetry), expected);
     EXPECT_EQ(m_log.Entered({"ServiceUtils::SwitchWwanStatus"}),
@@ -123,4 +125,4 @@ TEST_F(MbnSinksRetryTest, AModemRefusingEverySetGetsSixRoundsOfFiftySetsThenTheS
     EXPECT_EQ(fakes::ScopedPowerStatus::Stored(kWwanPowerStatusKey), L"<missing>");
 }
 
-} // namespace
+}  // namespace

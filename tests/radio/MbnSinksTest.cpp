@@ -241,4 +241,4 @@ TEST_F(MbnSinksTest, ACompletionWhileTheSwitchMutexIsHeldWaitsForItWithoutDeadlo
     EXPECT_EQ(m_model.RadioState(), MBN_RADIO_OFF);
 }
 
-} // namespace
+}  // namespace

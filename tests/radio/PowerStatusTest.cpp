@@ -52,8 +52,8 @@ protected:
         wchar_t data[32] = {};
         DWORD storedType = REG_NONE;
         DWORD storedSize = sizeof(data);
-        const LSTATUS status
-            = RegQueryValueExW(handle, L"PowerOnOff", nullptr, &storedType, reinterpret_cast<BYTE*>(data), &storedSize);
+        const LSTATUS status =
+            RegQueryValueExW(handle, L"PowerOnOff", nullptr, &storedType, reinterpret_cast<BYTE*>(data), &storedSize);
         RegCloseKey(handle);
         if (status != ERROR_SUCCESS)
             return L"<missing>";
@@ -102,9 +102,8 @@ TEST_F(PowerStatusTest, WlanTrueLogsItsLinesInOrder)
 TEST_F(PowerStatusTest, WlanLinesHaveTheirLevels)
 {
     ServiceUtils::SetWlanPowerStatusInRegistry(true);
-    EXPECT_THAT(
-        Levels(),
-        ElementsAre(LevelTraceIn, LevelInformation, LevelTraceIn, LevelInformation, LevelTraceOut, LevelTraceOut));
+    EXPECT_THAT(Levels(), ElementsAre(LevelTraceIn, LevelInformation, LevelTraceIn, LevelInformation, LevelTraceOut,
+                                      LevelTraceOut));
 }
 
 TEST_F(PowerStatusTest, WlanFalseWritesFalseWithItsNul)
@@ -232,8 +231,8 @@ TEST_F(PowerStatusTest, AThrowingRegistryWriteIsLoggedAsAnExceptionAndReturnsSuc
                                LPDWORD) -> LSTATUS { throw std::runtime_error("registry"); };
     EXPECT_EQ(ServiceUtils::SetPowerStatusInRegistry(kWlanKeyText, true), ERROR_SUCCESS);
     EXPECT_THAT(m_log.Lines(),
-                ElementsAre(L"TraceIn|ServiceUtils::SetPowerStatusInRegistry|Setting = " + std::wstring(kWlanKeyText)
-                                + L",  Status = 1",
+                ElementsAre(L"TraceIn|ServiceUtils::SetPowerStatusInRegistry|Setting = " + std::wstring(kWlanKeyText) +
+                                L",  Status = 1",
                             L"Information|ServiceUtils::SetPowerStatusInRegistry|Writing Power Status in registry. "
                             L"Value = True",
                             L"Error|ServiceUtils::SetPowerStatusInRegistry|Exception in SetPowerStatusInRegistry()"));
@@ -273,9 +272,8 @@ TEST_F(AirplaneModeTest, OnLogsEntryAndStatusWithItsTrailingBlank)
 {
     SetNumber(1);
     ServiceUtils::CheckAirplaneMode();
-    EXPECT_THAT(m_log.Lines(),
-                ElementsAre(L"TraceIn|ServiceUtils::CheckAirplaneMode|",
-                            L"TraceOut|ServiceUtils::CheckAirplaneMode|Airplane Mode Status: 1 "));
+    EXPECT_THAT(m_log.Lines(), ElementsAre(L"TraceIn|ServiceUtils::CheckAirplaneMode|",
+                                           L"TraceOut|ServiceUtils::CheckAirplaneMode|Airplane Mode Status: 1 "));
     EXPECT_THAT(Levels(), ElementsAre(LevelTraceIn, LevelTraceOut));
 }
 
@@ -283,9 +281,8 @@ TEST_F(AirplaneModeTest, ZeroIsOff)
 {
     SetNumber(0);
     EXPECT_FALSE(ServiceUtils::CheckAirplaneMode());
-    EXPECT_THAT(m_log.Lines(),
-                ElementsAre(L"TraceIn|ServiceUtils::CheckAirplaneMode|",
-                            L"TraceOut|ServiceUtils::CheckAirplaneMode|Airplane Mode Status: 0 "));
+    EXPECT_THAT(m_log.Lines(), ElementsAre(L"TraceIn|ServiceUtils::CheckAirplaneMode|",
+                                           L"TraceOut|ServiceUtils::CheckAirplaneMode|Airplane Mode Status: 0 "));
 }
 
 TEST_F(AirplaneModeTest, TwoIsOff)
@@ -376,9 +373,8 @@ TEST_F(AirplaneModeTest, AThrowingKeyOpenIsLoggedAsAnExceptionAndIsOff)
     os::ScopedApiOverride seam;
     seam->RegOpenKeyExW = [](HKEY, LPCWSTR, DWORD, REGSAM, PHKEY) -> LSTATUS { throw std::runtime_error("registry"); };
     EXPECT_FALSE(ServiceUtils::CheckAirplaneMode());
-    EXPECT_THAT(m_log.Lines(),
-                ElementsAre(L"TraceIn|ServiceUtils::CheckAirplaneMode|",
-                            L"Error|ServiceUtils::CheckAirplaneMode|Exception in CheckAirplaneMode()"));
+    EXPECT_THAT(m_log.Lines(), ElementsAre(L"TraceIn|ServiceUtils::CheckAirplaneMode|",
+                                           L"Error|ServiceUtils::CheckAirplaneMode|Exception in CheckAirplaneMode()"));
 }
 
 }  // namespace

@@ -48,4 +48,4 @@ TEST(WlanPhyCountTest, ACapabilityBeyondTheStructureSetsOnlyThePhysItCanDescribe
     my_setwifitimeout = false;
 }
 
-} // namespace
+}  // namespace

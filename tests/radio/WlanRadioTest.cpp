@@ -62,8 +62,8 @@ Lines CheckLines(bool on, int phys = 2)
 {
     Lines lines = CheckHead();
     for (int phy = 0; phy < phys; ++phy)
-        lines.push_back(L"Information|ServiceUtils::CheckWlanStatus|Phy: " + std::to_wstring(phy)
-                        + (on ? L" On" : L" Off"));
+        lines.push_back(L"Information|ServiceUtils::CheckWlanStatus|Phy: " + std::to_wstring(phy) +
+                        (on ? L" On" : L" Off"));
     lines.push_back(std::wstring(L"Information|ServiceUtils::CheckWlanStatus|Phy state : ") + (on ? L"1" : L"0"));
     lines.push_back(L"TraceOut|ServiceUtils::CheckWlanStatus|WLAN Status = 1");
     return lines;
@@ -72,8 +72,12 @@ Lines CheckLines(bool on, int phys = 2)
 const Lines kLatchedCheck = {L"TraceIn|ServiceUtils::CheckWlanStatus|",
                              L"Error|ServiceUtils::CheckWlanStatus|My WIFI Query timeout, my_setwifitimeout : 1"};
 
-const Calls kCheckCalls = {"WlanOpenHandle 2",          "WlanEnumInterfaces",           "WlanQueryInterface 4",
-                           "WlanFreeMemory radio-state", "WlanFreeMemory interface-list", "WlanCloseHandle"};
+const Calls kCheckCalls = {"WlanOpenHandle 2",
+                           "WlanEnumInterfaces",
+                           "WlanQueryInterface 4",
+                           "WlanFreeMemory radio-state",
+                           "WlanFreeMemory interface-list",
+                           "WlanCloseHandle"};
 const Calls kSwitchOpen = {"WlanOpenHandle 2", "WlanEnumInterfaces", "WlanGetInterfaceCapability"};
 const Calls kSwitchClose = {"WlanFreeMemory capability", "WlanFreeMemory interface-list", "WlanCloseHandle"};
 
@@ -81,8 +85,8 @@ const fakes::FunctionLines Switch{"ServiceUtils::SwitchWlanStatus"};
 
 Lines SwitchEntry(bool wanted, bool checkAirplane)
 {
-    return {L"TraceIn|ServiceUtils::SwitchWlanStatus|OnOffValue = " + std::to_wstring(wanted)
-            + L", bCheckAirplaneStatus = " + std::to_wstring(checkAirplane)};
+    return {L"TraceIn|ServiceUtils::SwitchWlanStatus|OnOffValue = " + std::to_wstring(wanted) +
+            L", bCheckAirplaneStatus = " + std::to_wstring(checkAirplane)};
 }
 
 // The lines of one pass over two PHYs; `refused` names the PHYs that refuse.
@@ -96,12 +100,12 @@ Lines PassLines(bool wanted, int pass, const std::vector<int>& refused)
         if (refuses)
             lines.push_back(Switch(L"Error", L"Set WLAN state failed!err is 31"));
         else
-            lines.push_back(Switch(L"Information", L"Set WLAN state " + std::to_wstring(wanted ? 1 : 2) + L" for PHY "
-                                                       + std::to_wstring(phy) + L" success"));
+            lines.push_back(Switch(L"Information", L"Set WLAN state " + std::to_wstring(wanted ? 1 : 2) + L" for PHY " +
+                                                       std::to_wstring(phy) + L" success"));
     }
     if (!refused.empty())
-        lines.push_back(
-            Switch(L"Warning", L"Could not Set WLAN state in all PHYs. So retrying in count = " + std::to_wstring(pass)));
+        lines.push_back(Switch(L"Warning", L"Could not Set WLAN state in all PHYs. So retrying in count = " +
+                                               std::to_wstring(pass)));
     return lines;
 }
 
@@ -112,8 +116,8 @@ Calls PassCalls(bool wanted, const std::vector<int>& refused)
         bool refuses = false;
         for (int index : refused)
             refuses = refuses || index == phy;
-        calls.push_back("WlanSetInterface 4 12 PHY " + std::to_string(phy) + (wanted ? " on" : " off")
-                        + (refuses ? " refused" : ""));
+        calls.push_back("WlanSetInterface 4 12 PHY " + std::to_string(phy) + (wanted ? " on" : " off") +
+                        (refuses ? " refused" : ""));
     }
     return calls;
 }
@@ -165,18 +169,21 @@ protected:
 // The whole successful switch of both PHYs to `wanted` from the other state.
 Lines SwitchLines(bool wanted, bool checkAirplane, bool airplane = false)
 {
-    return SwitchEntry(wanted, checkAirplane) + AirplaneLines(airplane) + CheckLines(!wanted)
-           + Lines{Switch(L"Information", L"Current WLAN Status : " + std::to_wstring(!wanted)
-                                              + L", To Change Status = " + std::to_wstring(wanted)),
-                   Switch(L"Verbose", wanted ? L"LanWlanSwitch set WIFI radio to dot11_radi_state_on"
-                                             : L"LanWlanSwitch set WIFI radio to dot11_radio_state_off"),
-                   Switch(L"Information", L"The number of supported PHY types : 2")}
-           + PassLines(wanted, 0, {}) + CheckLines(wanted)
-           + Lines{Switch(L"Information", L"New WIFI state : " + std::to_wstring(wanted)),
-                   Switch(L"TraceOut", L"WLAN switching Status = 1")};
+    return SwitchEntry(wanted, checkAirplane) + AirplaneLines(airplane) + CheckLines(!wanted) +
+           Lines{Switch(L"Information", L"Current WLAN Status : " + std::to_wstring(!wanted) +
+                                            L", To Change Status = " + std::to_wstring(wanted)),
+                 Switch(L"Verbose", wanted ? L"LanWlanSwitch set WIFI radio to dot11_radi_state_on"
+                                           : L"LanWlanSwitch set WIFI radio to dot11_radio_state_off"),
+                 Switch(L"Information", L"The number of supported PHY types : 2")} +
+           PassLines(wanted, 0, {}) + CheckLines(wanted) +
+           Lines{Switch(L"Information", L"New WIFI state : " + std::to_wstring(wanted)),
+                 Switch(L"TraceOut", L"WLAN switching Status = 1")};
 }
 
-Calls SwitchCalls(bool wanted) { return kCheckCalls + kSwitchOpen + PassCalls(wanted, {}) + kCheckCalls + kSwitchClose; }
+Calls SwitchCalls(bool wanted)
+{
+    return kCheckCalls + kSwitchOpen + PassCalls(wanted, {}) + kCheckCalls + kSwitchClose;
+}
 
 // --- Airplane mode ---------------------------------------------------------
 
@@ -189,10 +196,10 @@ TEST_F(WlanRadioTest, WithRetryWantedOnInAirplaneModeReturnsTrueWithoutTouchingT
     EXPECT_FALSE(m_wlan.RadioOn());
     EXPECT_THAT(m_clock.Pauses(), IsEmpty());
     EXPECT_EQ(m_log.Lines(),
-              (Lines{L"TraceIn|ServiceUtils::SwitchWlanStatusWithRetry|NewStatus = 1, Retry Count = 5"}
-                  + AirplaneLines(true)
-                  + Lines{L"Information|ServiceUtils::SwitchWlanStatusWithRetry|SwitchWlanStatus not needed for New "
-                          L"status = 1"}));
+              (Lines{L"TraceIn|ServiceUtils::SwitchWlanStatusWithRetry|NewStatus = 1, Retry Count = 5"} +
+               AirplaneLines(true) +
+               Lines{L"Information|ServiceUtils::SwitchWlanStatusWithRetry|SwitchWlanStatus not needed for New "
+                     L"status = 1"}));
 }
 
 TEST_F(WlanRadioTest, SwitchWantedOnInAirplaneModeWithTheCheckReturnsFalseWithoutTouchingTheRadio)
@@ -202,8 +209,8 @@ TEST_F(WlanRadioTest, SwitchWantedOnInAirplaneModeWithTheCheckReturnsFalseWithou
     EXPECT_FALSE(ServiceUtils::SwitchWlanStatus(true, true));
     EXPECT_THAT(m_journal, IsEmpty());
     EXPECT_FALSE(m_wlan.RadioOn());
-    EXPECT_EQ(m_log.Lines(), (SwitchEntry(true, true) + AirplaneLines(true)
-                                 + Lines{Switch(L"Information", L"SwitchWlanStatus not needed for New status = 1")}));
+    EXPECT_EQ(m_log.Lines(), (SwitchEntry(true, true) + AirplaneLines(true) +
+                              Lines{Switch(L"Information", L"SwitchWlanStatus not needed for New status = 1")}));
 }
 
 TEST_F(WlanRadioTest, SwitchWantedOnInAirplaneModeWithoutTheCheckSwitches)
@@ -237,11 +244,10 @@ TEST_F(WlanRadioTest, WithRetryWantedOffInAirplaneModeGoesAhead)
     EXPECT_TRUE(ServiceUtils::SwitchWlanStatusWithRetry(false, 5));
     EXPECT_FALSE(m_wlan.RadioOn());
     EXPECT_EQ(m_journal, SwitchCalls(false) + kCheckCalls);
-    EXPECT_EQ(m_log.Lines(),
-              (Lines{L"TraceIn|ServiceUtils::SwitchWlanStatusWithRetry|NewStatus = 0, Retry Count = 5"}
-                  + SwitchLines(false, true, true) + CheckLines(false)
-                  + Lines{L"Information|ServiceUtils::SwitchWlanStatusWithRetry|SwitchWlanStatus Success",
-                          L"TraceOut|ServiceUtils::SwitchWlanStatusWithRetry|WLAN switching Status = 1"}));
+    EXPECT_EQ(m_log.Lines(), (Lines{L"TraceIn|ServiceUtils::SwitchWlanStatusWithRetry|NewStatus = 0, Retry Count = 5"} +
+                              SwitchLines(false, true, true) + CheckLines(false) +
+                              Lines{L"Information|ServiceUtils::SwitchWlanStatusWithRetry|SwitchWlanStatus Success",
+                                    L"TraceOut|ServiceUtils::SwitchWlanStatusWithRetry|WLAN switching Status = 1"}));
     EXPECT_EQ(m_clock.Pauses(), (std::vector<DWORD>{100}));
 }
 
@@ -253,10 +259,9 @@ TEST_F(WlanRadioTest, RadioAlreadyInTheWantedStateReturnsTrueAndSetsNothing)
     EXPECT_EQ(m_journal, kCheckCalls);
     EXPECT_EQ(m_wlan.SetCalls(), 0u);
     EXPECT_FALSE(my_service_turnonoff_wifi);
-    EXPECT_EQ(m_log.Lines(),
-              (SwitchEntry(true, true) + AirplaneLines(false) + CheckLines(true)
-                  + Lines{Switch(L"Information", L"Current WLAN Status : 1, To Change Status = 1"),
-                          Switch(L"Information", L"No change in WLAN Status Needed.")}));
+    EXPECT_EQ(m_log.Lines(), (SwitchEntry(true, true) + AirplaneLines(false) + CheckLines(true) +
+                              Lines{Switch(L"Information", L"Current WLAN Status : 1, To Change Status = 1"),
+                                    Switch(L"Information", L"No change in WLAN Status Needed.")}));
     ExpectNoLeaks();
 }
 
@@ -272,8 +277,8 @@ public:
         DWORD hardware;
         bool operator==(const Request& other) const
         {
-            return opcode == other.opcode && size == other.size && phy == other.phy && software == other.software
-                && hardware == other.hardware;
+            return opcode == other.opcode && size == other.size && phy == other.phy && software == other.software &&
+                   hardware == other.hardware;
         }
     };
 
@@ -322,18 +327,16 @@ TEST_F(WlanRadioTest, EachSetAsksForTheSoftwareStateOfOnePhyAndLeavesItsHardware
     SetRequests sets;
     EXPECT_TRUE(ServiceUtils::SwitchWlanStatus(false, true));
     const DWORD size = sizeof(WLAN_PHY_RADIO_STATE);
-    EXPECT_THAT(sets.requests,
-                ElementsAre(SetRequests::Request{wlan_intf_opcode_radio_state, size, 0, dot11_radio_state_off,
-                                                 dot11_radio_state_unknown},
-                            SetRequests::Request{wlan_intf_opcode_radio_state, size, 1, dot11_radio_state_off,
-                                                 dot11_radio_state_unknown}));
+    EXPECT_THAT(sets.requests, ElementsAre(SetRequests::Request{wlan_intf_opcode_radio_state, size, 0,
+                                                                dot11_radio_state_off, dot11_radio_state_unknown},
+                                           SetRequests::Request{wlan_intf_opcode_radio_state, size, 1,
+                                                                dot11_radio_state_off, dot11_radio_state_unknown}));
     sets.requests.clear();
     EXPECT_TRUE(ServiceUtils::SwitchWlanStatus(true, true));
-    EXPECT_THAT(sets.requests,
-                ElementsAre(SetRequests::Request{wlan_intf_opcode_radio_state, size, 0, dot11_radio_state_on,
-                                                 dot11_radio_state_unknown},
-                            SetRequests::Request{wlan_intf_opcode_radio_state, size, 1, dot11_radio_state_on,
-                                                 dot11_radio_state_unknown}));
+    EXPECT_THAT(sets.requests, ElementsAre(SetRequests::Request{wlan_intf_opcode_radio_state, size, 0,
+                                                                dot11_radio_state_on, dot11_radio_state_unknown},
+                                           SetRequests::Request{wlan_intf_opcode_radio_state, size, 1,
+                                                                dot11_radio_state_on, dot11_radio_state_unknown}));
     EXPECT_TRUE(m_wlan.RadioOn());
     ExpectNoLeaks();
 }
@@ -347,17 +350,17 @@ TEST_F(WlanRadioTest, OnePhyRefusingEveryPassTakes81PassesSetsTheLatchAndFails)
     EXPECT_TRUE(my_service_turnonoff_wifi);  // only a success stores it
     EXPECT_EQ(m_clock.Pauses(), std::vector<DWORD>(81, 100));
 
-    Lines expected = SwitchEntry(false, true) + AirplaneLines(false) + CheckLines(true)
-                     + Lines{Switch(L"Information", L"Current WLAN Status : 1, To Change Status = 0"),
-                             Switch(L"Verbose", L"LanWlanSwitch set WIFI radio to dot11_radio_state_off"),
-                             Switch(L"Information", L"The number of supported PHY types : 2")};
+    Lines expected = SwitchEntry(false, true) + AirplaneLines(false) + CheckLines(true) +
+                     Lines{Switch(L"Information", L"Current WLAN Status : 1, To Change Status = 0"),
+                           Switch(L"Verbose", L"LanWlanSwitch set WIFI radio to dot11_radio_state_off"),
+                           Switch(L"Information", L"The number of supported PHY types : 2")};
     Calls calls = kCheckCalls + kSwitchOpen;
     for (int pass = 0; pass <= 80; ++pass) {
         expected = expected + PassLines(false, pass, {1});
         calls = calls + PassCalls(false, {1});
     }
-    expected = expected
-               + Lines{Switch(L"Error", L"WlanSetInterface failed"), Switch(L"TraceOut", L"WLAN switching Status = 0")};
+    expected = expected +
+               Lines{Switch(L"Error", L"WlanSetInterface failed"), Switch(L"TraceOut", L"WLAN switching Status = 0")};
     EXPECT_EQ(m_log.Lines(), expected);
     EXPECT_EQ(m_journal, calls + kSwitchClose);
     EXPECT_EQ(m_wlan.PhyState(0, 0), FakeWlanClient::kOff);  // the mixed state stays
@@ -395,8 +398,8 @@ TEST_F(WlanRadioTest, AfterTheLatchSwitchWlanStatusGivesUpAtItsCheck)
     EXPECT_THAT(m_journal, IsEmpty());
     EXPECT_TRUE(m_wlan.RadioOn());
     EXPECT_TRUE(my_setwifitimeout);
-    EXPECT_EQ(m_log.Lines(), (SwitchEntry(false, true) + AirplaneLines(false) + kLatchedCheck
-                                 + Lines{Switch(L"Warning", L"CheckWlanStatus Failed, no switching")}));
+    EXPECT_EQ(m_log.Lines(), (SwitchEntry(false, true) + AirplaneLines(false) + kLatchedCheck +
+                              Lines{Switch(L"Warning", L"CheckWlanStatus Failed, no switching")}));
 }
 
 TEST_F(WlanRadioTest, SuccessInPass80ReturnsTrueAndSetsTheLatchAllTheSame)
@@ -408,10 +411,10 @@ TEST_F(WlanRadioTest, SuccessInPass80ReturnsTrueAndSetsTheLatchAllTheSame)
     EXPECT_FALSE(m_wlan.RadioOn());
     EXPECT_EQ(m_clock.Pauses(), std::vector<DWORD>(80, 100));
 
-    Lines expected = SwitchEntry(false, true) + AirplaneLines(false) + CheckLines(true)
-                     + Lines{Switch(L"Information", L"Current WLAN Status : 1, To Change Status = 0"),
-                             Switch(L"Verbose", L"LanWlanSwitch set WIFI radio to dot11_radio_state_off"),
-                             Switch(L"Information", L"The number of supported PHY types : 2")};
+    Lines expected = SwitchEntry(false, true) + AirplaneLines(false) + CheckLines(true) +
+                     Lines{Switch(L"Information", L"Current WLAN Status : 1, To Change Status = 0"),
+                           Switch(L"Verbose", L"LanWlanSwitch set WIFI radio to dot11_radio_state_off"),
+                           Switch(L"Information", L"The number of supported PHY types : 2")};
     Calls calls = kCheckCalls + kSwitchOpen;
     for (int pass = 0; pass < 80; ++pass) {
         expected = expected + PassLines(false, pass, {1});
@@ -419,10 +422,9 @@ TEST_F(WlanRadioTest, SuccessInPass80ReturnsTrueAndSetsTheLatchAllTheSame)
     }
     // The new state is asked for under the latch just set, so that query
     // fails and the line carries the initial 0.
-    expected = expected + PassLines(false, 80, {})
-               + Lines{Switch(L"Error", L"WlanSetInterface failed")} + kLatchedCheck
-               + Lines{Switch(L"Information", L"New WIFI state : 0"),
-                       Switch(L"TraceOut", L"WLAN switching Status = 1")};
+    expected = expected + PassLines(false, 80, {}) + Lines{Switch(L"Error", L"WlanSetInterface failed")} +
+               kLatchedCheck +
+               Lines{Switch(L"Information", L"New WIFI state : 0"), Switch(L"TraceOut", L"WLAN switching Status = 1")};
     EXPECT_EQ(m_log.Lines(), expected);
     EXPECT_EQ(m_journal, (calls + PassCalls(false, {}) + kSwitchClose));
     ExpectNoLeaks();
@@ -457,12 +459,11 @@ TEST_F(WlanRadioTest, ACapabilityFailureEndsWithFalseThroughTheExitRecord)
     m_wlan.Fail(Failure::GetInterfaceCapability, ERROR_INVALID_STATE);
     EXPECT_FALSE(ServiceUtils::SwitchWlanStatus(false, false));
     EXPECT_EQ(m_journal, (kCheckCalls + kSwitchOpen + Calls{"WlanFreeMemory interface-list", "WlanCloseHandle"}));
-    EXPECT_EQ(m_log.Lines(),
-              (SwitchEntry(false, false) + AirplaneLines(false) + CheckLines(true)
-                  + Lines{Switch(L"Information", L"Current WLAN Status : 1, To Change Status = 0"),
-                          Switch(L"Verbose", L"LanWlanSwitch set WIFI radio to dot11_radio_state_off"),
-                          Switch(L"Error", L"WlanGetInterfaceCapability failed !err is 5023"),
-                          Switch(L"TraceOut", L"WLAN switching Status = 0")}));
+    EXPECT_EQ(m_log.Lines(), (SwitchEntry(false, false) + AirplaneLines(false) + CheckLines(true) +
+                              Lines{Switch(L"Information", L"Current WLAN Status : 1, To Change Status = 0"),
+                                    Switch(L"Verbose", L"LanWlanSwitch set WIFI radio to dot11_radio_state_off"),
+                                    Switch(L"Error", L"WlanGetInterfaceCapability failed !err is 5023"),
+                                    Switch(L"TraceOut", L"WLAN switching Status = 0")}));
     EXPECT_FALSE(my_setwifitimeout);
     EXPECT_THAT(m_clock.Pauses(), IsEmpty());
     ExpectNoLeaks();
@@ -523,11 +524,10 @@ TEST_F(WlanRadioTest, APhyReportingUnknownCountsAsOff)
     bool on = true;
     EXPECT_TRUE(ServiceUtils::CheckWlanStatus(on));
     EXPECT_FALSE(on);
-    EXPECT_EQ(m_log.Lines(), (CheckHead()
-                                 + Lines{L"Information|ServiceUtils::CheckWlanStatus|Phy: 0 On",
-                                         L"Information|ServiceUtils::CheckWlanStatus|Phy: 1 Unknown",
-                                         L"Information|ServiceUtils::CheckWlanStatus|Phy state : 0",
-                                         L"TraceOut|ServiceUtils::CheckWlanStatus|WLAN Status = 1"}));
+    EXPECT_EQ(m_log.Lines(), (CheckHead() + Lines{L"Information|ServiceUtils::CheckWlanStatus|Phy: 0 On",
+                                                  L"Information|ServiceUtils::CheckWlanStatus|Phy: 1 Unknown",
+                                                  L"Information|ServiceUtils::CheckWlanStatus|Phy state : 0",
+                                                  L"TraceOut|ServiceUtils::CheckWlanStatus|WLAN Status = 1"}));
     ExpectNoLeaks();
 }
 
@@ -537,11 +537,11 @@ TEST_F(WlanRadioTest, APhyStateOutsideTheEnumerationCountsAsOff)
     bool on = true;
     EXPECT_TRUE(ServiceUtils::CheckWlanStatus(on));
     EXPECT_FALSE(on);
-    EXPECT_EQ(m_log.Lines(), (CheckHead()
-                                 + Lines{L"Information|ServiceUtils::CheckWlanStatus|Phy: 0 Other Unknown state 7",
-                                         L"Information|ServiceUtils::CheckWlanStatus|Phy: 1 On",
-                                         L"Information|ServiceUtils::CheckWlanStatus|Phy state : 0",
-                                         L"TraceOut|ServiceUtils::CheckWlanStatus|WLAN Status = 1"}));
+    EXPECT_EQ(m_log.Lines(),
+              (CheckHead() + Lines{L"Information|ServiceUtils::CheckWlanStatus|Phy: 0 Other Unknown state 7",
+                                   L"Information|ServiceUtils::CheckWlanStatus|Phy: 1 On",
+                                   L"Information|ServiceUtils::CheckWlanStatus|Phy state : 0",
+                                   L"TraceOut|ServiceUtils::CheckWlanStatus|WLAN Status = 1"}));
     ExpectNoLeaks();
 }
 
@@ -583,8 +583,8 @@ TEST_F(WlanRadioTest, AnInterfaceListWithNoEntryIsEmpty)
     bool on = true;
     EXPECT_FALSE(ServiceUtils::CheckWlanStatus(on));
     EXPECT_TRUE(on);
-    EXPECT_EQ(m_journal, (Calls{"WlanOpenHandle 2", "WlanEnumInterfaces", "WlanFreeMemory interface-list",
-                                "WlanCloseHandle"}));
+    EXPECT_EQ(m_journal,
+              (Calls{"WlanOpenHandle 2", "WlanEnumInterfaces", "WlanFreeMemory interface-list", "WlanCloseHandle"}));
     EXPECT_THAT(m_log.Lines(), ElementsAre(L"TraceIn|ServiceUtils::CheckWlanStatus|",
                                            L"Warning|ServiceUtils::CheckWlanStatus|Interface list is empty"));
     ExpectNoLeaks();
@@ -617,8 +617,9 @@ TEST_F(WlanRadioTest, AFailedOpenIsLogged)
     bool on = true;
     EXPECT_FALSE(ServiceUtils::CheckWlanStatus(on));
     EXPECT_EQ(m_journal, (Calls{"WlanOpenHandle 2"}));
-    EXPECT_THAT(m_log.Lines(), ElementsAre(L"TraceIn|ServiceUtils::CheckWlanStatus|",
-                                           L"Error|ServiceUtils::CheckWlanStatus|WlanOpenHandle failed with error: 1062"));
+    EXPECT_THAT(m_log.Lines(),
+                ElementsAre(L"TraceIn|ServiceUtils::CheckWlanStatus|",
+                            L"Error|ServiceUtils::CheckWlanStatus|WlanOpenHandle failed with error: 1062"));
     ExpectNoLeaks();
 }
 
@@ -734,18 +735,18 @@ TEST_F(WlanRadioTest, WithRetryCountFiveMakesSixAttemptsPausing100Then400)
     EXPECT_EQ(m_clock.Pauses(), (Repeated({100, 400}, 6)));
     EXPECT_EQ(m_wlan.SetCalls(), 0u);
 
-    const Lines failedCheck = CheckHead()
-                              + Lines{L"Error|ServiceUtils::CheckWlanStatus|WlanQueryInterface failed! err is 5023"};
+    const Lines failedCheck =
+        CheckHead() + Lines{L"Error|ServiceUtils::CheckWlanStatus|WlanQueryInterface failed! err is 5023"};
     Lines expected{L"TraceIn|ServiceUtils::SwitchWlanStatusWithRetry|NewStatus = 0, Retry Count = 5"};
     Calls calls;
     const Calls failedCheckCalls{"WlanOpenHandle 2", "WlanEnumInterfaces", "WlanQueryInterface 4",
                                  "WlanFreeMemory interface-list", "WlanCloseHandle"};
     for (int attempt = 0; attempt < 6; ++attempt) {
-        expected = expected + SwitchEntry(false, true) + AirplaneLines(false) + failedCheck
-                   + Lines{Switch(L"Warning", L"CheckWlanStatus Failed, no switching")} + failedCheck
-                   + Lines{L"Warning|ServiceUtils::SwitchWlanStatusWithRetry|SwitchWlanStatus not Succeeded. Retrying "
-                           L"to "
-                           + std::to_wstring(attempt)};
+        expected = expected + SwitchEntry(false, true) + AirplaneLines(false) + failedCheck +
+                   Lines{Switch(L"Warning", L"CheckWlanStatus Failed, no switching")} + failedCheck +
+                   Lines{L"Warning|ServiceUtils::SwitchWlanStatusWithRetry|SwitchWlanStatus not Succeeded. Retrying "
+                         L"to " +
+                         std::to_wstring(attempt)};
         calls = calls + failedCheckCalls + failedCheckCalls;
     }
     expected.push_back(L"TraceOut|ServiceUtils::SwitchWlanStatusWithRetry|WLAN switching Status = 0");
@@ -813,9 +814,10 @@ TEST_F(WlanRadioTest, StopWithWifiOnSwitchesItOffAndRecordsTrue)
                      L"Information|ServiceUtils::StopWLANService|WLAN Current Status = 1",
                      L"Information|ServiceUtils::StopWLANService|Setting WlanPowerStatus in registry.",
                      L"TraceOut|ServiceUtils::StopWLANService|"}));
-    EXPECT_THAT(m_log.Lines(),
-                testing::Contains(
-                    L"Information|ServiceUtils::SetWlanPowerStatusInRegistry|SetWlanPowerStatusInRegistry. Value = True"));
+    EXPECT_THAT(
+        m_log.Lines(),
+        testing::Contains(
+            L"Information|ServiceUtils::SetWlanPowerStatusInRegistry|SetWlanPowerStatusInRegistry. Value = True"));
     ExpectNoLeaks();
 }
 
@@ -825,9 +827,9 @@ TEST_F(WlanRadioTest, StopWithWifiAlreadyOffSwitchesNothingAndWritesNothing)
     ServiceUtils::StopWLANService();
     EXPECT_EQ(StoredPowerStatus(), L"<missing>");
     EXPECT_EQ(m_journal, kCheckCalls);
-    EXPECT_EQ(m_log.Lines(), (Lines{L"TraceIn|ServiceUtils::StopWLANService|"} + CheckLines(false)
-                                 + Lines{L"Information|ServiceUtils::StopWLANService|WLAN Current Status = 0",
-                                         L"TraceOut|ServiceUtils::StopWLANService|"}));
+    EXPECT_EQ(m_log.Lines(), (Lines{L"TraceIn|ServiceUtils::StopWLANService|"} + CheckLines(false) +
+                              Lines{L"Information|ServiceUtils::StopWLANService|WLAN Current Status = 0",
+                                    L"TraceOut|ServiceUtils::StopWLANService|"}));
     ExpectNoLeaks();
 }
 
@@ -894,8 +896,8 @@ protected:
                   (Lines{L"TraceIn|ServiceUtils::StartWLANService|",
                          std::wstring(L"Information|ServiceUtils::StartWLANService|WLAN Registry Status = ") + text,
                          std::wstring(L"Information|ServiceUtils::StartWLANService|WlanPowerStatus value read from "
-                                      L"registry = ")
-                             + text,
+                                      L"registry = ") +
+                             text,
                          L"TraceOut|ServiceUtils::StartWLANService|"}));
     }
     // No text, or an empty one: taken as "True", so the radio comes on.
@@ -914,8 +916,9 @@ protected:
                          L"Information|ServiceUtils::StartWLANService|WLAN Registry Status = True",
                          L"Information|ServiceUtils::StartWLANService|Switching ON Wifi",
                          L"TraceOut|ServiceUtils::StartWLANService|"}));
-        EXPECT_THAT(m_log.Lines(),
-                    testing::Contains(L"TraceIn|ServiceUtils::SwitchWlanStatusWithRetry|NewStatus = 1, Retry Count = 5"));
+        EXPECT_THAT(
+            m_log.Lines(),
+            testing::Contains(L"TraceIn|ServiceUtils::SwitchWlanStatusWithRetry|NewStatus = 1, Retry Count = 5"));
         ExpectNoLeaks();
     }
 };
@@ -1020,12 +1023,12 @@ TEST_P(WlanLeakTest, EveryBufferIsFreedAndEveryHandleClosed)
 INSTANTIATE_TEST_SUITE_P(
     WlanPoints, WlanLeakTest,
     testing::Values(LeakCase{Failure::None, false}, LeakCase{Failure::OpenHandle, false},
-                    LeakCase{Failure::EnumInterfaces, false},
-                    LeakCase{Failure::NullInterfaceList, false}, LeakCase{Failure::QueryInterface, false},
-                    LeakCase{Failure::QueryNoData, false}, LeakCase{Failure::GetInterfaceCapability, false},
-                    LeakCase{Failure::CapabilityNoData, false}, LeakCase{Failure::SetInterface, false},
-                    LeakCase{Failure::EnumInterfaces, true}, LeakCase{Failure::QueryInterface, true},
-                    LeakCase{Failure::GetInterfaceCapability, true}, LeakCase{Failure::SetInterface, true}));
+                    LeakCase{Failure::EnumInterfaces, false}, LeakCase{Failure::NullInterfaceList, false},
+                    LeakCase{Failure::QueryInterface, false}, LeakCase{Failure::QueryNoData, false},
+                    LeakCase{Failure::GetInterfaceCapability, false}, LeakCase{Failure::CapabilityNoData, false},
+                    LeakCase{Failure::SetInterface, false}, LeakCase{Failure::EnumInterfaces, true},
+                    LeakCase{Failure::QueryInterface, true}, LeakCase{Failure::GetInterfaceCapability, true},
+                    LeakCase{Failure::SetInterface, true}));
 
 // --- Concurrency -----------------------------------------------------------
 
@@ -1073,10 +1076,10 @@ TEST_F(WlanRadioTest, FourThreadsSwitchingNeverSetBetweenAnotherThreadsCheckAndI
     EXPECT_EQ(m_wlan.PhyState(0, 0), m_wlan.PhyState(0, 1));
     ExpectNoLeaks();
     const Lines lines = m_log.Lines();
-    EXPECT_EQ(std::count(lines.begin(), lines.end(), Switch(L"TraceIn", L"OnOffValue = 1, bCheckAirplaneStatus = 0"))
-                  + std::count(lines.begin(), lines.end(),
-                               Switch(L"TraceIn", L"OnOffValue = 0, bCheckAirplaneStatus = 0")),
-              kThreads * kCalls);
+    EXPECT_EQ(
+        std::count(lines.begin(), lines.end(), Switch(L"TraceIn", L"OnOffValue = 1, bCheckAirplaneStatus = 0")) +
+            std::count(lines.begin(), lines.end(), Switch(L"TraceIn", L"OnOffValue = 0, bCheckAirplaneStatus = 0")),
+        kThreads * kCalls);
 }
 
 }  // namespace

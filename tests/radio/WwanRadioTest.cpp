@@ -54,10 +54,7 @@ protected:
         EXPECT_EQ(m_texts.LiveBstrs(), 0u);
     }
     std::vector<std::wstring> Lines(const char* function) const { return m_log.LinesOf(function); }
-    bool Switch(bool wanted, bool checkAirplane)
-    {
-        return ServiceUtils::SwitchWwanStatus(wanted, checkAirplane);
-    }
+    bool Switch(bool wanted, bool checkAirplane) { return ServiceUtils::SwitchWwanStatus(wanted, checkAirplane); }
     bool SwitchWithRetry(bool wanted, int retries = 5)
     {
         return ServiceUtils::SwitchWwanStatusWithRetry(wanted, retries);
@@ -172,9 +169,9 @@ TEST_F(WwanRadioTest, EnumerationWhoseCopyFailsFreesTheArray)
     fakes::FakeProcessHeap heap;
     heap.FailAllocation(1);
     EXPECT_FALSE(ServiceUtils::EnumerateWwanInterfaces());
-    EXPECT_EQ(Lines("ServiceUtils::EnumerateWwanInterfaces").back(),
-              Line(L"Error", "ServiceUtils::EnumerateWwanInterfaces",
-                   L"CopyArrayOfInterfaces Failed with error 0x8007000E"));
+    EXPECT_EQ(
+        Lines("ServiceUtils::EnumerateWwanInterfaces").back(),
+        Line(L"Error", "ServiceUtils::EnumerateWwanInterfaces", L"CopyArrayOfInterfaces Failed with error 0x8007000E"));
     EXPECT_EQ(heap.Live(), 0u);
 }
 
@@ -200,8 +197,8 @@ TEST_F(WwanRadioTest, TheRadioIsHadAfterOneCallAndItsPause)
     ASSERT_NE(radio, nullptr);
     radio->Release();
     EXPECT_THAT(m_clock.Pauses(), ElementsAre(50u));
-    EXPECT_THAT(m_model.Calls(), ElementsAre("GetInterface {5A5A5A5A-0000-1111-2222-333344445555}",
-                                             "QueryInterface IMbnRadio"));
+    EXPECT_THAT(m_model.Calls(),
+                ElementsAre("GetInterface {5A5A5A5A-0000-1111-2222-333344445555}", "QueryInterface IMbnRadio"));
 }
 
 TEST_F(WwanRadioTest, FiveFailingGetInterfaceCallsPauseFiveTimes)
@@ -214,8 +211,8 @@ TEST_F(WwanRadioTest, FiveFailingGetInterfaceCallsPauseFiveTimes)
     for (int i = 0; i < 5; ++i)
         expected.push_back(Line(L"Warning", "ServiceUtils::GetRadioInterface",
                                 L"GetInterface failed in try " + std::to_wstring(i) + L" with !err is 0x80070005"));
-    expected.push_back(Line(L"Error", "ServiceUtils::GetRadioInterface",
-                            L"GetInterface failed with error: HRESULT : 0x80070005"));
+    expected.push_back(
+        Line(L"Error", "ServiceUtils::GetRadioInterface", L"GetInterface failed with error: HRESULT : 0x80070005"));
     EXPECT_EQ(Lines("ServiceUtils::GetRadioInterface"), expected);
 }
 
@@ -224,8 +221,9 @@ TEST_F(WwanRadioTest, ARadioThatCannotBeQueriedIsFalseAndTheInterfaceReleased)
     m_model.Fail(Failure::QueryRadio, E_NOINTERFACE);
     IMbnRadio* radio = nullptr;
     EXPECT_FALSE(ServiceUtils::GetRadioInterface(radio));
-    EXPECT_EQ(Lines("ServiceUtils::GetRadioInterface").back(),
-              Line(L"Error", "ServiceUtils::GetRadioInterface", L"QueryInterface failed with error: HRESULT : 0x80004002"));
+    EXPECT_EQ(
+        Lines("ServiceUtils::GetRadioInterface").back(),
+        Line(L"Error", "ServiceUtils::GetRadioInterface", L"QueryInterface failed with error: HRESULT : 0x80004002"));
 }
 
 // CheckWwanStatus
@@ -270,11 +268,11 @@ TEST_F(WwanRadioTest, ARadioAlreadyInTheWantedStateIsLeftAlone)
 {
     m_model.SetRadioState(MBN_RADIO_OFF);
     EXPECT_TRUE(Switch(false, false));
-    EXPECT_THAT(Lines("ServiceUtils::SwitchWwanStatus"),
-                ElementsAre(L"TraceIn|ServiceUtils::SwitchWwanStatus|OnOffValue = 0, bCheckAirplaneStatus = 0",
-                            Line(L"Information", "ServiceUtils::SwitchWwanStatus",
-                                 L"Current Status : 0, To Change Status = 0"),
-                            Line(L"Information", "ServiceUtils::SwitchWwanStatus", L"No change in WWAN Status Needed.")));
+    EXPECT_THAT(
+        Lines("ServiceUtils::SwitchWwanStatus"),
+        ElementsAre(L"TraceIn|ServiceUtils::SwitchWwanStatus|OnOffValue = 0, bCheckAirplaneStatus = 0",
+                    Line(L"Information", "ServiceUtils::SwitchWwanStatus", L"Current Status : 0, To Change Status = 0"),
+                    Line(L"Information", "ServiceUtils::SwitchWwanStatus", L"No change in WWAN Status Needed.")));
     for (const std::string& call : m_model.Calls())
         EXPECT_EQ(call.find("SetSoftwareRadioState"), std::string::npos);
 }
@@ -285,18 +283,17 @@ TEST_F(WwanRadioTest, ASwitchThatTakesAtOnceSetsOnceAndLeavesTheLoop)
     EXPECT_TRUE(Switch(false, false));
     EXPECT_EQ(m_model.RadioState(), MBN_RADIO_OFF);
     EXPECT_FALSE(ServiceUtils::NetworkChangedForSetRadio);
-    EXPECT_THAT(Lines("ServiceUtils::SwitchWwanStatus"),
-                ElementsAre(L"TraceIn|ServiceUtils::SwitchWwanStatus|OnOffValue = 0, bCheckAirplaneStatus = 0",
-                            Line(L"Information", "ServiceUtils::SwitchWwanStatus",
-                                 L"Current Status : 1, To Change Status = 0"),
-                            Line(L"Information", "ServiceUtils::SwitchWwanStatus", L"Change to softwareRadioState : 0"),
-                            Line(L"Information", "ServiceUtils::SwitchWwanStatus",
-                                 L"SetSoftwareRadioState Radio State = 0, Request ID = 1"),
-                            Line(L"Information", "ServiceUtils::SwitchWwanStatus",
-                                 L"Got new WWAN Status = 0 , bOnOffStatus = 0"),
-                            Line(L"Information", "ServiceUtils::SwitchWwanStatus",
-                                 L"New Radio State is Set. So exiting from loop"),
-                            L"TraceOut|ServiceUtils::SwitchWwanStatus|WWAN switching Status = 1"));
+    EXPECT_THAT(
+        Lines("ServiceUtils::SwitchWwanStatus"),
+        ElementsAre(
+            L"TraceIn|ServiceUtils::SwitchWwanStatus|OnOffValue = 0, bCheckAirplaneStatus = 0",
+            Line(L"Information", "ServiceUtils::SwitchWwanStatus", L"Current Status : 1, To Change Status = 0"),
+            Line(L"Information", "ServiceUtils::SwitchWwanStatus", L"Change to softwareRadioState : 0"),
+            Line(L"Information", "ServiceUtils::SwitchWwanStatus",
+                 L"SetSoftwareRadioState Radio State = 0, Request ID = 1"),
+            Line(L"Information", "ServiceUtils::SwitchWwanStatus", L"Got new WWAN Status = 0 , bOnOffStatus = 0"),
+            Line(L"Information", "ServiceUtils::SwitchWwanStatus", L"New Radio State is Set. So exiting from loop"),
+            L"TraceOut|ServiceUtils::SwitchWwanStatus|WWAN switching Status = 1"));
     // The radio check (50), the radio (50), one set (100), the check (50).
     EXPECT_THAT(m_clock.Pauses(), ElementsAre(50u, 50u, 100u, 50u));
 }
@@ -344,8 +341,8 @@ TEST_F(WwanRadioTest, OnIsRefusedInAirplaneModeWhenAskedToCheck)
     m_model.SetRadioState(MBN_RADIO_OFF);
     m_airplane.Set(true);
     EXPECT_FALSE(Switch(true, true));
-    EXPECT_EQ(Lines("ServiceUtils::SwitchWwanStatus").back(),
-              Line(L"Information", "ServiceUtils::SwitchWwanStatus", L"SwitchWwanStatus not needed for New status = 1"));
+    EXPECT_EQ(Lines("ServiceUtils::SwitchWwanStatus").back(), Line(L"Information", "ServiceUtils::SwitchWwanStatus",
+                                                                   L"SwitchWwanStatus not needed for New status = 1"));
     EXPECT_EQ(m_model.RadioState(), MBN_RADIO_OFF);
 }
 
@@ -388,10 +385,11 @@ TEST_F(WwanRadioTest, RetryingSucceedsAtTheFirstAttempt)
 {
     m_model.SetRadioState(MBN_RADIO_OFF);
     EXPECT_TRUE(SwitchWithRetry(true));
-    EXPECT_THAT(Lines("ServiceUtils::SwitchWwanStatusWithRetry"),
-                ElementsAre(L"TraceIn|ServiceUtils::SwitchWwanStatusWithRetry|NewStatus = 1, Retry Count = 5",
-                            Line(L"Information", "ServiceUtils::SwitchWwanStatusWithRetry", L"SwitchWwanStatus Success"),
-                            L"TraceOut|ServiceUtils::SwitchWwanStatusWithRetry|WWAN switching Status = 1"));
+    EXPECT_THAT(
+        Lines("ServiceUtils::SwitchWwanStatusWithRetry"),
+        ElementsAre(L"TraceIn|ServiceUtils::SwitchWwanStatusWithRetry|NewStatus = 1, Retry Count = 5",
+                    Line(L"Information", "ServiceUtils::SwitchWwanStatusWithRetry", L"SwitchWwanStatus Success"),
+                    L"TraceOut|ServiceUtils::SwitchWwanStatusWithRetry|WWAN switching Status = 1"));
 }
 
 TEST_F(WwanRadioTest, RetryingARadioThatNeverReachesTheStateMakesSixAttempts)
@@ -399,7 +397,8 @@ TEST_F(WwanRadioTest, RetryingARadioThatNeverReachesTheStateMakesSixAttempts)
     m_model.SetRadioState(MBN_RADIO_ON);
     m_model.SetNeverTakesEffect();
     EXPECT_FALSE(SwitchWithRetry(false));
-    std::vector<std::wstring> expected{L"TraceIn|ServiceUtils::SwitchWwanStatusWithRetry|NewStatus = 0, Retry Count = 5"};
+    std::vector<std::wstring> expected{
+        L"TraceIn|ServiceUtils::SwitchWwanStatusWithRetry|NewStatus = 0, Retry Count = 5"};
     for (int attempt = 0; attempt < 6; ++attempt)
         expected.push_back(Line(L"Warning", "ServiceUtils::SwitchWwanStatusWithRetry",
                                 L"SwitchWwanStatus not Succeeded. Retrying to " + std::to_wstring(attempt)));
@@ -427,11 +426,12 @@ TEST_F(WwanRadioTest, StoppingAnOnRadioSwitchesItOffAndStoresTrue)
     ServiceUtils::StopWWANService();
     EXPECT_EQ(m_model.RadioState(), MBN_RADIO_OFF);
     EXPECT_EQ(fakes::ScopedPowerStatus::Stored(kWwanPowerStatusKey), L"True");
-    EXPECT_EQ(Lines("ServiceUtils::StopWWANService"),
-              (std::vector<std::wstring>{L"TraceIn|ServiceUtils::StopWWANService|",
-                                         Line(L"Information", "ServiceUtils::StopWWANService", L"StopWWANService - Entry"),
-                                         Line(L"Information", "ServiceUtils::StopWWANService", L"WWAN Current Status = 1"),
-                                         L"TraceOut|ServiceUtils::StopWWANService|"}));
+    EXPECT_EQ(
+        Lines("ServiceUtils::StopWWANService"),
+        (std::vector<std::wstring>{L"TraceIn|ServiceUtils::StopWWANService|",
+                                   Line(L"Information", "ServiceUtils::StopWWANService", L"StopWWANService - Entry"),
+                                   Line(L"Information", "ServiceUtils::StopWWANService", L"WWAN Current Status = 1"),
+                                   L"TraceOut|ServiceUtils::StopWWANService|"}));
 }
 
 TEST_F(WwanRadioTest, StoppingAnOffRadioSwitchesAndWritesNothing)
@@ -484,8 +484,8 @@ TEST_F(WwanRadioTest, AStartThatCannotSwitchOnIsLogged)
     ServiceUtils::StartWWANService();
     EXPECT_EQ(Lines("ServiceUtils::StartWWANService").back(), L"TraceOut|ServiceUtils::StartWWANService|");
     const std::vector<std::wstring> lines = Lines("ServiceUtils::StartWWANService");
-    EXPECT_EQ(lines[lines.size() - 2], Line(L"Error", "ServiceUtils::StartWWANService",
-                                            L"SwitchWwanStatusWithRetry (StartWWANService) failed"));
+    EXPECT_EQ(lines[lines.size() - 2],
+              Line(L"Error", "ServiceUtils::StartWWANService", L"SwitchWwanStatusWithRetry (StartWWANService) failed"));
 }
 
 // Four threads switch the radio on and off: each switch's state check and
@@ -529,4 +529,4 @@ TEST_F(WwanRadioTest, ConcurrentSwitchesDoNotInterleave)
     EXPECT_TRUE(quiet.Lines().empty());
 }
 
-} // namespace
+}  // namespace

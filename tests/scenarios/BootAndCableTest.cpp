@@ -12,10 +12,10 @@
 
 namespace {
 
+using fakes::Matching;
 using testing::AnyOf;
 using testing::Contains;
 using testing::ElementsAre;
-using fakes::Matching;
 using testing::Eq;
 using testing::HasSubstr;
 using testing::Not;
@@ -194,7 +194,8 @@ TEST(BootAndCableTest, WithoutAMobileBroadbandDeviceTheWiFiSideWorksAndTheWorker
     ASSERT_TRUE(laptop.Boot());
     const Lines worker = laptop.LinesOf("CMainService::ServiceWorkerThread");
     ASSERT_FALSE(worker.empty());
-    EXPECT_EQ(worker.back(), WorkerLine(L"Error", L"WWAN Device enumeration failed / No supporting WWAN device found "));
+    EXPECT_EQ(worker.back(),
+              WorkerLine(L"Error", L"WWAN Device enumeration failed / No supporting WWAN device found "));
     EXPECT_TRUE(laptop.WifiOn());
 
     ASSERT_TRUE(laptop.Plug());

@@ -30,16 +30,11 @@ bool RandomEvent(fakes::Laptop& laptop, std::mt19937& random)
     fakes::Laptop::Cable cable;
     cable.name = kCables[pick(2)];
     switch (pick(7)) {
-    case 0:
-        return laptop.Plug(cable);
-    case 1:
-        return laptop.Pull(cable.name);
-    case 2:
-        return laptop.SwitchWifi(pick(2) == 0);
-    case 3:
-        return laptop.SwitchMobileBroadband(pick(2) == 0);
-    case 4:
-        return laptop.SetAirplaneMode(pick(2) == 0);
+    case 0: return laptop.Plug(cable);
+    case 1: return laptop.Pull(cable.name);
+    case 2: return laptop.SwitchWifi(pick(2) == 0);
+    case 3: return laptop.SwitchMobileBroadband(pick(2) == 0);
+    case 4: return laptop.SetAirplaneMode(pick(2) == 0);
     case 5: {
         bool ended = laptop.Suspend();
         ended = (pick(2) == 0 ? laptop.Plug(cable) : laptop.Pull(cable.name)) && ended;

@@ -97,8 +97,9 @@ TEST(UserSwitchTest, MobileBroadbandTheUserTurnedOffIsPersistedAndStaysOffAfterA
     EXPECT_TRUE(laptop.WifiOn());
     EXPECT_FALSE(laptop.MobileBroadbandOn());
     EXPECT_EQ(laptop.StoredMobileBroadband(), L"False");
-    EXPECT_THAT(laptop.Lines(), Contains(L"Information|CMbnSinks::OnSetSoftwareRadioStateComplete|Writing WWAN status 0 "
-                                         L"to registry"));
+    EXPECT_THAT(laptop.Lines(),
+                Contains(L"Information|CMbnSinks::OnSetSoftwareRadioStateComplete|Writing WWAN status 0 "
+                         L"to registry"));
     EXPECT_THAT(laptop.Lines(), Contains(L"Information|ServiceUtils::StartWWANService|WWAN Registry Status = False"));
 }
 

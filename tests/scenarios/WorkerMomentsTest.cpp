@@ -30,8 +30,8 @@ namespace {
 using namespace std::chrono_literals;
 using testing::Contains;
 using testing::ElementsAre;
-using testing::Not;
 using testing::IsEmpty;
+using testing::Not;
 using Lines = std::vector<std::wstring>;
 
 constexpr auto kBound = 20s;
@@ -219,8 +219,7 @@ bool Logged(const fakes::Laptop& laptop, const char* function, const std::wstrin
     return false;
 }
 
-const std::wstring kStopInfo =
-    L"Information|CMainService::OnStop|LAN/WLAN - LAN/WWAN Switching Service in OnStop";
+const std::wstring kStopInfo = L"Information|CMainService::OnStop|LAN/WLAN - LAN/WWAN Switching Service in OnStop";
 const std::wstring kStopEnd = L"TraceOut|CMainService::OnStop|";
 const std::wstring kWorkerExit = L"TraceOut|CMainService::ServiceWorkerThread|ServiceWorkerThread - Exit";
 const std::wstring kWorkerStopping =
@@ -285,7 +284,8 @@ TEST_P(StopDuringStartUpTest, AStopHereEndsEverythingAndReleasesWhatTheWorkerMad
         // for the step; otherwise the whole stop runs before the worker goes on.
         ASSERT_TRUE(WaitUntil([&] {
             return Logged(laptop, "CMainService::OnStop", workerHoldsStopLock ? kStopInfo : kStopEnd);
-        })) << "OnStop did not get that far: " << testing::PrintToString(laptop.Lines());
+        })) << "OnStop did not get that far: "
+            << testing::PrintToString(laptop.Lines());
         steps.Release();
         ASSERT_EQ(stopped.wait_for(kBound), std::future_status::ready) << "the stop did not end";
         EXPECT_TRUE(stopped.get());
@@ -411,4 +411,4 @@ TEST(WorkerMomentsTest, TheWatcherKeepsTheServiceUntilTheStopEndsIt)
     ASSERT_TRUE(laptop.PowerOff());
 }
 
-} // namespace
+}  // namespace

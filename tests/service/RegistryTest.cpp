@@ -358,10 +358,10 @@ TEST_P(RegistryTest, DeleteKeyStopsAtASubkeyThatCannotBeOpenedLeavingItAndEveryt
     // Subkeys are taken first to last: A goes whole, B cannot be opened, C is never reached.
     FailingKeyOpens opens(L"B", ERROR_ACCESS_DENIED);
     EXPECT_EQ(Registry::DeleteKey(HKEY_LOCAL_MACHINE, kTestKey, View()), ERROR_ACCESS_DENIED);
-    EXPECT_THAT(opens.calls, ElementsAre(L"RegOpenKeyExW  " + ReadWrite(View()),
-                                         L"RegOpenKeyExW " + root + L" " + ReadWrite(View()),
-                                         L"RegOpenKeyExW A " + ReadWrite(View()), L"RegOpenKeyExW A1 " + ReadWrite(View()),
-                                         L"RegOpenKeyExW B " + ReadWrite(View())));
+    EXPECT_THAT(opens.calls,
+                ElementsAre(L"RegOpenKeyExW  " + ReadWrite(View()), L"RegOpenKeyExW " + root + L" " + ReadWrite(View()),
+                            L"RegOpenKeyExW A " + ReadWrite(View()), L"RegOpenKeyExW A1 " + ReadWrite(View()),
+                            L"RegOpenKeyExW B " + ReadWrite(View())));
     EXPECT_FALSE(Exists(root + L"\\A"));
     EXPECT_TRUE(Exists(root + L"\\B\\B1"));
     EXPECT_TRUE(Exists(root + L"\\C"));
@@ -370,9 +370,9 @@ TEST_P(RegistryTest, DeleteKeyStopsAtASubkeyThatCannotBeOpenedLeavingItAndEveryt
 INSTANTIATE_TEST_SUITE_P(Views, RegistryTest,
                          testing::Values(Registry::k64BitView, Registry::k32BitView, Registry::kDefaultView),
                          [](const testing::TestParamInfo<uint32_t>& info) {
-                             return info.param == Registry::k64BitView ? "View64"
-                                 : info.param == Registry::k32BitView  ? "View32"
-                                                                       : "Default";
+                             return info.param == Registry::k64BitView   ? "View64"
+                                    : info.param == Registry::k32BitView ? "View32"
+                                                                         : "Default";
                          });
 
 // Wine's 64-bit prefix redirects HKLM\SOFTWARE for the 32-bit view (to

@@ -60,8 +60,8 @@ struct Report {
     DWORD waitHint;
     bool operator==(const Report& other) const
     {
-        return state == other.state && checkPoint == other.checkPoint && exitCode == other.exitCode
-            && waitHint == other.waitHint;
+        return state == other.state && checkPoint == other.checkPoint && exitCode == other.exitCode &&
+               waitHint == other.waitHint;
     }
 };
 
@@ -128,7 +128,7 @@ TEST(ServiceBase, NullNameBecomesEmpty)
 {
     class Unnamed : public CServiceBase {
     public:
-        Unnamed() : CServiceBase(nullptr) { }
+        Unnamed() : CServiceBase(nullptr) {}
     } service;
     EXPECT_STREQ(service.ServiceName(), L"");
 }
@@ -328,10 +328,9 @@ TEST_F(ServiceBaseTest, ASecondShutdownAfterStoppedRunsOnShutdownAgain)
     Control(SERVICE_CONTROL_SHUTDOWN);
     Control(SERVICE_CONTROL_PRESHUTDOWN);
     EXPECT_THAT(m_service.calls, ElementsAre("OnStop", "OnShutdown", "OnShutdown"));
-    EXPECT_THAT(Reports(),
-                ElementsAre(Report{SERVICE_STOP_PENDING, 1, 0, 0}, Report{SERVICE_STOPPED, 0, 0, 0},
-                            Report{SERVICE_STOP_PENDING, 2, 0, 0}, Report{SERVICE_STOPPED, 0, 0, 0},
-                            Report{SERVICE_STOP_PENDING, 3, 0, 0}, Report{SERVICE_STOPPED, 0, 0, 0}));
+    EXPECT_THAT(Reports(), ElementsAre(Report{SERVICE_STOP_PENDING, 1, 0, 0}, Report{SERVICE_STOPPED, 0, 0, 0},
+                                       Report{SERVICE_STOP_PENDING, 2, 0, 0}, Report{SERVICE_STOPPED, 0, 0, 0},
+                                       Report{SERVICE_STOP_PENDING, 3, 0, 0}, Report{SERVICE_STOPPED, 0, 0, 0}));
 }
 
 TEST_F(ServiceBaseTest, InterrogateDoesNothingAndReportsNothing)
@@ -363,9 +362,8 @@ TEST_F(ServiceBaseTest, SuspendSetsTheResumeFlagLogsAndPauses)
     EXPECT_TRUE(on_resumeflag);
     EXPECT_THAT(m_service.calls, ElementsAre("OnPause"));
     EXPECT_THAT(Reports(), ElementsAre(Report{SERVICE_PAUSE_PENDING, 1, 0, 0}, Report{SERVICE_PAUSED, 2, 0, 0}));
-    EXPECT_THAT(m_log.Lines(),
-                ElementsAre(L"Information|CServiceBase::HandlerEx|PBT_APMSTANDBY or PBT_APMSUSPEND",
-                            L"Information|CServiceBase::HandlerEx|Setting on_resumeflag to TRUE"));
+    EXPECT_THAT(m_log.Lines(), ElementsAre(L"Information|CServiceBase::HandlerEx|PBT_APMSTANDBY or PBT_APMSUSPEND",
+                                           L"Information|CServiceBase::HandlerEx|Setting on_resumeflag to TRUE"));
     for (const auto& record : m_log.Records())
         EXPECT_EQ(record.Level(), QX::Shared::LevelInformation);
 }
@@ -385,9 +383,8 @@ TEST_F(ServiceBaseTest, TwoSuspendsInARowSetTheFlagAndPauseAgainWithRisingCheckP
     Control(SERVICE_CONTROL_POWEREVENT, PBT_APMSUSPEND);
     EXPECT_TRUE(on_resumeflag);
     EXPECT_THAT(m_service.calls, ElementsAre("OnPause", "OnPause"));
-    EXPECT_THAT(Reports(),
-                ElementsAre(Report{SERVICE_PAUSE_PENDING, 1, 0, 0}, Report{SERVICE_PAUSED, 2, 0, 0},
-                            Report{SERVICE_PAUSE_PENDING, 3, 0, 0}, Report{SERVICE_PAUSED, 4, 0, 0}));
+    EXPECT_THAT(Reports(), ElementsAre(Report{SERVICE_PAUSE_PENDING, 1, 0, 0}, Report{SERVICE_PAUSED, 2, 0, 0},
+                                       Report{SERVICE_PAUSE_PENDING, 3, 0, 0}, Report{SERVICE_PAUSED, 4, 0, 0}));
 }
 
 TEST_F(ServiceBaseTest, AutomaticResumeContinues)
@@ -442,9 +439,8 @@ TEST_F(ServiceBaseTest, BaseOnContinueRunsTheHandedOverResumeHandlerWithinItsSco
     ScopedResumeHandler handler(&CountingResumeHandler);
     m_service.BaseOnContinue();
     EXPECT_EQ(resumeHandlerRuns, 1);
-    EXPECT_THAT(m_log.Lines(),
-                ElementsAre(L"TraceIn|CServiceBase::OnContinue|", L"Information|Probe::Resume|resumed",
-                            L"TraceOut|CServiceBase::OnContinue|"));
+    EXPECT_THAT(m_log.Lines(), ElementsAre(L"TraceIn|CServiceBase::OnContinue|", L"Information|Probe::Resume|resumed",
+                                           L"TraceOut|CServiceBase::OnContinue|"));
 }
 
 TEST_F(ServiceBaseTest, BaseOnContinueWithoutAResumeHandlerOnlyLogsItsScope)
@@ -460,10 +456,9 @@ TEST_F(ServiceBaseTest, CheckPointCounterIsSharedByAllPendingStatesAndNeverReset
     Control(SERVICE_CONTROL_PAUSE);
     Control(SERVICE_CONTROL_CONTINUE);
     Control(SERVICE_CONTROL_STOP);
-    EXPECT_THAT(Reports(),
-                ElementsAre(Report{SERVICE_PAUSE_PENDING, 1, 0, 0}, Report{SERVICE_PAUSED, 2, 0, 0},
-                            Report{SERVICE_CONTINUE_PENDING, 3, 0, 0}, Report{SERVICE_RUNNING, 0, 0, 0},
-                            Report{SERVICE_STOP_PENDING, 4, 0, 0}, Report{SERVICE_STOPPED, 0, 0, 0}));
+    EXPECT_THAT(Reports(), ElementsAre(Report{SERVICE_PAUSE_PENDING, 1, 0, 0}, Report{SERVICE_PAUSED, 2, 0, 0},
+                                       Report{SERVICE_CONTINUE_PENDING, 3, 0, 0}, Report{SERVICE_RUNNING, 0, 0, 0},
+                                       Report{SERVICE_STOP_PENDING, 4, 0, 0}, Report{SERVICE_STOPPED, 0, 0, 0}));
     EXPECT_EQ(CServiceBase::CheckPointCounter, 5u);
 }
 

@@ -24,9 +24,9 @@ std::wstring SidText(PSID sid)
         BYTE buffer[SECURITY_MAX_SID_SIZE];
         DWORD bufferSize = sizeof(buffer);
         if (CreateWellKnownSid(type, nullptr, buffer, &bufferSize) && EqualSid(sid, buffer))
-            return type == WinLocalSystemSid          ? L"LocalSystem"
-                : type == WinBuiltinAdministratorsSid ? L"Administrators"
-                                                      : L"Users";
+            return type == WinLocalSystemSid             ? L"LocalSystem"
+                   : type == WinBuiltinAdministratorsSid ? L"Administrators"
+                                                         : L"Users";
     }
     return L"other";
 }
@@ -197,9 +197,8 @@ TEST_F(UtilsSecurityTest, WithoutMemoryForTheSidNothingIsSetAndTheFailureIsRetur
     EXPECT_EQ(Utils::InitializeSecurity(), E_FAIL);
     EXPECT_EQ(m_com.initializations, 0);
     EXPECT_TRUE(m_com.securityCalls.empty());
-    EXPECT_THAT(m_log.Lines(),
-                ElementsAre(L"TraceIn|Utils::InitializeSecurity|",
-                            L"Error|Utils::InitializeSecurity|LocalAlloc failed for PSID"));
+    EXPECT_THAT(m_log.Lines(), ElementsAre(L"TraceIn|Utils::InitializeSecurity|",
+                                           L"Error|Utils::InitializeSecurity|LocalAlloc failed for PSID"));
 }
 
 struct AccountFailure {
@@ -208,7 +207,7 @@ struct AccountFailure {
     std::vector<std::wstring> remaining;  // the accounts still in the descriptor
 };
 
-class UtilsSecurityAccountTest : public UtilsSecurityTest, public testing::WithParamInterface<AccountFailure> { };
+class UtilsSecurityAccountTest : public UtilsSecurityTest, public testing::WithParamInterface<AccountFailure> {};
 
 TEST_P(UtilsSecurityAccountTest, AnAccountWhoseSidCannotBeMadeIsLoggedAndLeftOut)
 {

@@ -35,9 +35,8 @@ TEST_F(UtilsServiceTest, GetServiceOpensWithFullAccessAndHandsOverBothHandles)
     EXPECT_TRUE(service);
     EXPECT_THAT(m_scm.calls,
                 ElementsAre(L"OpenSCManagerW local active 0x000F003F", L"OpenServiceW WlanSvc 0x000F01FF"));
-    EXPECT_THAT(m_log.Lines(),
-                ElementsAre(L"TraceIn|Utils::GetService|Service Name = WlanSvc",
-                            L"TraceOut|Utils::GetService|Return Value = 0"));
+    EXPECT_THAT(m_log.Lines(), ElementsAre(L"TraceIn|Utils::GetService|Service Name = WlanSvc",
+                                           L"TraceOut|Utils::GetService|Return Value = 0"));
     service.reset();
     scm.reset();
     EXPECT_EQ(m_scm.OpenHandles(), 0);
@@ -49,10 +48,9 @@ TEST_F(UtilsServiceTest, GetServiceOfAMissingServiceIsMinusOne)
     os::UniqueServiceHandle service;
     EXPECT_EQ(Utils::GetService(L"WwanSvc", scm, service), -1);
     EXPECT_FALSE(service);
-    EXPECT_THAT(m_log.Lines(),
-                ElementsAre(L"TraceIn|Utils::GetService|Service Name = WwanSvc",
-                            L"Error|Utils::GetService|Service does not exist. Error 0x00000424",
-                            L"TraceOut|Utils::GetService|Return Value = -1"));
+    EXPECT_THAT(m_log.Lines(), ElementsAre(L"TraceIn|Utils::GetService|Service Name = WwanSvc",
+                                           L"Error|Utils::GetService|Service does not exist. Error 0x00000424",
+                                           L"TraceOut|Utils::GetService|Return Value = -1"));
 }
 
 TEST_F(UtilsServiceTest, GetServiceThatCannotBeOpenedIsMinusTwo)
@@ -223,8 +221,8 @@ TEST_F(UtilsServiceTest, WaitingForAServiceThatStaysStoppedReturnsOneAfter15Poll
     EXPECT_EQ(m_clock.Pauses(), std::vector<DWORD>(15, 1000));
     std::vector<std::wstring> expected{L"TraceIn|Utils::WaitforServiceToStartRunning|"};
     for (int poll = 0; poll < 15; ++poll)
-        expected.push_back(L"Verbose|Utils::WaitforServiceToStartRunning|WlanSvc service Running Status = 1, try "
-                           + std::to_wstring(poll));
+        expected.push_back(L"Verbose|Utils::WaitforServiceToStartRunning|WlanSvc service Running Status = 1, try " +
+                           std::to_wstring(poll));
     expected.push_back(L"TraceOut|Utils::WaitforServiceToStartRunning|WlanSvc Running Status = 1");
     EXPECT_EQ(m_log.LinesOf("Utils::WaitforServiceToStartRunning"), expected);
 }
@@ -305,8 +303,8 @@ TEST_F(UtilsServiceTest, AWaitForAServiceWhosePausesFailPollsItsFifteenTimesBack
     EXPECT_TRUE(m_clock.Pauses().empty());
     std::vector<std::wstring> expected{L"TraceIn|Utils::WaitforServiceToStartRunning|"};
     for (int poll = 0; poll < 15; ++poll)
-        expected.push_back(L"Verbose|Utils::WaitforServiceToStartRunning|WlanSvc service Running Status = 1, try "
-                           + std::to_wstring(poll));
+        expected.push_back(L"Verbose|Utils::WaitforServiceToStartRunning|WlanSvc service Running Status = 1, try " +
+                           std::to_wstring(poll));
     expected.push_back(L"TraceOut|Utils::WaitforServiceToStartRunning|WlanSvc Running Status = 1");
     EXPECT_EQ(m_log.LinesOf("Utils::WaitforServiceToStartRunning"), expected);
     EXPECT_EQ(m_scm.OpenHandles(), 0);

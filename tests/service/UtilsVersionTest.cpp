@@ -45,8 +45,8 @@ protected:
     }
     static std::wstring Text(const Utils::VersionRecord& version)
     {
-        return std::to_wstring(version.parts[0]) + L"." + std::to_wstring(version.parts[1]) + L"."
-            + std::to_wstring(version.parts[2]) + L"." + std::to_wstring(version.parts[3]);
+        return std::to_wstring(version.parts[0]) + L"." + std::to_wstring(version.parts[1]) + L"." +
+               std::to_wstring(version.parts[2]) + L"." + std::to_wstring(version.parts[3]);
     }
     // Points the seam's GetModuleFileNameW at the file without a version.
     static DWORD WINAPI NoVersionModuleName(HMODULE, LPWSTR path, DWORD size)
@@ -72,11 +72,10 @@ TEST_F(UtilsVersionTest, BinaryVersionIsTheProjectVersion)
 TEST_F(UtilsVersionTest, BinaryVersionLogsTheQueryAndTheResult)
 {
     Utils::GetBinaryVersion();
-    EXPECT_THAT(m_log.Lines(),
-                ElementsAre(L"TraceIn|Utils::GetBinaryVersion|",
-                            L"Verbose|Utils::GetBinaryVersion|VerQueryValue returned size = "
-                                + std::to_wstring(sizeof(VS_FIXEDFILEINFO)),
-                            L"TraceOut|Utils::GetBinaryVersion|" TESSARINE_VERSION_TEXT));
+    EXPECT_THAT(m_log.Lines(), ElementsAre(L"TraceIn|Utils::GetBinaryVersion|",
+                                           L"Verbose|Utils::GetBinaryVersion|VerQueryValue returned size = " +
+                                               std::to_wstring(sizeof(VS_FIXEDFILEINFO)),
+                                           L"TraceOut|Utils::GetBinaryVersion|" TESSARINE_VERSION_TEXT));
 }
 
 TEST_F(UtilsVersionTest, BinaryVersionOfAFileWithoutAVersionResourceIsAllZero)
@@ -93,8 +92,8 @@ TEST_F(UtilsVersionTest, BinaryVersionOfAFileWithoutAVersionResourceLogsTheSizeQ
     Utils::GetBinaryVersion();
     EXPECT_THAT(m_log.Lines(),
                 ElementsAre(L"TraceIn|Utils::GetBinaryVersion|",
-                            L"Error|Utils::GetBinaryVersion|GetFileVersionInfoSize Return Value  = 0 Error Code ="
-                                + std::to_wstring(kNoVersionError),
+                            L"Error|Utils::GetBinaryVersion|GetFileVersionInfoSize Return Value  = 0 Error Code =" +
+                                std::to_wstring(kNoVersionError),
                             L"TraceOut|Utils::GetBinaryVersion|0.0.0.0"));
 }
 
@@ -135,11 +134,10 @@ TEST_F(UtilsVersionTest, VersionValueLogsThePathAndTheVersion)
 {
     Utils::VersionRecord version;
     Utils::GetVersionValue(version, OwnPath());
-    EXPECT_THAT(m_log.Lines(),
-                ElementsAre(L"TraceIn|Utils::GetVersionValue|Executable Complete Path = " + OwnPath(),
-                            L"Verbose|Utils::GetVersionValue|VerQueryValue returned size = "
-                                + std::to_wstring(sizeof(VS_FIXEDFILEINFO)),
-                            L"TraceOut|Utils::GetVersionValue|" TESSARINE_VERSION_TEXT));
+    EXPECT_THAT(m_log.Lines(), ElementsAre(L"TraceIn|Utils::GetVersionValue|Executable Complete Path = " + OwnPath(),
+                                           L"Verbose|Utils::GetVersionValue|VerQueryValue returned size = " +
+                                               std::to_wstring(sizeof(VS_FIXEDFILEINFO)),
+                                           L"TraceOut|Utils::GetVersionValue|" TESSARINE_VERSION_TEXT));
 }
 
 TEST_F(UtilsVersionTest, VersionValueOfAFileWithoutAVersionResourceLeavesTheRecordNotFound)
@@ -150,8 +148,8 @@ TEST_F(UtilsVersionTest, VersionValueOfAFileWithoutAVersionResourceLeavesTheReco
     EXPECT_THAT(version.parts, ElementsAre(0, 0, 0, 0));
     EXPECT_THAT(m_log.Lines(),
                 ElementsAre(L"TraceIn|Utils::GetVersionValue|Executable Complete Path = " + m_noVersionPath,
-                            L"Error|Utils::GetVersionValue|GetFileVersionInfoSize Return Value  = 0 Error Code ="
-                                + std::to_wstring(kNoVersionError),
+                            L"Error|Utils::GetVersionValue|GetFileVersionInfoSize Return Value  = 0 Error Code =" +
+                                std::to_wstring(kNoVersionError),
                             L"TraceOut|Utils::GetVersionValue|0.0.0.0"));
 }
 

@@ -77,8 +77,8 @@ std::vector<std::wstring> RealEthernetAdapters()
     std::vector<std::uint64_t> buffer(size / sizeof(std::uint64_t));
     auto* first = reinterpret_cast<IP_ADAPTER_ADDRESSES*>(buffer.data());
     std::vector<std::wstring> adapters;
-    if (GetAdaptersAddresses(AF_UNSPEC, GAA_FLAG_SKIP_ANYCAST | GAA_FLAG_SKIP_MULTICAST, nullptr, first, &size)
-        != ERROR_SUCCESS)
+    if (GetAdaptersAddresses(AF_UNSPEC, GAA_FLAG_SKIP_ANYCAST | GAA_FLAG_SKIP_MULTICAST, nullptr, first, &size) !=
+        ERROR_SUCCESS)
         return adapters;
     for (IP_ADAPTER_ADDRESSES* adapter = first; adapter != nullptr; adapter = adapter->Next) {
         if (adapter->IfType != IF_TYPE_ETHERNET_CSMACD || adapter->AdapterName == nullptr)
@@ -238,7 +238,7 @@ class RadioSink : public TestSink<IMbnRadioEvents> {
 public:
     HRESULT STDMETHODCALLTYPE OnRadioStateChange(IMbnRadio*) override { return S_OK; }
     HRESULT STDMETHODCALLTYPE OnSetSoftwareRadioStateComplete(IMbnRadio* radio, ULONG requestId,
-                                                             HRESULT status) override
+                                                              HRESULT status) override
     {
         MBN_RADIO state = MBN_RADIO_ON;
         if (radio != nullptr)
@@ -285,10 +285,10 @@ protected:
         s_module = LoadLibraryW(DllPath().c_str());
         if (s_module == nullptr)
             return;
-        s_getClassObject = reinterpret_cast<GetClassObject>(
-            reinterpret_cast<void*>(GetProcAddress(s_module, "DllGetClassObject")));
-        s_canUnloadNow = reinterpret_cast<CanUnloadNow>(
-            reinterpret_cast<void*>(GetProcAddress(s_module, "DllCanUnloadNow")));
+        s_getClassObject =
+            reinterpret_cast<GetClassObject>(reinterpret_cast<void*>(GetProcAddress(s_module, "DllGetClassObject")));
+        s_canUnloadNow =
+            reinterpret_cast<CanUnloadNow>(reinterpret_cast<void*>(GetProcAddress(s_module, "DllCanUnloadNow")));
         s_setAdapterSource = reinterpret_cast<SetAdapterSource>(
             reinterpret_cast<void*>(GetProcAddress(s_module, "SetAdapterSourceForTesting")));
         s_setSettledPoll = reinterpret_cast<SetSettledPoll>(
@@ -309,9 +309,8 @@ protected:
     static bool WireChanged()
     {
         const DWORD next = sim::ReadCounter(sim::kWireChangeValue).value_or(0) + 1;
-        return sim::WriteCounter(sim::kWireChangeValue, next)
-            && Eventually(
-                   [next] { return sim::ReadCounter(sim::kWireChangeSeenValue, sim::kNetworkListKey) == next; });
+        return sim::WriteCounter(sim::kWireChangeValue, next) &&
+               Eventually([next] { return sim::ReadCounter(sim::kWireChangeSeenValue, sim::kNetworkListKey) == next; });
     }
     // A value of the network list's subkey.
     static DWORD Counter(const wchar_t* name)
@@ -369,7 +368,8 @@ protected:
             IUnknown* element = nullptr;
             SafeArrayGetElement(interfaces, &lower, &element);
             IMbnRadio* radio = nullptr;
-            if (element != nullptr && SUCCEEDED(element->QueryInterface(IID_IMbnRadio, reinterpret_cast<void**>(&radio)))) {
+            if (element != nullptr &&
+                SUCCEEDED(element->QueryInterface(IID_IMbnRadio, reinterpret_cast<void**>(&radio)))) {
                 radio->get_SoftwareRadioState(&state);
                 radio->Release();
             }
@@ -458,8 +458,7 @@ TEST_F(ComServer, ServesItsThreeClassesAndStaysLoaded)
 TEST_F(ComServer, NetworkListHasOneConnectionPerEthernetAdapter)
 {
     const std::vector<std::wstring> before = RealEthernetAdapters();
-    Owned<INetworkListManager> manager =
-        Create<INetworkListManager>(CLSID_NetworkListManager, IID_INetworkListManager);
+    Owned<INetworkListManager> manager = Create<INetworkListManager>(CLSID_NetworkListManager, IID_INetworkListManager);
     ASSERT_TRUE(manager);
     // A pass sees the adapters as they are now.
     ASSERT_TRUE(WireChanged());
@@ -497,8 +496,7 @@ GUID FakeConnectionId(const std::map<std::wstring, GUID>& connections)
 
 TEST_F(ComServer, NetworkListAnnouncesEachCompleteWireChangeOnceOnAnotherThread)
 {
-    Owned<INetworkListManager> manager =
-        Create<INetworkListManager>(CLSID_NetworkListManager, IID_INetworkListManager);
+    Owned<INetworkListManager> manager = Create<INetworkListManager>(CLSID_NetworkListManager, IID_INetworkListManager);
     ASSERT_TRUE(manager);
     ConnectionSink sink;
     {
@@ -571,8 +569,7 @@ TEST_F(ComServer, NetworkListAnnouncesEachCompleteWireChangeOnceOnAnotherThread)
 
 TEST_F(ComServer, NetworkListCountsTheEventsTheSinksHaveHandled)
 {
-    Owned<INetworkListManager> manager =
-        Create<INetworkListManager>(CLSID_NetworkListManager, IID_INetworkListManager);
+    Owned<INetworkListManager> manager = Create<INetworkListManager>(CLSID_NetworkListManager, IID_INetworkListManager);
     ASSERT_TRUE(manager);
     ConnectionSink sink;
     Advice advice(manager.get(), IID_INetworkConnectionEvents, &sink);
@@ -607,8 +604,7 @@ TEST_F(ComServer, NetworkListCountsTheEventsTheSinksHaveHandled)
 
 TEST_F(ComServer, SettledPollAnnouncesAChangeByHandOnlyOnceItLasted)
 {
-    Owned<INetworkListManager> manager =
-        Create<INetworkListManager>(CLSID_NetworkListManager, IID_INetworkListManager);
+    Owned<INetworkListManager> manager = Create<INetworkListManager>(CLSID_NetworkListManager, IID_INetworkListManager);
     ASSERT_TRUE(manager);
     ConnectionSink sink;
     Advice advice(manager.get(), IID_INetworkConnectionEvents, &sink);
@@ -741,7 +737,8 @@ TEST_F(ComServer, WmiLocatorServesTheFirmwareSettingsOfTheState)
     ASSERT_TRUE(locator);
     BSTR resource = SysAllocString(L"ROOT\\qx\\instrumentedbios");
     IWbemServices* services = nullptr;
-    const HRESULT connected = locator->ConnectServer(resource, nullptr, nullptr, nullptr, 0, nullptr, nullptr, &services);
+    const HRESULT connected =
+        locator->ConnectServer(resource, nullptr, nullptr, nullptr, 0, nullptr, nullptr, &services);
     SysFreeString(resource);
     ASSERT_EQ(WBEM_S_NO_ERROR, connected);
     Owned<IWbemServices> ownedServices(services);
@@ -750,8 +747,8 @@ TEST_F(ComServer, WmiLocatorServesTheFirmwareSettingsOfTheState)
     BSTR query = SysAllocString(L"SELECT * FROM QXBIOS_BIOSEnumeration WHERE Name='LAN / WLAN Auto Switching' OR "
                                 L"Name='LAN / WWAN Auto Switching'");
     IEnumWbemClassObject* enumerator = nullptr;
-    const HRESULT executed = services->ExecQuery(
-        language, query, WBEM_FLAG_FORWARD_ONLY | WBEM_FLAG_RETURN_IMMEDIATELY, nullptr, &enumerator);
+    const HRESULT executed = services->ExecQuery(language, query, WBEM_FLAG_FORWARD_ONLY | WBEM_FLAG_RETURN_IMMEDIATELY,
+                                                 nullptr, &enumerator);
     SysFreeString(language);
     SysFreeString(query);
     ASSERT_EQ(WBEM_S_NO_ERROR, executed);
@@ -784,5 +781,5 @@ TEST_F(ComServer, WmiLocatorServesTheFirmwareSettingsOfTheState)
     EXPECT_EQ(expected, settings);
 }
 
-} // namespace
-} // namespace simtests
+}  // namespace
+}  // namespace simtests

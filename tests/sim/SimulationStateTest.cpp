@@ -144,8 +144,7 @@ TEST(SimulationState, WritesCreateTheKeyAndReadBack)
     EXPECT_EQ(Radio::On, sim::ReadMobileBroadbandRadio());
     EXPECT_EQ(std::optional<bool>(true), sim::ReadModemPresent());
     EXPECT_EQ(std::optional<std::wstring>(L"Enable"), sim::ReadFirmwareSetting(FirmwareSetting::LanWlanSwitching));
-    EXPECT_EQ(std::optional<std::wstring>(L"*Disable"),
-              sim::ReadFirmwareSetting(FirmwareSetting::LanWwanSwitching));
+    EXPECT_EQ(std::optional<std::wstring>(L"*Disable"), sim::ReadFirmwareSetting(FirmwareSetting::LanWwanSwitching));
     EXPECT_TRUE(sim::WriteModemPresent(false));
     EXPECT_EQ(std::optional<bool>(false), sim::ReadModemPresent());
 }
@@ -219,9 +218,9 @@ TEST(SimulationState, WaitForStateFollowsAKeyThatComesLater)
         },
         nullptr, 0, nullptr);
     ASSERT_NE(nullptr, writer);
-    EXPECT_TRUE(sim::WaitForState(
-        [] { return sim::ReadCounter(sim::kWireChangeSeenValue, sim::kNetworkListKey) == DWORD{3}; },
-        std::chrono::milliseconds(5000), sim::kNetworkListKey));
+    EXPECT_TRUE(
+        sim::WaitForState([] { return sim::ReadCounter(sim::kWireChangeSeenValue, sim::kNetworkListKey) == DWORD{3}; },
+                          std::chrono::milliseconds(5000), sim::kNetworkListKey));
     WaitForSingleObject(writer, 5000);
     CloseHandle(writer);
 }
@@ -407,5 +406,5 @@ TEST(StateWatcher, AHungCallbackIsLeftAfterTheBound)
     CloseHandle(release);
 }
 
-} // namespace
-} // namespace simtests
+}  // namespace
+}  // namespace simtests

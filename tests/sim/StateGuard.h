@@ -21,4 +21,4 @@ public:
 bool Eventually(const std::function<bool()>& condition,
                 std::chrono::milliseconds bound = std::chrono::milliseconds(10000));
 
-} // namespace simtests
+}  // namespace simtests

@@ -66,7 +66,7 @@ std::vector<Received> s_received;
 void WINAPI RecordNotification(PWLAN_NOTIFICATION_DATA data, PVOID)
 {
     Received received = {data->NotificationSource, data->NotificationCode, GetCurrentThreadId(),
-                         data->InterfaceGuid, data->dwDataSize, {}};
+                         data->InterfaceGuid,      data->dwDataSize,       {}};
     if (data->pData != nullptr && data->dwDataSize >= sizeof(WLAN_PHY_RADIO_STATE))
         received.radio = *static_cast<const WLAN_PHY_RADIO_STATE*>(data->pData);
     std::lock_guard<std::mutex> lock(s_receivedLock);
@@ -93,8 +93,8 @@ protected:
         Find(s_module, "WlanSetInterface", s_exports.set);
         Find(s_module, "WlanRegisterNotification", s_exports.registerNotification);
         Find(s_module, "WlanFreeMemory", s_exports.free);
-        if (s_exports.open == nullptr || s_exports.query == nullptr || s_exports.enumerate == nullptr
-            || s_exports.free == nullptr)
+        if (s_exports.open == nullptr || s_exports.query == nullptr || s_exports.enumerate == nullptr ||
+            s_exports.free == nullptr)
             return;
         // The first call makes the adapter; ask it straight away.
         HANDLE client = nullptr;
@@ -142,9 +142,9 @@ protected:
         DWORD size = 0;
         void* data = nullptr;
         WLAN_OPCODE_VALUE_TYPE type = {};
-        if (s_exports.query(client, &guid, wlan_intf_opcode_radio_state, nullptr, &size, &data, &type)
-                != ERROR_SUCCESS
-            || data == nullptr)
+        if (s_exports.query(client, &guid, wlan_intf_opcode_radio_state, nullptr, &size, &data, &type) !=
+                ERROR_SUCCESS ||
+            data == nullptr)
             return {};
         const auto* state = static_cast<const WLAN_RADIO_STATE*>(data);
         std::vector<DWORD> phys;
@@ -325,9 +325,8 @@ TEST_F(WlanApiDll, ARefusedSetWritesNothing)
 TEST_F(WlanApiDll, AChangeFromOutsideNotifiesTheCallbackOnAnotherThread)
 {
     DWORD previous = 0;
-    ASSERT_EQ(DWORD{ERROR_SUCCESS},
-              s_exports.registerNotification(m_client, kSources, TRUE, &RecordNotification,
-                                             nullptr, nullptr, &previous));
+    ASSERT_EQ(DWORD{ERROR_SUCCESS}, s_exports.registerNotification(m_client, kSources, TRUE, &RecordNotification,
+                                                                   nullptr, nullptr, &previous));
 
     sim::WriteWifiRadio(Radio::Off);
 
@@ -351,9 +350,8 @@ TEST_F(WlanApiDll, AChangeFromOutsideNotifiesTheCallbackOnAnotherThread)
 TEST_F(WlanApiDll, TheServicesOwnSetIsNotifiedToo)
 {
     DWORD previous = 0;
-    ASSERT_EQ(DWORD{ERROR_SUCCESS},
-              s_exports.registerNotification(m_client, kSources, TRUE, &RecordNotification,
-                                             nullptr, nullptr, &previous));
+    ASSERT_EQ(DWORD{ERROR_SUCCESS}, s_exports.registerNotification(m_client, kSources, TRUE, &RecordNotification,
+                                                                   nullptr, nullptr, &previous));
     EXPECT_EQ(DWORD{ERROR_SUCCESS}, SetPhy(1, dot11_radio_state_off));
     ASSERT_TRUE(WaitForNotifications(1));
     std::lock_guard<std::mutex> lock(s_receivedLock);
@@ -364,9 +362,8 @@ TEST_F(WlanApiDll, TheServicesOwnSetIsNotifiedToo)
 TEST_F(WlanApiDll, UnregisteringStopsNotifications)
 {
     DWORD previous = 0;
-    ASSERT_EQ(DWORD{ERROR_SUCCESS},
-              s_exports.registerNotification(m_client, kSources, TRUE, &RecordNotification,
-                                             nullptr, nullptr, &previous));
+    ASSERT_EQ(DWORD{ERROR_SUCCESS}, s_exports.registerNotification(m_client, kSources, TRUE, &RecordNotification,
+                                                                   nullptr, nullptr, &previous));
     ASSERT_TRUE(StoreAndWait(Radio::Off));
     ASSERT_TRUE(WaitForNotifications(2));
 
@@ -383,8 +380,8 @@ TEST_F(WlanApiDll, AnUnknownStoredValueLeavesTheRadio)
 {
     ASSERT_TRUE(StoreAndWait(Radio::Off));
     HKEY key = nullptr;
-    ASSERT_EQ(ERROR_SUCCESS, RegOpenKeyExW(HKEY_LOCAL_MACHINE, sim::kStateKey, 0, KEY_SET_VALUE | KEY_WOW64_64KEY,
-                                           &key));
+    ASSERT_EQ(ERROR_SUCCESS,
+              RegOpenKeyExW(HKEY_LOCAL_MACHINE, sim::kStateKey, 0, KEY_SET_VALUE | KEY_WOW64_64KEY, &key));
     const wchar_t text[] = L"sideways";
     RegSetValueExW(key, sim::kWifiRadioValue, 0, REG_SZ, reinterpret_cast<const BYTE*>(text), sizeof(text));
     RegCloseKey(key);
@@ -409,5 +406,5 @@ TEST_F(WlanApiDll, CloseHandleAndFreeMemoryTakeWhatTheyGave)
     EXPECT_EQ(DWORD{ERROR_SUCCESS}, s_exports.close(second, nullptr));
 }
 
-} // namespace
-} // namespace simtests
+}  // namespace
+}  // namespace simtests

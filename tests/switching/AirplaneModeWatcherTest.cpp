@@ -202,9 +202,9 @@ TEST_F(AirplaneModeWatcherTest, AirplaneModeOnWithWiFiSwitchingSwitchesWiFiOffWi
     ASSERT_TRUE(Stop());
 
     EXPECT_EQ(fakes::ScopedPowerStatus::Stored(kWlanPowerStatusKey), L"<missing>");
-    EXPECT_THAT(WatcherLines(), ElementsAre(kEntry, kTriggered,
-                                            Line(L"Information", L"Airplane Mode ON , setting default"), kStopSeen,
-                                            kExit));
+    EXPECT_THAT(
+        WatcherLines(),
+        ElementsAre(kEntry, kTriggered, Line(L"Information", L"Airplane Mode ON , setting default"), kStopSeen, kExit));
     EXPECT_EQ(m_log.LinesOf("ServiceUtils::SwitchWlanStatus").front(),
               L"TraceIn|ServiceUtils::SwitchWlanStatus|OnOffValue = 0, bCheckAirplaneStatus = 0");
     EXPECT_THAT(m_log.LinesOf("ServiceUtils::SetWlanPowerStatusInRegistry"), IsEmpty());
@@ -370,8 +370,8 @@ TEST_F(AirplaneModeWatcherTest, OnAndOffAgainFollowsBothChangesInTurn)
     EXPECT_TRUE(m_wlan.RadioOn());
     ASSERT_TRUE(Stop());
     EXPECT_THAT(WatcherLines(),
-                ElementsAre(kEntry, kTriggered, Line(L"Information", L"Airplane Mode ON , setting default"),
-                            kTriggered, Line(L"Information", L"Airplane mode is OFF, ethernet not connected"),
+                ElementsAre(kEntry, kTriggered, Line(L"Information", L"Airplane Mode ON , setting default"), kTriggered,
+                            Line(L"Information", L"Airplane mode is OFF, ethernet not connected"),
                             Line(L"Information", L"Previous WLAN Power Status in registry = True"),
                             Line(L"Information", L"Setting SetWlanPowerStatusInRegistry with value = 1"), kStopSeen,
                             kExit));
@@ -401,9 +401,9 @@ TEST_F(AirplaneModeWatcherTest, AFailedEthernetTestIsLoggedAndEndsThePass)
     ChangeAirplaneMode(false);
     ASSERT_TRUE(Stop());
     EXPECT_FALSE(m_wlan.RadioOn());
-    EXPECT_THAT(WatcherLines(), ElementsAre(kEntry, kTriggered,
-                                            Line(L"Error", L"CheckEthernetConnectionStatusEx failed"), kStopSeen,
-                                            kExit));
+    EXPECT_THAT(
+        WatcherLines(),
+        ElementsAre(kEntry, kTriggered, Line(L"Error", L"CheckEthernetConnectionStatusEx failed"), kStopSeen, kExit));
 }
 
 // The service's two stop steps, made by the arming itself just before it
@@ -478,12 +478,12 @@ TEST_F(AirplaneModeWatcherTest, AKeyThatCannotBeOpenedIsTriedAgainAtOnceWithoutA
     FailingWatchedKeyOpens failing(3);
     StartWatcher();
     EXPECT_EQ(m_opens.Count(), 1);  // the three failed openings never reached the key
-    ChangeAirplaneMode(true);        // the watcher that came through follows airplane mode
+    ChangeAirplaneMode(true);       // the watcher that came through follows airplane mode
     EXPECT_FALSE(m_wlan.RadioOn());
     ASSERT_TRUE(Stop());
-    EXPECT_THAT(WatcherLines(),
-                ElementsAre(kEntry, kTriggered, Line(L"Information", L"Airplane Mode ON , setting default"), kStopSeen,
-                            kExit));
+    EXPECT_THAT(
+        WatcherLines(),
+        ElementsAre(kEntry, kTriggered, Line(L"Information", L"Airplane Mode ON , setting default"), kStopSeen, kExit));
 }
 
 // The event cannot be created `failures` times, with ERROR_ACCESS_DENIED.
@@ -566,9 +566,9 @@ TEST_F(AirplaneModeWatcherTest, AFailedArmingIsTriedAgainAtOnceInTheNextPassWith
     ChangeAirplaneMode(true);
     EXPECT_FALSE(m_wlan.RadioOn());
     ASSERT_TRUE(Stop());
-    EXPECT_THAT(WatcherLines(),
-                ElementsAre(kEntry, kTriggered, Line(L"Information", L"Airplane Mode ON , setting default"), kStopSeen,
-                            kExit));
+    EXPECT_THAT(
+        WatcherLines(),
+        ElementsAre(kEntry, kTriggered, Line(L"Information", L"Airplane Mode ON , setting default"), kStopSeen, kExit));
 }
 
-} // namespace
+}  // namespace

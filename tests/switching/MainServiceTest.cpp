@@ -39,8 +39,7 @@ public:
     {
         m_journal = &journal;
         auto* networkList = new fakes::FakeNetworkListManager("network-list-manager", journal);
-        networkList->AddPoint(
-            new fakes::FakeConnectionPoint("nlm-point", journal, IID_INetworkListManagerEvents, 11));
+        networkList->AddPoint(new fakes::FakeConnectionPoint("nlm-point", journal, IID_INetworkListManagerEvents, 11));
         networkList->AddPoint(
             new fakes::FakeConnectionPoint("connection-point", journal, IID_INetworkConnectionEvents, 12));
         networkList->AddPoint(new fakes::FakeConnectionPoint("network-point", journal, IID_INetworkEvents, 13));
@@ -248,29 +247,27 @@ TEST_F(MainServiceTest, OnStopReleasesEverythingInItsOrder)
     // its neighbours show when it was released.
     ULONG radioSinkAtPointRelease = 0;
     ULONG radioSinkAtManagerRelease = 0;
-    static_cast<fakes::FakeConnectionPoint*>(service.ForTesting().radioEvents.point.Get())
-        ->BeforeRelease([&] {
-            if (radioSinkAtPointRelease == 0)  // the member's release; the manager's own comes later
-                radioSinkAtPointRelease = fakes::ReferencesOf(radioSink);
-        });
-    static_cast<fakes::FakeMbnInterfaceManager*>(service.ForTesting().mbnInterfaceManager.Get())
-        ->BeforeRelease([&] { radioSinkAtManagerRelease = fakes::ReferencesOf(radioSink); });
+    static_cast<fakes::FakeConnectionPoint*>(service.ForTesting().radioEvents.point.Get())->BeforeRelease([&] {
+        if (radioSinkAtPointRelease == 0)  // the member's release; the manager's own comes later
+            radioSinkAtPointRelease = fakes::ReferencesOf(radioSink);
+    });
+    static_cast<fakes::FakeMbnInterfaceManager*>(service.ForTesting().mbnInterfaceManager.Get())->BeforeRelease([&] {
+        radioSinkAtManagerRelease = fakes::ReferencesOf(radioSink);
+    });
     service.OnStopForTesting();
 
-    EXPECT_THAT(journal,
-                ElementsAre("nlm-point Unadvise 11", "network-sink Release", "nlm-point Release",
-                            "connection-point Unadvise 12", "network-sink Release", "connection-point Release",
-                            "network-point Unadvise 13", "network-sink Release", "network-point Release",
-                            "network-sink Release", "network-list-manager Release", "radio-point Unadvise 14",
-                            "radio-point Release", "mbn-manager Release"));
+    EXPECT_THAT(journal, ElementsAre("nlm-point Unadvise 11", "network-sink Release", "nlm-point Release",
+                                     "connection-point Unadvise 12", "network-sink Release", "connection-point Release",
+                                     "network-point Unadvise 13", "network-sink Release", "network-point Release",
+                                     "network-sink Release", "network-list-manager Release", "radio-point Unadvise 14",
+                                     "radio-point Release", "mbn-manager Release"));
     // Each unadvise gave back the point's reference on the sink ("network-sink
     // Release" after each); then OnStop's own release.
     // "radio-sink Release" came between "radio-point Release" and "mbn-manager Release".
     EXPECT_EQ(radioSinkAtPointRelease, 2u);
     EXPECT_EQ(radioSinkAtManagerRelease, 1u);
-    EXPECT_THAT(
-        m_platform.journal,
-        ElementsAre("SetEvent", "WlanRegisterNotification 0 1 none previous", "WlanCloseHandle", "CoUninitialize"));
+    EXPECT_THAT(m_platform.journal, ElementsAre("SetEvent", "WlanRegisterNotification 0 1 none previous",
+                                                "WlanCloseHandle", "CoUninitialize"));
     EXPECT_FALSE(service.ForTesting().running);
     EXPECT_FALSE(service.ForTesting().nlmEvents.point);
     EXPECT_FALSE(service.ForTesting().radioEvents.point);
@@ -375,10 +372,9 @@ TEST_F(MainServiceTest, DestructorReleasesManagersAndPointsButNotTheSinks)
         networkSink = service.ForTesting().networkEventSink;
         radioSink = service.ForTesting().radioEventSink;
     }
-    EXPECT_THAT(journal,
-                ElementsAre("mbn-manager Release", "network-list-manager Release", "radio-point Release",
-                            "nlm-point Release", "network-sink Release", "connection-point Release",
-                            "network-sink Release", "network-point Release", "network-sink Release"));
+    EXPECT_THAT(journal, ElementsAre("mbn-manager Release", "network-list-manager Release", "radio-point Release",
+                                     "nlm-point Release", "network-sink Release", "connection-point Release",
+                                     "network-sink Release", "network-point Release", "network-sink Release"));
     EXPECT_THAT(m_log.LinesOf("CMainService::~CMainService"),
                 ElementsAre(L"TraceIn|CMainService::~CMainService|", L"TraceOut|CMainService::~CMainService|"));
     // The points' ends gave back the advises' references; the sinks keep

@@ -90,11 +90,10 @@ protected:
     // The entry lines of the operations the handler reached, in order.
     Lines Reached() const
     {
-        return m_log.Entered({
-            "Utils::WaitforServiceToStartRunning", "ServiceUtils::SwitchWwanStatusWithRetry",
-            "ServiceUtils::SwitchWlanStatusWithRetry", "ServiceUtils::StartWLANService",
-            "ServiceUtils::StartWWANService", "CMainService::UpdateWlanPowerStatus",
-            "CMainService::UpdateWwanPowerStatus"});
+        return m_log.Entered({"Utils::WaitforServiceToStartRunning", "ServiceUtils::SwitchWwanStatusWithRetry",
+                              "ServiceUtils::SwitchWlanStatusWithRetry", "ServiceUtils::StartWLANService",
+                              "ServiceUtils::StartWWANService", "CMainService::UpdateWlanPowerStatus",
+                              "CMainService::UpdateWwanPowerStatus"});
     }
     // The names of the services the handler waited for, from the SCM's opens.
     std::vector<std::wstring> ServicesOpened() const
@@ -138,26 +137,24 @@ TEST_F(ResumeHandlerTest, CableWithTheAddressFoundAtTwoSecondsGivesThreeFailedTr
     EXPECT_EQ(m_model.RadioState(), MBN_RADIO_OFF);
     EXPECT_FALSE(on_resumeflag);
     EXPECT_EQ(m_ipHelper.InfoCalls() >= 3, true);
-    EXPECT_THAT(HandlerLines(),
-                ElementsAre(L"TraceIn|NLMUtils::SystemResumeHandler|",
-                            Line(L"Warning", L"CheckEthernetConnectionStatus failed in try 0"),
-                            Line(L"Warning", L"CheckEthernetConnectionStatus failed in try 1"),
-                            Line(L"Warning", L"CheckEthernetConnectionStatus failed in try 2"),
-                            Line(L"Information", L"Ethernet Status = 1"),
-                            Line(L"Information", L"ServiceUtils::on_resumeflag = 1"),
-                            Line(L"Information", L"Ethernet is connected"),
-                            Line(L"Information", L"LanWwanSwitchingEnabled - SystemResumeHandler()"),
-                            Line(L"Information", L"Wait for (WWAN AutoConfig) to start"),
-                            Line(L"Information", L"WWAN AutoConfig wait completed."),
-                            Line(L"Information", L"Wait for (WLAN AutoConfig) to start"),
-                            Line(L"Information", L"WLAN AutoConfig wait completed."),
-                            Line(L"Information", L"Resetting on_resumeflag to False"),
-                            L"TraceOut|NLMUtils::SystemResumeHandler|Return = 1"));
+    EXPECT_THAT(HandlerLines(), ElementsAre(L"TraceIn|NLMUtils::SystemResumeHandler|",
+                                            Line(L"Warning", L"CheckEthernetConnectionStatus failed in try 0"),
+                                            Line(L"Warning", L"CheckEthernetConnectionStatus failed in try 1"),
+                                            Line(L"Warning", L"CheckEthernetConnectionStatus failed in try 2"),
+                                            Line(L"Information", L"Ethernet Status = 1"),
+                                            Line(L"Information", L"ServiceUtils::on_resumeflag = 1"),
+                                            Line(L"Information", L"Ethernet is connected"),
+                                            Line(L"Information", L"LanWwanSwitchingEnabled - SystemResumeHandler()"),
+                                            Line(L"Information", L"Wait for (WWAN AutoConfig) to start"),
+                                            Line(L"Information", L"WWAN AutoConfig wait completed."),
+                                            Line(L"Information", L"Wait for (WLAN AutoConfig) to start"),
+                                            Line(L"Information", L"WLAN AutoConfig wait completed."),
+                                            Line(L"Information", L"Resetting on_resumeflag to False"),
+                                            L"TraceOut|NLMUtils::SystemResumeHandler|Return = 1"));
     // Mobile broadband first, each off with five retries.
-    EXPECT_THAT(Reached(), ElementsAre(L"Utils::WaitforServiceToStartRunning",
-                                       L"ServiceUtils::SwitchWwanStatusWithRetry",
-                                       L"Utils::WaitforServiceToStartRunning",
-                                       L"ServiceUtils::SwitchWlanStatusWithRetry"));
+    EXPECT_THAT(Reached(),
+                ElementsAre(L"Utils::WaitforServiceToStartRunning", L"ServiceUtils::SwitchWwanStatusWithRetry",
+                            L"Utils::WaitforServiceToStartRunning", L"ServiceUtils::SwitchWlanStatusWithRetry"));
     EXPECT_EQ(m_log.LinesOf("ServiceUtils::SwitchWwanStatusWithRetry").front(),
               L"TraceIn|ServiceUtils::SwitchWwanStatusWithRetry|NewStatus = 0, Retry Count = 5");
     EXPECT_EQ(m_log.LinesOf("ServiceUtils::SwitchWlanStatusWithRetry").front(),
@@ -211,7 +208,8 @@ TEST_F(ResumeHandlerTest, AnAdapterThatNeverGetsAnAddressIsTriedEightTimesAndCou
 
     Lines expected = {L"TraceIn|NLMUtils::SystemResumeHandler|"};
     for (int attempt = 0; attempt < 8; ++attempt)
-        expected.push_back(Line(L"Warning", L"CheckEthernetConnectionStatus failed in try " + std::to_wstring(attempt)));
+        expected.push_back(
+            Line(L"Warning", L"CheckEthernetConnectionStatus failed in try " + std::to_wstring(attempt)));
     expected.push_back(Line(L"Information", L"Ethernet Status = 0"));
     const Lines lines = HandlerLines();
     ASSERT_GE(lines.size(), expected.size());
@@ -247,10 +245,10 @@ TEST_F(ResumeHandlerTest, NoCableStartsWiFiThenMobileBroadbandFromTheStoredState
                             Line(L"Information", L"Obtained Signal Service resume handler starting WWAN service.."),
                             Line(L"Information", L"Resetting on_resumeflag to False"),
                             L"TraceOut|NLMUtils::SystemResumeHandler|Return = 1"));
-    EXPECT_THAT(Reached(), ElementsAre(L"Utils::WaitforServiceToStartRunning", L"ServiceUtils::StartWLANService",
-                                       L"ServiceUtils::SwitchWlanStatusWithRetry",
-                                       L"Utils::WaitforServiceToStartRunning", L"ServiceUtils::StartWWANService",
-                                       L"ServiceUtils::SwitchWwanStatusWithRetry"));
+    EXPECT_THAT(Reached(),
+                ElementsAre(L"Utils::WaitforServiceToStartRunning", L"ServiceUtils::StartWLANService",
+                            L"ServiceUtils::SwitchWlanStatusWithRetry", L"Utils::WaitforServiceToStartRunning",
+                            L"ServiceUtils::StartWWANService", L"ServiceUtils::SwitchWwanStatusWithRetry"));
     EXPECT_THAT(ServicesOpened(), ElementsAre(L"WlanSvc", L"WwanSvc"));
     EXPECT_THAT(SecondPauses(), ElementsAre(1000u));
 }
@@ -290,9 +288,9 @@ TEST_F(ResumeHandlerTest, WiFiSwitchingForbiddenWithoutCableStartsMobileBroadban
                                  L"LAN WLAN Auto Switching is disabled in BIOS.Restoring previous WLAN Status."),
                             Line(L"Information", L"Resetting on_resumeflag to False"),
                             L"TraceOut|NLMUtils::SystemResumeHandler|Return = 1"));
-    EXPECT_THAT(Reached(), ElementsAre(L"Utils::WaitforServiceToStartRunning", L"ServiceUtils::StartWWANService",
-                                       L"ServiceUtils::SwitchWwanStatusWithRetry",
-                                       L"CMainService::UpdateWlanPowerStatus"));
+    EXPECT_THAT(Reached(),
+                ElementsAre(L"Utils::WaitforServiceToStartRunning", L"ServiceUtils::StartWWANService",
+                            L"ServiceUtils::SwitchWwanStatusWithRetry", L"CMainService::UpdateWlanPowerStatus"));
     // No wait for the Wi-Fi service on this path.
     EXPECT_THAT(ServicesOpened(), ElementsAre(L"WwanSvc"));
     EXPECT_THAT(m_log.LinesOf("CMainService::UpdateWlanPowerStatus"),
@@ -315,19 +313,16 @@ TEST_F(ResumeHandlerTest, BothFirmwareFlagsOffWithTheCableRestoresMobileBroadban
     EXPECT_TRUE(m_wlan.RadioOn());
     EXPECT_EQ(m_model.RadioState(), MBN_RADIO_ON);
     EXPECT_FALSE(on_resumeflag);
-    EXPECT_THAT(HandlerLines(),
-                ElementsAre(L"TraceIn|NLMUtils::SystemResumeHandler|",
-                            Line(L"Information", L"Ethernet Status = 1"),
-                            Line(L"Information", L"ServiceUtils::on_resumeflag = 1"),
-                            Line(L"Information", L"Ethernet is connected"),
-                            Line(L"Information",
-                                 L"LAN WWAN Auto Switching is disabled in BIOS.Restoring previous WWAN Status."),
-                            Line(L"Information",
-                                 L"LAN WLAN Auto Switching is disabled in BIOS.Restoring previous WLAN Status."),
-                            Line(L"Information", L"Resetting on_resumeflag to False"),
-                            L"TraceOut|NLMUtils::SystemResumeHandler|Return = 1"));
-    EXPECT_THAT(Reached(),
-                ElementsAre(L"CMainService::UpdateWwanPowerStatus", L"CMainService::UpdateWlanPowerStatus"));
+    EXPECT_THAT(
+        HandlerLines(),
+        ElementsAre(
+            L"TraceIn|NLMUtils::SystemResumeHandler|", Line(L"Information", L"Ethernet Status = 1"),
+            Line(L"Information", L"ServiceUtils::on_resumeflag = 1"), Line(L"Information", L"Ethernet is connected"),
+            Line(L"Information", L"LAN WWAN Auto Switching is disabled in BIOS.Restoring previous WWAN Status."),
+            Line(L"Information", L"LAN WLAN Auto Switching is disabled in BIOS.Restoring previous WLAN Status."),
+            Line(L"Information", L"Resetting on_resumeflag to False"),
+            L"TraceOut|NLMUtils::SystemResumeHandler|Return = 1"));
+    EXPECT_THAT(Reached(), ElementsAre(L"CMainService::UpdateWwanPowerStatus", L"CMainService::UpdateWlanPowerStatus"));
     EXPECT_THAT(m_scm.calls, testing::IsEmpty());
     EXPECT_THAT(m_log.LinesOf("CMainService::UpdateWwanPowerStatus"),
                 ElementsAre(L"TraceIn|CMainService::UpdateWwanPowerStatus|",
@@ -365,8 +360,7 @@ TEST_F(ResumeHandlerTest, WithoutAMobileBroadbandDeviceAndWithTheCableTheFailedW
 
     EXPECT_THAT(ServicesOpened(), ElementsAre(L"WlanSvc"));
     EXPECT_THAT(HandlerLines(),
-                ElementsAre(L"TraceIn|NLMUtils::SystemResumeHandler|",
-                            Line(L"Information", L"Ethernet Status = 1"),
+                ElementsAre(L"TraceIn|NLMUtils::SystemResumeHandler|", Line(L"Information", L"Ethernet Status = 1"),
                             Line(L"Information", L"ServiceUtils::on_resumeflag = 1"),
                             Line(L"Information", L"Ethernet is connected"),
                             Line(L"Information", L"LanWwanSwitchingEnabled - SystemResumeHandler()"),
@@ -409,8 +403,7 @@ TEST_F(ResumeHandlerTest, RadioServicesThatNeverRunAreWaitedFor15SecondsEachAndT
     EXPECT_TRUE(Resume());
 
     EXPECT_THAT(HandlerLines(),
-                ElementsAre(L"TraceIn|NLMUtils::SystemResumeHandler|",
-                            Line(L"Information", L"Ethernet Status = 1"),
+                ElementsAre(L"TraceIn|NLMUtils::SystemResumeHandler|", Line(L"Information", L"Ethernet Status = 1"),
                             Line(L"Information", L"ServiceUtils::on_resumeflag = 1"),
                             Line(L"Information", L"Ethernet is connected"),
                             Line(L"Information", L"LanWwanSwitchingEnabled - SystemResumeHandler()"),
@@ -444,4 +437,4 @@ TEST_F(ResumeHandlerTest, AFailedWiFiSwitchIsLoggedAndTheFlagIsStillCleared)
     EXPECT_FALSE(on_resumeflag);
 }
 
-} // namespace
+}  // namespace

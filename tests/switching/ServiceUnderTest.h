@@ -26,4 +26,4 @@ struct JournalledPlatform {
     fakes::FakeComRuntime com{&journal};
 };
 
-} // namespace switching_tests
+}  // namespace switching_tests

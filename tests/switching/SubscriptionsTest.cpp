@@ -58,10 +58,7 @@ protected:
             return nullptr;
         return networkSink != nullptr ? networkSink : CMainService::NewNetworkEventSink();
     }
-    CMbnSinks* NewRadioEventSink() override
-    {
-        return radioSinkAllocates ? CMainService::NewRadioEventSink() : nullptr;
-    }
+    CMbnSinks* NewRadioEventSink() override { return radioSinkAllocates ? CMainService::NewRadioEventSink() : nullptr; }
 };
 
 using Platform = switching_tests::JournalledPlatform;
@@ -96,10 +93,10 @@ TEST_F(SubscriptionsTest, WlanEventsAttachOneSinkToTheThreePointsInOrder)
     m_service.ListenForWlanEvents();
 
     EXPECT_THAT(m_network.EventCalls(),
-                ElementsAre("QueryInterface IConnectionPointContainer",
-                            "FindConnectionPoint INetworkListManagerEvents", "Advise INetworkListManagerEvents 1",
-                            "FindConnectionPoint INetworkConnectionEvents", "Advise INetworkConnectionEvents 2",
-                            "FindConnectionPoint INetworkEvents", "Advise INetworkEvents 3"));
+                ElementsAre("QueryInterface IConnectionPointContainer", "FindConnectionPoint INetworkListManagerEvents",
+                            "Advise INetworkListManagerEvents 1", "FindConnectionPoint INetworkConnectionEvents",
+                            "Advise INetworkConnectionEvents 2", "FindConnectionPoint INetworkEvents",
+                            "Advise INetworkEvents 3"));
     EXPECT_EQ(m_service.ForTesting().nlmEvents.cookie, 1u);
     EXPECT_EQ(m_service.ForTesting().connectionEvents.cookie, 2u);
     EXPECT_EQ(m_service.ForTesting().networkEvents.cookie, 3u);
@@ -147,10 +144,11 @@ TEST_F(SubscriptionsTest, TheFirstFindConnectionPointFailureIsLoggedWithACapital
 {
     m_network.FailEvents(EventFailure::FindConnectionPoint, E_FAIL, 1);
     m_service.ListenForWlanEvents();
-    EXPECT_THAT(WlanLines(),
-                ElementsAre(kWlanIn,
-                            L"Error|CMainService::ListenForWlanEvents|FindConnectionPoint Failed with error: 0x80004005",
-                            kWlanOut));
+    EXPECT_THAT(
+        WlanLines(),
+        ElementsAre(kWlanIn,
+                    L"Error|CMainService::ListenForWlanEvents|FindConnectionPoint Failed with error: 0x80004005",
+                    kWlanOut));
     EXPECT_EQ(m_service.ForTesting().networkEventSink, nullptr);  // not made yet
     EXPECT_FALSE(m_service.ForTesting().nlmEvents.point);
     EXPECT_EQ(m_network.LiveObjects(), 1);  // the container was released
@@ -160,14 +158,14 @@ TEST_F(SubscriptionsTest, TheSecondFindConnectionPointFailsAndTheManagerEventsSt
 {
     m_network.FailEvents(EventFailure::FindConnectionPoint, CONNECT_E_NOCONNECTION, 2);
     m_service.ListenForWlanEvents();
-    EXPECT_THAT(WlanLines(),
-                ElementsAre(kWlanIn,
-                            L"Error|CMainService::ListenForWlanEvents|FindConnectionPoint failed with error: 0x80040200",
-                            kWlanOut));
+    EXPECT_THAT(
+        WlanLines(),
+        ElementsAre(kWlanIn,
+                    L"Error|CMainService::ListenForWlanEvents|FindConnectionPoint failed with error: 0x80040200",
+                    kWlanOut));
     EXPECT_THAT(m_network.EventCalls(),
-                ElementsAre("QueryInterface IConnectionPointContainer",
-                            "FindConnectionPoint INetworkListManagerEvents", "Advise INetworkListManagerEvents 1",
-                            "FindConnectionPoint INetworkConnectionEvents"));
+                ElementsAre("QueryInterface IConnectionPointContainer", "FindConnectionPoint INetworkListManagerEvents",
+                            "Advise INetworkListManagerEvents 1", "FindConnectionPoint INetworkConnectionEvents"));
     EXPECT_EQ(m_network.AdvisedCount(IID_INetworkListManagerEvents), 1u);
     EXPECT_EQ(m_network.AdvisedCount(IID_INetworkConnectionEvents), 0u);
     EXPECT_EQ(m_network.AdvisedCount(IID_INetworkEvents), 0u);
@@ -186,10 +184,11 @@ TEST_F(SubscriptionsTest, TheThirdFindConnectionPointFailureIsLoggedInLowerCase)
 {
     m_network.FailEvents(EventFailure::FindConnectionPoint, E_FAIL, 3);
     m_service.ListenForWlanEvents();
-    EXPECT_THAT(WlanLines(),
-                ElementsAre(kWlanIn,
-                            L"Error|CMainService::ListenForWlanEvents|FindConnectionPoint failed with error: 0x80004005",
-                            kWlanOut));
+    EXPECT_THAT(
+        WlanLines(),
+        ElementsAre(kWlanIn,
+                    L"Error|CMainService::ListenForWlanEvents|FindConnectionPoint failed with error: 0x80004005",
+                    kWlanOut));
     EXPECT_EQ(m_network.AdvisedCount(IID_INetworkConnectionEvents), 1u);
     EXPECT_EQ(m_network.AdvisedCount(IID_INetworkEvents), 0u);
 }
@@ -218,7 +217,8 @@ TEST_F(SubscriptionsTest, EachAdviseFailureEndsTheSubscriptionThere)
         m_log.Clear();
         service.ListenForWlanEvents();
         EXPECT_THAT(WlanLines(),
-                    ElementsAre(kWlanIn, L"Error|CMainService::ListenForWlanEvents|Advise failed with error: 0x80070005",
+                    ElementsAre(kWlanIn,
+                                L"Error|CMainService::ListenForWlanEvents|Advise failed with error: 0x80070005",
                                 kWlanOut));
         const size_t advised = network.AdvisedCount(IID_INetworkListManagerEvents) +
                                network.AdvisedCount(IID_INetworkConnectionEvents) +
@@ -258,9 +258,8 @@ TEST_F(SubscriptionsTest, EachRefusedSinkInterfaceIsLoggedByItsName)
 TEST_F(SubscriptionsTest, WwanEventsAttachTheRadioSinkThroughItsUnknown)
 {
     m_service.ListenForWwanEvents();
-    EXPECT_THAT(m_broadband.Calls(),
-                ElementsAre("QueryInterface IConnectionPointContainer", "FindConnectionPoint IMbnRadioEvents",
-                            "Advise"));
+    EXPECT_THAT(m_broadband.Calls(), ElementsAre("QueryInterface IConnectionPointContainer",
+                                                 "FindConnectionPoint IMbnRadioEvents", "Advise"));
     EXPECT_EQ(m_service.ForTesting().radioEvents.cookie, 1u);
     EXPECT_TRUE(m_service.ForTesting().radioEvents.point);
     ASSERT_NE(m_service.ForTesting().radioEventSink, nullptr);

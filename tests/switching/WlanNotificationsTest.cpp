@@ -103,12 +103,14 @@ TEST_F(WlanNotificationsTest, EitherFlagMakesBothHandlersStandAside)
     msm_Notification_flag = false;
     on_resumeflag = true;
     CMainService::HandleWlanNotificationMsmRadioStateChange();
-    EXPECT_THAT(m_log.LinesOf(kAcm),
-                ElementsAre(Acm(L"TraceIn", L""),
-                            Acm(L"Information", L"Not processing the callback, msm_Notification_flag = 1, ResumeFlag = 0")));
-    EXPECT_THAT(m_log.LinesOf(kMsm),
-                ElementsAre(Msm(L"TraceIn", L""),
-                            Msm(L"Information", L"Not processing the callback, msm_Notification_flag = 0, ResumeFlag = 1")));
+    EXPECT_THAT(
+        m_log.LinesOf(kAcm),
+        ElementsAre(Acm(L"TraceIn", L""),
+                    Acm(L"Information", L"Not processing the callback, msm_Notification_flag = 1, ResumeFlag = 0")));
+    EXPECT_THAT(
+        m_log.LinesOf(kMsm),
+        ElementsAre(Msm(L"TraceIn", L""),
+                    Msm(L"Information", L"Not processing the callback, msm_Notification_flag = 0, ResumeFlag = 1")));
     EXPECT_TRUE(m_wlan.Calls().empty());
 }
 
@@ -119,14 +121,15 @@ TEST_F(WlanNotificationsTest, NetworkAvailableWithoutEthernetStoresAnOnRadio)
     EthernetUp(false);
     CMainService::HandleWlanNotificationAcmNetworkAvailable();
     EXPECT_EQ(StoredWlan(), L"True");
-    EXPECT_THAT(m_log.LinesOf(kAcm),
-                ElementsAre(Acm(L"TraceIn", L""), Acm(L"Information", L"Current WLAN status = 1"),
-                            Acm(L"Information", L"Ethernet connection status = 0"),
-                            Acm(L"Information",
-                                L"wlan_notification_acm_network_available ServiceUtils::my_service_turnonoff_wifi : 0"),
-                            Acm(L"Information", L"wlan_notification_acm_network_available Registry set to True. Setting "
-                                                L"WlanPowerStatus 1 in registry."),
-                            Acm(L"TraceOut", L"")));
+    EXPECT_THAT(
+        m_log.LinesOf(kAcm),
+        ElementsAre(
+            Acm(L"TraceIn", L""), Acm(L"Information", L"Current WLAN status = 1"),
+            Acm(L"Information", L"Ethernet connection status = 0"),
+            Acm(L"Information", L"wlan_notification_acm_network_available ServiceUtils::my_service_turnonoff_wifi : 0"),
+            Acm(L"Information", L"wlan_notification_acm_network_available Registry set to True. Setting "
+                                L"WlanPowerStatus 1 in registry."),
+            Acm(L"TraceOut", L"")));
 }
 
 TEST_F(WlanNotificationsTest, NetworkAvailableWithoutEthernetAndWifiOffStoresNothing)
@@ -241,4 +244,4 @@ TEST_F(WlanNotificationsTest, InAirplaneModeNothingIsStored)
     EXPECT_EQ(StoredWlan(), L"<missing>");
 }
 
-} // namespace
+}  // namespace

@@ -76,8 +76,7 @@ const std::wstring kNoDevice = Error(L"WWAN Device enumeration failed / No suppo
 const std::wstring kWwanRestoring =
     Info(L"LAN WWAN Auto Switching is disabled in BIOS.Restoring previous WWAN Status.");
 const std::wstring kWwanStopping = Info(L"LAN connection available when service start. Stopping WWAN service...");
-const std::wstring kWwanStarting =
-    Info(L"LAN connection not available when service start. starting WWAN service...");
+const std::wstring kWwanStarting = Info(L"LAN connection not available when service start. starting WWAN service...");
 const std::wstring kExit = Line(L"TraceOut", L"ServiceWorkerThread - Exit");
 
 constexpr wchar_t kFirstClass[] = L"QXBIOS_BIOSEnumeration";
@@ -299,13 +298,12 @@ protected:
     // steps call inside other steps too).
     Lines Reached() const
     {
-        return m_log.Entered({
-            "NLMUtils::GetAutoSwitchingStatus", "Utils::WaitforServiceToStartRunning",
-            "CMainService::ListenForWlanEvents", "CMainService::RegisterWlanNotification",
-            "NLMUtils::PrintNetworkConnections", "NLMEventHandler::CheckEthernetConnectionStatusEx",
-            "ServiceUtils::SwitchWlanStatus", "CMainService::UpdateWlanPowerStatus",
-            "ServiceUtils::EnumerateWwanInterfaces", "CMainService::ListenForWwanEvents",
-            "ServiceUtils::SwitchWwanStatus", "CMainService::UpdateWwanPowerStatus"});
+        return m_log.Entered({"NLMUtils::GetAutoSwitchingStatus", "Utils::WaitforServiceToStartRunning",
+                              "CMainService::ListenForWlanEvents", "CMainService::RegisterWlanNotification",
+                              "NLMUtils::PrintNetworkConnections", "NLMEventHandler::CheckEthernetConnectionStatusEx",
+                              "ServiceUtils::SwitchWlanStatus", "CMainService::UpdateWlanPowerStatus",
+                              "ServiceUtils::EnumerateWwanInterfaces", "CMainService::ListenForWwanEvents",
+                              "ServiceUtils::SwitchWwanStatus", "CMainService::UpdateWwanPowerStatus"});
     }
     bool ModemWasSet() const
     {
@@ -359,11 +357,11 @@ TEST_F(WorkerOnTheLaptopTest, WlanAutoConfigNeverRunningIsTriedFifteenTimesAndTh
     EXPECT_EQ(m_wlan.registeredHandle, fakes::FakeWlanClient::kClientHandle);
     EXPECT_EQ(m_networkList.AdvisedCount(IID_INetworkConnectionEvents), 1u);
     // The firmware has neither setting: both classes are read.
-    EXPECT_THAT(StepCalls(),
-                ElementsAre("CoInitializeEx 0", "CoCreateInstance NetworkListManager", "QueueUserWorkItem 8",
-                            "CoInitializeEx 0", "CoCreateInstance WbemLocator", "CoUninitialize", "CoInitializeEx 0",
-                            "CoCreateInstance WbemLocator", "CoUninitialize", "WlanRegisterNotification 24 1 callback previous",
-                            "IsNetworkAlive", "CoCreateInstance MbnInterfaceManager"));
+    EXPECT_THAT(StepCalls(), ElementsAre("CoInitializeEx 0", "CoCreateInstance NetworkListManager",
+                                         "QueueUserWorkItem 8", "CoInitializeEx 0", "CoCreateInstance WbemLocator",
+                                         "CoUninitialize", "CoInitializeEx 0", "CoCreateInstance WbemLocator",
+                                         "CoUninitialize", "WlanRegisterNotification 24 1 callback previous",
+                                         "IsNetworkAlive", "CoCreateInstance MbnInterfaceManager"));
 }
 
 // A modem manager without a device: the Wi-Fi side is set up whole, and
@@ -386,24 +384,22 @@ TEST_F(WorkerOnTheLaptopTest, NoMobileBroadbandDeviceEndsTheWorkerAfterAWholeWif
     EXPECT_EQ(m_networkList.AdvisedCount(IID_INetworkListManagerEvents), 1u);
     EXPECT_EQ(m_networkList.AdvisedCount(IID_INetworkConnectionEvents), 1u);
     EXPECT_EQ(m_networkList.AdvisedCount(IID_INetworkEvents), 1u);
-    EXPECT_THAT(Reached(), ElementsAre(L"NLMUtils::GetAutoSwitchingStatus", L"Utils::WaitforServiceToStartRunning",
-                                       L"CMainService::ListenForWlanEvents", L"CMainService::RegisterWlanNotification",
-                                       L"NLMUtils::PrintNetworkConnections",
-                                       L"NLMEventHandler::CheckEthernetConnectionStatusEx",
-                                       L"CMainService::UpdateWlanPowerStatus", L"ServiceUtils::SwitchWlanStatus",
-                                       L"Utils::WaitforServiceToStartRunning",
-                                       L"ServiceUtils::EnumerateWwanInterfaces"));
+    EXPECT_THAT(Reached(),
+                ElementsAre(L"NLMUtils::GetAutoSwitchingStatus", L"Utils::WaitforServiceToStartRunning",
+                            L"CMainService::ListenForWlanEvents", L"CMainService::RegisterWlanNotification",
+                            L"NLMUtils::PrintNetworkConnections", L"NLMEventHandler::CheckEthernetConnectionStatusEx",
+                            L"CMainService::UpdateWlanPowerStatus", L"ServiceUtils::SwitchWlanStatus",
+                            L"Utils::WaitforServiceToStartRunning", L"ServiceUtils::EnumerateWwanInterfaces"));
     EXPECT_FALSE(WwanDeviceAvailable);
     EXPECT_NE(MbnInterfaceManager, nullptr);
     EXPECT_EQ(m_broadband.AdvisedCount(), 0u);
     EXPECT_FALSE(ModemWasSet());
     // One firmware read (the first class had both settings) and no
     // CoUninitialize of the worker after the modem manager.
-    EXPECT_THAT(StepCalls(),
-                ElementsAre("CoInitializeEx 0", "CoCreateInstance NetworkListManager", "QueueUserWorkItem 8",
-                            "CoInitializeEx 0", "CoCreateInstance WbemLocator", "CoUninitialize",
-                            "WlanRegisterNotification 24 1 callback previous", "IsNetworkAlive",
-                            "CoCreateInstance MbnInterfaceManager"));
+    EXPECT_THAT(StepCalls(), ElementsAre("CoInitializeEx 0", "CoCreateInstance NetworkListManager",
+                                         "QueueUserWorkItem 8", "CoInitializeEx 0", "CoCreateInstance WbemLocator",
+                                         "CoUninitialize", "WlanRegisterNotification 24 1 callback previous",
+                                         "IsNetworkAlive", "CoCreateInstance MbnInterfaceManager"));
 }
 
 // Both settings disabled, with a wire up: each radio goes to its stored
@@ -451,13 +447,12 @@ TEST_F(WorkerOnTheLaptopTest, AFailingEthernetCheckLeavesEachRadioAsItIs)
 
     EXPECT_THAT(WorkerLines(), ElementsAre(kEntry, kFirmwareRead, kWlanWaited, kAlive, kChecking, kCheckFailed,
                                            kWwanWait, kWwanWaited, kCheckFailed, kExit));
-    EXPECT_THAT(Reached(), ElementsAre(L"NLMUtils::GetAutoSwitchingStatus", L"Utils::WaitforServiceToStartRunning",
-                                       L"CMainService::ListenForWlanEvents", L"CMainService::RegisterWlanNotification",
-                                       L"NLMUtils::PrintNetworkConnections",
-                                       L"NLMEventHandler::CheckEthernetConnectionStatusEx",
-                                       L"Utils::WaitforServiceToStartRunning",
-                                       L"ServiceUtils::EnumerateWwanInterfaces", L"CMainService::ListenForWwanEvents",
-                                       L"NLMEventHandler::CheckEthernetConnectionStatusEx"));
+    EXPECT_THAT(Reached(),
+                ElementsAre(L"NLMUtils::GetAutoSwitchingStatus", L"Utils::WaitforServiceToStartRunning",
+                            L"CMainService::ListenForWlanEvents", L"CMainService::RegisterWlanNotification",
+                            L"NLMUtils::PrintNetworkConnections", L"NLMEventHandler::CheckEthernetConnectionStatusEx",
+                            L"Utils::WaitforServiceToStartRunning", L"ServiceUtils::EnumerateWwanInterfaces",
+                            L"CMainService::ListenForWwanEvents", L"NLMEventHandler::CheckEthernetConnectionStatusEx"));
     EXPECT_TRUE(m_wlan.RadioOn());
     EXPECT_EQ(m_wlan.SetCalls(), 0u);
     EXPECT_EQ(m_broadband.RadioState(), MBN_RADIO_ON);
@@ -482,22 +477,20 @@ TEST_F(WorkerOnTheLaptopTest, EthernetAtStartSwitchesBothRadiosOffAndRunsToTheEx
     EXPECT_THAT(m_log.LinesOf("ServiceUtils::SwitchWwanStatus"),
                 Contains(L"TraceIn|ServiceUtils::SwitchWwanStatus|OnOffValue = 0, bCheckAirplaneStatus = 1"));
     // The modem switch asks for the wire itself too.
-    EXPECT_THAT(Reached(), ElementsAre(L"NLMUtils::GetAutoSwitchingStatus", L"Utils::WaitforServiceToStartRunning",
-                                       L"CMainService::ListenForWlanEvents", L"CMainService::RegisterWlanNotification",
-                                       L"NLMUtils::PrintNetworkConnections",
-                                       L"NLMEventHandler::CheckEthernetConnectionStatusEx",
-                                       L"ServiceUtils::SwitchWlanStatus", L"Utils::WaitforServiceToStartRunning",
-                                       L"ServiceUtils::EnumerateWwanInterfaces", L"CMainService::ListenForWwanEvents",
-                                       L"NLMEventHandler::CheckEthernetConnectionStatusEx",
-                                       L"ServiceUtils::SwitchWwanStatus",
-                                       L"NLMEventHandler::CheckEthernetConnectionStatusEx"));
+    EXPECT_THAT(Reached(),
+                ElementsAre(L"NLMUtils::GetAutoSwitchingStatus", L"Utils::WaitforServiceToStartRunning",
+                            L"CMainService::ListenForWlanEvents", L"CMainService::RegisterWlanNotification",
+                            L"NLMUtils::PrintNetworkConnections", L"NLMEventHandler::CheckEthernetConnectionStatusEx",
+                            L"ServiceUtils::SwitchWlanStatus", L"Utils::WaitforServiceToStartRunning",
+                            L"ServiceUtils::EnumerateWwanInterfaces", L"CMainService::ListenForWwanEvents",
+                            L"NLMEventHandler::CheckEthernetConnectionStatusEx", L"ServiceUtils::SwitchWwanStatus",
+                            L"NLMEventHandler::CheckEthernetConnectionStatusEx"));
     EXPECT_TRUE(WwanDeviceAvailable);
     EXPECT_EQ(m_broadband.AdvisedCount(), 1u);
-    EXPECT_THAT(StepCalls(),
-                ElementsAre("CoInitializeEx 0", "CoCreateInstance NetworkListManager", "QueueUserWorkItem 8",
-                            "CoInitializeEx 0", "CoCreateInstance WbemLocator", "CoUninitialize",
-                            "WlanRegisterNotification 24 1 callback previous", "IsNetworkAlive",
-                            "CoCreateInstance MbnInterfaceManager", "CoUninitialize"));
+    EXPECT_THAT(StepCalls(), ElementsAre("CoInitializeEx 0", "CoCreateInstance NetworkListManager",
+                                         "QueueUserWorkItem 8", "CoInitializeEx 0", "CoCreateInstance WbemLocator",
+                                         "CoUninitialize", "WlanRegisterNotification 24 1 callback previous",
+                                         "IsNetworkAlive", "CoCreateInstance MbnInterfaceManager", "CoUninitialize"));
     EXPECT_EQ(m_com.initializations, 2);
     EXPECT_EQ(m_com.uninitializations, 2);
 }
@@ -517,21 +510,19 @@ TEST_F(WorkerOnTheLaptopTest, NoEthernetAtStartRestoresBothRadios)
                                            kWwanWaited, kWwanStarting, kExit));
     EXPECT_TRUE(m_wlan.RadioOn());
     EXPECT_EQ(m_broadband.RadioState(), MBN_RADIO_ON);
-    EXPECT_THAT(Reached(), ElementsAre(L"NLMUtils::GetAutoSwitchingStatus", L"Utils::WaitforServiceToStartRunning",
-                                       L"CMainService::ListenForWlanEvents", L"CMainService::RegisterWlanNotification",
-                                       L"NLMUtils::PrintNetworkConnections",
-                                       L"NLMEventHandler::CheckEthernetConnectionStatusEx",
-                                       L"CMainService::UpdateWlanPowerStatus", L"ServiceUtils::SwitchWlanStatus",
-                                       L"Utils::WaitforServiceToStartRunning",
-                                       L"ServiceUtils::EnumerateWwanInterfaces", L"CMainService::ListenForWwanEvents",
-                                       L"NLMEventHandler::CheckEthernetConnectionStatusEx",
-                                       L"CMainService::UpdateWwanPowerStatus", L"ServiceUtils::SwitchWwanStatus",
-                                       L"NLMEventHandler::CheckEthernetConnectionStatusEx"));
-    EXPECT_THAT(StepCalls(),
-                ElementsAre("CoInitializeEx 0", "CoCreateInstance NetworkListManager", "QueueUserWorkItem 8",
-                            "CoInitializeEx 0", "CoCreateInstance WbemLocator", "CoUninitialize",
-                            "WlanRegisterNotification 24 1 callback previous", "IsNetworkAlive",
-                            "CoCreateInstance MbnInterfaceManager", "CoUninitialize"));
+    EXPECT_THAT(Reached(),
+                ElementsAre(L"NLMUtils::GetAutoSwitchingStatus", L"Utils::WaitforServiceToStartRunning",
+                            L"CMainService::ListenForWlanEvents", L"CMainService::RegisterWlanNotification",
+                            L"NLMUtils::PrintNetworkConnections", L"NLMEventHandler::CheckEthernetConnectionStatusEx",
+                            L"CMainService::UpdateWlanPowerStatus", L"ServiceUtils::SwitchWlanStatus",
+                            L"Utils::WaitforServiceToStartRunning", L"ServiceUtils::EnumerateWwanInterfaces",
+                            L"CMainService::ListenForWwanEvents", L"NLMEventHandler::CheckEthernetConnectionStatusEx",
+                            L"CMainService::UpdateWwanPowerStatus", L"ServiceUtils::SwitchWwanStatus",
+                            L"NLMEventHandler::CheckEthernetConnectionStatusEx"));
+    EXPECT_THAT(StepCalls(), ElementsAre("CoInitializeEx 0", "CoCreateInstance NetworkListManager",
+                                         "QueueUserWorkItem 8", "CoInitializeEx 0", "CoCreateInstance WbemLocator",
+                                         "CoUninitialize", "WlanRegisterNotification 24 1 callback previous",
+                                         "IsNetworkAlive", "CoCreateInstance MbnInterfaceManager", "CoUninitialize"));
 }
 
 // The airplane watcher is queued to run once, after the network list
@@ -572,8 +563,8 @@ TEST_F(WorkerOnTheLaptopTest, AStandardExceptionIsLoggedWithItsTextThenTheExitLi
                             Error(L"Exception in ServiceWorkerThread. network reachability unavailable"), kExit));
     EXPECT_THAT(StepCalls(),
                 ElementsAre("CoInitializeEx 0", "CoCreateInstance NetworkListManager", "QueueUserWorkItem 8",
-                            "CoInitializeEx 0", "CoCreateInstance WbemLocator", "CoUninitialize",
-                            "CoInitializeEx 0", "CoCreateInstance WbemLocator", "CoUninitialize",
+                            "CoInitializeEx 0", "CoCreateInstance WbemLocator", "CoUninitialize", "CoInitializeEx 0",
+                            "CoCreateInstance WbemLocator", "CoUninitialize",
                             "WlanRegisterNotification 24 1 callback previous", "IsNetworkAlive"));
     EXPECT_TRUE(m_wlan.RadioOn());
     EXPECT_EQ(m_wlan.SetCalls(), 0u);
@@ -594,8 +585,8 @@ TEST_F(WorkerOnTheLaptopTest, AWatcherThatCannotBeQueuedEndsTheWorkerAtTheTrampo
     EXPECT_THAT(WorkerLines(), ElementsAre(kEntry));
     EXPECT_THAT(m_log.LinesOf("CMainService::WorkItemTrampoline"),
                 ElementsAre(L"Error|CMainService::WorkItemTrampoline|Unhandled exception in a work item"));
-    EXPECT_THAT(m_pool.flags, ElementsAre(static_cast<ULONG>(WT_EXECUTEINPERSISTENTTHREAD),
-                                          static_cast<ULONG>(WT_EXECUTEONLYONCE)));
+    EXPECT_THAT(m_pool.flags,
+                ElementsAre(static_cast<ULONG>(WT_EXECUTEINPERSISTENTTHREAD), static_cast<ULONG>(WT_EXECUTEONLYONCE)));
     EXPECT_THAT(StepCalls(), ElementsAre("QueueUserWorkItem 128", "CoInitializeEx 0",
                                          "CoCreateInstance NetworkListManager", "QueueUserWorkItem 8"));
     EXPECT_TRUE(m_pool.queued.empty());
