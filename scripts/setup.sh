@@ -11,6 +11,7 @@ packages=(
   googletest                   # gtest/gmock sources, cross-compiled with the tests
   file                         # reports the PE format in the checks
   iproute2                     # ip netns: the network tests' own namespaces (tests/netns)
+  libxml2-utils                # xmllint: the Group Policy templates against their schema (tests/policy)
 )
 
 missing=()
