@@ -15,9 +15,7 @@
 
 namespace {
 
-using policy_tests::InstalledTemplate;
-using policy_tests::NumberWrite;
-using policy_tests::PolicyElement;
+using namespace policy_tests;
 
 using MaxLogSizeBound = policy_tests::LoggingUnderPolicy;
 

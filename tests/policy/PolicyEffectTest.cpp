@@ -16,18 +16,11 @@
 
 namespace {
 
-using policy_tests::DisabledWrite;
-using policy_tests::EnabledWrite;
-using policy_tests::InstalledTemplate;
-using policy_tests::ItemWrite;
-using policy_tests::NumberWrite;
-using policy_tests::PolicyElement;
-using policy_tests::PolicyValue;
-using policy_tests::TextWrite;
+using namespace policy_tests;
 using QX::Shared::CqxLogger;
 using QX::Shared::CqxLogListener;
 
-using PolicyEffect = policy_tests::LoggingUnderPolicy;
+std::string Narrow(const std::wstring& text) { return std::string(text.begin(), text.end()); }
 
 // The documented level of each name.
 int32_t DocumentedLevel(const std::wstring& name)
@@ -39,7 +32,7 @@ int32_t DocumentedLevel(const std::wstring& name)
         if (levelName == name)
             return level;
     }
-    ADD_FAILURE() << "no documented level is named " << std::string(name.begin(), name.end());
+    ADD_FAILURE() << "no documented level is named " << Narrow(name);
     return -1;
 }
 
@@ -54,38 +47,46 @@ std::set<int32_t> Levels(int32_t lowest, int32_t highest)
     return levels;
 }
 
-std::string Narrow(const std::wstring& text) { return std::string(text.begin(), text.end()); }
+class PolicyEffect : public LoggingUnderPolicy {
+protected:
+    struct Outcome {
+        std::wstring level;        // the level name chosen
+        std::set<int32_t> logged;  // the levels of the records in the log
+        bool timing;               // elapsed-time records turned on
+    };
+
+    // For each level that the policy's list offers, in turn: written as the
+    // template writes it, logging started, one record logged per level.
+    std::vector<Outcome> LogWithEachLevelOffered(const wchar_t* policyName)
+    {
+        const Policy& policy = InstalledTemplate().Find(policyName);
+        const PolicyElement& element = policy.Element(policyName);
+        EXPECT_FALSE(element.items.empty());
+        std::vector<Outcome> outcomes;
+        for (size_t item = 0; item < element.items.size(); ++item) {
+            Apply(ItemWrite(policy, element, item));
+            const bool timing = StartLogging().TimingEnabled();
+            LogOneRecordAtEachLevel();
+            outcomes.push_back({element.items[item].text, LevelsInTheLog(), timing});
+            StopLoggingAndDeleteTheLog();
+        }
+        return outcomes;
+    }
+};
 
 TEST_F(PolicyEffect, EachLowestLevelOfferedKeepsThatLevelAndAboveUpToError)
 {
-    const auto& policy = InstalledTemplate().Find(L"MinLogLevel");
-    const PolicyElement& element = policy.Element(L"MinLogLevel");
-    ASSERT_FALSE(element.items.empty());
-    for (size_t item = 0; item < element.items.size(); ++item) {
-        const std::wstring& name = element.items[item].text;
-        Apply(ItemWrite(policy, element, item));
-        StartLogging();
-        LogOneRecordAtEachLevel();
-        // Never keeps nothing, Diag nothing either (it lies above Error).
-        EXPECT_EQ(LevelsInTheLog(), Levels(DocumentedLevel(name), 5)) << Narrow(name);
-        StopLoggingAndDeleteTheLog();
-    }
+    // Never keeps nothing, Diag nothing either (it lies above Error).
+    for (const Outcome& outcome : LogWithEachLevelOffered(L"MinLogLevel"))
+        EXPECT_EQ(outcome.logged, Levels(DocumentedLevel(outcome.level), 5)) << Narrow(outcome.level);
 }
 
 TEST_F(PolicyEffect, EachHighestLevelOfferedKeepsThatLevelAndBelow)
 {
-    const auto& policy = InstalledTemplate().Find(L"MaxLogLevel");
-    const PolicyElement& element = policy.Element(L"MaxLogLevel");
-    ASSERT_FALSE(element.items.empty());
-    for (size_t item = 0; item < element.items.size(); ++item) {
-        const std::wstring& name = element.items[item].text;
-        Apply(ItemWrite(policy, element, item));
-        CqxLogger& logger = StartLogging();
-        LogOneRecordAtEachLevel();
-        EXPECT_EQ(LevelsInTheLog(), Levels(0, DocumentedLevel(name))) << Narrow(name);
+    for (const Outcome& outcome : LogWithEachLevelOffered(L"MaxLogLevel")) {
+        EXPECT_EQ(outcome.logged, Levels(0, DocumentedLevel(outcome.level))) << Narrow(outcome.level);
         // Diag also turns on the elapsed-time records of timed operations.
-        EXPECT_EQ(logger.TimingEnabled(), name == L"Diag") << Narrow(name);
-        StopLoggingAndDeleteTheLog();
+        EXPECT_EQ(outcome.timing, outcome.level == L"Diag") << Narrow(outcome.level);
     }
 }
 

@@ -18,18 +18,8 @@
 
 namespace {
 
-using policy_tests::Policy;
-using policy_tests::PolicyElement;
-using policy_tests::PolicyTemplate;
-using policy_tests::PolicyValue;
-using QX::Shared::kLoggingTypeKeywords;
-using QX::Shared::kLoggingTypeMaxLength;
-using QX::Shared::kNamedLevels;
-using QX::Shared::LevelFromName;
-using QX::Shared::LevelName;
-using QX::Shared::LevelNever;
-
-const PolicyTemplate& Template() { return policy_tests::InstalledTemplate(); }
+using namespace policy_tests;
+using namespace QX::Shared;
 
 // The names an enum element offers, in order; empty text for a number.
 std::vector<std::wstring> ItemTexts(const PolicyElement& element)
@@ -65,10 +55,10 @@ bool HasWord(const std::wstring& text, const std::wstring& word)
 
 TEST(TemplateNames, EveryPolicyWritesUnderTheLibrarysProductKey)
 {
-    const std::wstring productKey = QX::Shared::ProductKeyPath(nullptr);  // from this program's version resource
+    const std::wstring productKey = ProductKeyPath(nullptr);  // from this program's version resource
     ASSERT_FALSE(productKey.empty());
-    ASSERT_FALSE(Template().policies.empty());
-    for (const Policy& policy : Template().policies) {
+    ASSERT_FALSE(InstalledTemplate().policies.empty());
+    for (const Policy& policy : InstalledTemplate().policies) {
         EXPECT_EQ(policy.key, productKey) << policy.name;
         for (const PolicyElement& element : policy.elements)
             EXPECT_TRUE(element.key.empty() || element.key == productKey) << element.id;
@@ -78,38 +68,38 @@ TEST(TemplateNames, EveryPolicyWritesUnderTheLibrarysProductKey)
 TEST(TemplateNames, TheValueNamesAreExactlyThoseTheLibraryReads)
 {
     std::vector<std::wstring> written;
-    for (const Policy& policy : Template().policies) {
+    for (const Policy& policy : InstalledTemplate().policies) {
         if (!policy.valueName.empty())
             written.push_back(policy.valueName);
         for (const PolicyElement& element : policy.elements)
             written.push_back(element.valueName);
     }
     std::sort(written.begin(), written.end());
-    std::vector<std::wstring> read = {QX::Shared::kLoggingTypeValue, QX::Shared::kMinLogLevelValue,
-                                      QX::Shared::kMaxLogLevelValue, QX::Shared::kMaxLogSizeValue,
-                                      QX::Shared::kQueuedWritesValue};
+    std::vector<std::wstring> read = {kLoggingTypeValue, kMinLogLevelValue,
+                                      kMaxLogLevelValue, kMaxLogSizeValue,
+                                      kQueuedWritesValue};
     std::sort(read.begin(), read.end());
     EXPECT_EQ(written, read);  // each once, none missing, none the library ignores
 }
 
 TEST(TemplateNames, TheLowestLevelOffersEveryLevelNameOfTheLibrary)
 {
-    const PolicyElement& element = Template().Find(L"MinLogLevel").Element(L"MinLogLevel");
-    EXPECT_EQ(element.valueName, QX::Shared::kMinLogLevelValue);
+    const PolicyElement& element = InstalledTemplate().Find(L"MinLogLevel").Element(L"MinLogLevel");
+    EXPECT_EQ(element.valueName, kMinLogLevelValue);
     EXPECT_EQ(ItemTexts(element), LibraryLevelNames());
 }
 
 TEST(TemplateNames, TheHighestLevelOffersEveryLevelNameButNever)
 {
-    const PolicyElement& element = Template().Find(L"MaxLogLevel").Element(L"MaxLogLevel");
-    EXPECT_EQ(element.valueName, QX::Shared::kMaxLogLevelValue);
+    const PolicyElement& element = InstalledTemplate().Find(L"MaxLogLevel").Element(L"MaxLogLevel");
+    EXPECT_EQ(element.valueName, kMaxLogLevelValue);
     EXPECT_EQ(ItemTexts(element), LibraryLevelNames({LevelNever}));
 }
 
 TEST(TemplateNames, EveryLevelOfferedIsANameTheParserKnows)
 {
     for (const wchar_t* name : {L"MinLogLevel", L"MaxLogLevel"}) {
-        for (const std::wstring& item : ItemTexts(Template().Find(name).Element(name))) {
+        for (const std::wstring& item : ItemTexts(InstalledTemplate().Find(name).Element(name))) {
             const int32_t level = LevelFromName(item.c_str());
             // The parser gives Never for any text it does not know, so only
             // the name's own level proves it was recognised.
@@ -122,39 +112,39 @@ TEST(TemplateNames, EveryLevelOfferedIsANameTheParserKnows)
 TEST(TemplateNames, LevelsAreStoredAsTextSinceTheLibraryReadsOnlyRegSz)
 {
     for (const wchar_t* name : {L"MinLogLevel", L"MaxLogLevel"}) {
-        for (const PolicyValue& item : Template().Find(name).Element(name).items)
+        for (const PolicyValue& item : InstalledTemplate().Find(name).Element(name).items)
             EXPECT_EQ(item.kind, PolicyValue::Kind::String) << name;
     }
 }
 
 TEST(TemplateNames, LoggingTypeIsTextOfAtMostTheLengthTheLibraryReads)
 {
-    const PolicyElement& element = Template().Find(L"LoggingType").Element(L"LoggingType");
+    const PolicyElement& element = InstalledTemplate().Find(L"LoggingType").Element(L"LoggingType");
     EXPECT_EQ(element.kind, PolicyElement::Kind::Text);
-    EXPECT_EQ(element.valueName, QX::Shared::kLoggingTypeValue);
+    EXPECT_EQ(element.valueName, kLoggingTypeValue);
     EXPECT_EQ(element.maxLength, kLoggingTypeMaxLength);
 }
 
 TEST(TemplateNames, LoggingTypeExplanationNamesEveryKeywordOfTheLibrary)
 {
-    const std::wstring& explanation = Template().Find(L"LoggingType").explainText;
+    const std::wstring& explanation = InstalledTemplate().Find(L"LoggingType").explainText;
     for (const auto& keyword : kLoggingTypeKeywords)
         EXPECT_TRUE(HasWord(explanation, keyword.keyword)) << keyword.keyword;
 }
 
 TEST(TemplateNames, MaxLogSizeIsAFourByteNumberFromOne)
 {
-    const PolicyElement& element = Template().Find(L"MaxLogSize").Element(L"MaxLogSize");
+    const PolicyElement& element = InstalledTemplate().Find(L"MaxLogSize").Element(L"MaxLogSize");
     EXPECT_EQ(element.kind, PolicyElement::Kind::Decimal);
-    EXPECT_EQ(element.valueName, QX::Shared::kMaxLogSizeValue);
+    EXPECT_EQ(element.valueName, kMaxLogSizeValue);
     EXPECT_FALSE(element.storeAsText);  // text would not be the 4 bytes the library reads
     EXPECT_EQ(element.minValue, 1u);    // the library reads 0 as "not set"
 }
 
 TEST(TemplateNames, QueuedWritesIsOnOffAsFourByteNumbers)
 {
-    const Policy& policy = Template().Find(L"QueuedWrites");
-    EXPECT_EQ(policy.valueName, QX::Shared::kQueuedWritesValue);
+    const Policy& policy = InstalledTemplate().Find(L"QueuedWrites");
+    EXPECT_EQ(policy.valueName, kQueuedWritesValue);
     ASSERT_TRUE(policy.enabledValue && policy.disabledValue);
     EXPECT_EQ(policy.enabledValue->kind, PolicyValue::Kind::Decimal);
     EXPECT_NE(policy.enabledValue->decimal, 0u);
