@@ -12,6 +12,7 @@ packages=(
   file                         # reports the PE format in the checks
   clang-format                 # the format check of our C++ (scripts/check-format.sh)
   iproute2                     # ip netns: the network tests' own namespaces (tests/netns)
+  libxml2-utils                # xmllint: the Group Policy templates against their schema (tests/policy)
 )
 
 missing=()

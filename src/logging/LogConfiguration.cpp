@@ -15,26 +15,19 @@ namespace {
 // Level values are REG_SZ of at most 127 characters.
 constexpr size_t kLevelNameLimit = 127;
 
-// "LoggingType" is read into 128 bytes: 63 characters and a terminator.
-constexpr DWORD kLoggingTypeBytes = 128;
-
 int32_t TypesFromLoggingType(const PolicyKeys& keys)
 {
     wchar_t text[kLoggingTypeBytes / sizeof(wchar_t) + 1] = {};
-    if (!ReadPolicyBytes(keys, L"LoggingType", text, kLoggingTypeBytes))
+    if (!ReadPolicyBytes(keys, kLoggingTypeValue, text, kLoggingTypeBytes))
         return 0;
     for (wchar_t* c = text; *c != L'\0'; ++c)
         *c = static_cast<wchar_t>(towupper(*c));
 
     int32_t types = 0;
-    if (wcsstr(text, L"EVENT") != nullptr)
-        types |= CqxLogListener::TypeEvent;
-    if (wcsstr(text, L"FILE") != nullptr)
-        types |= CqxLogListener::TypeFileDirect;
-    if (wcsstr(text, L"CONSOLE") != nullptr)
-        types |= CqxLogListener::TypeConsole;
-    if (wcsstr(text, L"DEBUG") != nullptr)
-        types |= CqxLogListener::TypeDebug;
+    for (const LoggingTypeKeyword& keyword : kLoggingTypeKeywords) {
+        if (wcsstr(text, keyword.keyword) != nullptr)
+            types |= keyword.type;
+    }
     return types;
 }
 
@@ -44,8 +37,7 @@ int32_t LevelFromName(const wchar_t* name)
 {
     if (name == nullptr || name[0] == L'\0')
         return LevelNever;
-    for (const int32_t level : {LevelTraceIn, LevelTraceOut, LevelVerbose, LevelInformation, LevelWarning, LevelError,
-                                LevelDiag, LevelNever}) {
+    for (const int32_t level : kNamedLevels) {
         if (_wcsicmp(name, LevelName(level)) == 0)
             return level;
     }
@@ -55,11 +47,11 @@ int32_t LevelFromName(const wchar_t* name)
 void ReadLevels(CqxLogListener& listener, const PolicyKeys& keys, const wchar_t* minLevelValueName)
 {
     const wchar_t* minName =
-        (minLevelValueName != nullptr && minLevelValueName[0] != L'\0') ? minLevelValueName : L"MinLogLevel";
+        (minLevelValueName != nullptr && minLevelValueName[0] != L'\0') ? minLevelValueName : kMinLogLevelValue;
     std::wstring text;
     if (ReadPolicyText(keys, minName, kLevelNameLimit, text))
         listener.SetMinLevel(LevelFromName(text.c_str()));
-    if (ReadPolicyText(keys, L"MaxLogLevel", kLevelNameLimit, text))
+    if (ReadPolicyText(keys, kMaxLogLevelValue, kLevelNameLimit, text))
         listener.SetMaxLevel(LevelFromName(text.c_str()));
 }
 

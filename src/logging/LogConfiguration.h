@@ -10,10 +10,28 @@
 #include "logging/Logger.h"
 #include "logging/PolicyKeys.h"
 
+#include <cstddef>
 #include <cstdint>
 #include <memory>
 
 namespace QX::Shared {
+
+// "LoggingType" is read into 128 bytes: 63 characters and a terminator.
+inline constexpr uint32_t kLoggingTypeBytes = 128;
+inline constexpr size_t kLoggingTypeMaxLength = kLoggingTypeBytes / sizeof(wchar_t) - 1;
+
+// The keywords searched for in the upper-cased "LoggingType", and the
+// listener each one adds.
+struct LoggingTypeKeyword {
+    const wchar_t* keyword;
+    int32_t type;
+};
+inline constexpr LoggingTypeKeyword kLoggingTypeKeywords[] = {
+    {L"EVENT", CqxLogListener::TypeEvent},
+    {L"FILE", CqxLogListener::TypeFileDirect},
+    {L"CONSOLE", CqxLogListener::TypeConsole},
+    {L"DEBUG", CqxLogListener::TypeDebug},
+};
 
 // The level of a name, ignoring letter case; null, empty or unknown: Never.
 int32_t LevelFromName(const wchar_t* name);

@@ -17,6 +17,10 @@ enum LogLevel : int32_t {
     LevelNever = 99,       // a configuration value only; no record carries it
 };
 
+// Every level that has a name, in the order of the table.
+inline constexpr int32_t kNamedLevels[] = {LevelTraceIn, LevelTraceOut, LevelVerbose, LevelInformation,
+                                           LevelWarning, LevelError,    LevelDiag,    LevelNever};
+
 // The name of a level, or nullptr for a number outside the table.
 const wchar_t* LevelName(int32_t level);
 

@@ -44,7 +44,7 @@ CqxLogListenerFile::CqxLogListenerFile(bool queuedDefault, int32_t defaultMinLev
 {
     PolicyKeys keys;
     OpenPolicyKeys(nullptr, keys);
-    Initialize(fileName, keys, L"MaxLogSize");
+    Initialize(fileName, keys, kMaxLogSizeValue);
 }
 
 std::unique_ptr<CqxLogListenerFile> CqxLogListenerFile::CreateForTesting(bool queuedDefault, int32_t defaultMinLevel,
@@ -102,7 +102,7 @@ void CqxLogListenerFile::Initialize(const std::wstring& fileName, const PolicyKe
     }
 
     DWORD queued = 0;
-    if (ReadPolicyNumber(keys, L"QueuedWrites", /*zeroIsAbsent=*/false, queued))
+    if (ReadPolicyNumber(keys, kQueuedWritesValue, /*zeroIsAbsent=*/false, queued))
         m_queued = queued != 0;
     if (m_queued)
         m_queue = std::make_unique<CqxLogQueue>(m_file);
@@ -114,7 +114,7 @@ int32_t CqxLogListenerFile::GetMaxLogSize(const PolicyKeys& keys, const wchar_t*
     if (m_file->MaxSize() != -1)
         return m_file->MaxSize();
     DWORD kilobytes = 0;
-    const wchar_t* name = (valueName != nullptr && valueName[0] != L'\0') ? valueName : L"MaxLogSize";
+    const wchar_t* name = (valueName != nullptr && valueName[0] != L'\0') ? valueName : kMaxLogSizeValue;
     m_file->SetMaxSize(ReadPolicyNumber(keys, name, /*zeroIsAbsent=*/true, kilobytes) ? static_cast<int32_t>(kilobytes)
                                                                                       : kDefaultMaxLogSize);
     return m_file->MaxSize();

@@ -36,13 +36,13 @@ std::unique_ptr<CqxLogger> LoggerSlot::ExchangeForTesting(std::unique_ptr<CqxLog
     return previous;
 }
 
+std::unique_ptr<CqxLogger> CreateProcessLogger() { return CreateLogger(LevelTraceIn, CqxLogListener::TypeFileQueued); }
+
 namespace {
 
 // The process slot once it exists, so that GetLogger reads the logger without
 // going through the guard of ProcessSlot's function-local static.
 std::atomic<LoggerSlot*> g_processSlot{nullptr};
-
-std::unique_ptr<CqxLogger> CreateProcessLogger() { return CreateLogger(LevelTraceIn, CqxLogListener::TypeFileQueued); }
 
 LoggerSlot& ProcessSlot()
 {

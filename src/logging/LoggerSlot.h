@@ -52,6 +52,11 @@ private:
     std::atomic<CqxLogger*> m_current{nullptr};
 };
 
+// The process logger as the first log call creates it: the listeners and
+// levels the policy values give, with TraceIn and the queued file listener
+// as the defaults.
+std::unique_ptr<CqxLogger> CreateProcessLogger();
+
 // Replaces the process logger for the life of the object (tests only, with
 // no other thread logging), and puts the previous one back.
 class ScopedLoggerForTesting {

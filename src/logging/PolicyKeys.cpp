@@ -89,11 +89,9 @@ void OpenPolicyKeys(const wchar_t* productName, PolicyKeys& keys)
     keys.module.reset();
     keys.product.reset();
 
-    const std::wstring product =
-        (productName != nullptr && productName[0] != L'\0') ? std::wstring(productName) : ProductNameOfExecutable();
-    if (product.empty())
+    const std::wstring productPath = ProductKeyPath(productName);
+    if (productPath.empty())
         return;
-    const std::wstring productPath = kPolicyRoot + product;
     if (RegOpenKeyExW(HKEY_LOCAL_MACHINE, productPath.c_str(), 0, KEY_READ, keys.product.put()) != ERROR_SUCCESS) {
         keys.product.release();
         return;
@@ -101,6 +99,13 @@ void OpenPolicyKeys(const wchar_t* productName, PolicyKeys& keys)
     if (RegOpenKeyExW(keys.product.get(), ExecutableBaseName().c_str(), 0, KEY_READ, keys.module.put()) !=
         ERROR_SUCCESS)
         keys.module.release();
+}
+
+std::wstring ProductKeyPath(const wchar_t* productName)
+{
+    const std::wstring product =
+        (productName != nullptr && productName[0] != L'\0') ? std::wstring(productName) : ProductNameOfExecutable();
+    return product.empty() ? std::wstring() : kPolicyRoot + product;
 }
 
 std::wstring ExecutableBaseName()

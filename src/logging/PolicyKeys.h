@@ -17,6 +17,14 @@
 
 namespace QX::Shared {
 
+// The names of the policy values, as the readers look them up and as the
+// Group Policy templates (policy/) write them.
+inline constexpr wchar_t kLoggingTypeValue[] = L"LoggingType";
+inline constexpr wchar_t kMinLogLevelValue[] = L"MinLogLevel";
+inline constexpr wchar_t kMaxLogLevelValue[] = L"MaxLogLevel";
+inline constexpr wchar_t kMaxLogSizeValue[] = L"MaxLogSize";
+inline constexpr wchar_t kQueuedWritesValue[] = L"QueuedWrites";
+
 struct PolicyKeys {
     os::UniqueRegKey product;
     os::UniqueRegKey module;
@@ -27,6 +35,11 @@ struct PolicyKeys {
 // is opened only when the product key opened. A key that does not open stays
 // closed.
 void OpenPolicyKeys(const wchar_t* productName, PolicyKeys& keys);
+
+// The product key's path below HKLM ("Software\Policies\QX\<product>") for
+// `productName`, or for the product of this executable's version resource
+// when it is null or empty; empty when there is no product name.
+std::wstring ProductKeyPath(const wchar_t* productName);
 
 // The executable's file name without its extension ("Tessarine" for
 // C:\...\Tessarine.exe); empty when the path has no dot or no backslash.
