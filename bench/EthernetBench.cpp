@@ -18,10 +18,10 @@
 #include "BenchLog.h"
 #include "BenchTable.h"
 
-#include "fakes/FakeIpHelper.h"
 #include "fakes/RecordingListener.h"
 #include "logging/Logger.h"
 #include "logging/LoggerSlot.h"
+#include "models/FakeIpHelper.h"
 #include "network/EthernetCheck.h"
 #include "platform/Format.h"
 

@@ -1,7 +1,9 @@
 // The exports of the simulation's COM server: DllGetClassObject hands out
 // one class factory per class it serves (the network list manager, the MBN
-// interface manager, the WMI locator), each making objects over the model of
-// its device. The models and their threads are made by the first object,
+// interface manager, the WMI locator). A factory readies the device of its
+// class, whose model serves the class through this DLL's copy of the
+// platform seam, and makes the object there, as the in-process tests do.
+// The devices, their models and their threads are made by the first object,
 // never under the loader lock, and live until the process ends; the objects
 // live as long as their holders keep them. DllCanUnloadNow always answers
 // S_FALSE: the models' threads run this DLL's code.
@@ -11,6 +13,7 @@
 #include "SimulatedModem.h"
 #include "SimulatedNetworkList.h"
 
+#include "platform/Api.h"
 #include "platform/MbnApi.h"
 
 #include <netlistmgr.h>
@@ -18,35 +21,17 @@
 
 namespace {
 
-// Makes an object of the class and queries it for `iid`.
-using Maker = HRESULT (*)(REFIID iid, void** object);
+// Readies the device of a class (made on first use).
+using Ready = void (*)();
 
-template <typename Interface>
-HRESULT Handed(Interface* created, REFIID iid, void** object)
-{
-    if (created == nullptr)
-        return E_OUTOFMEMORY;
-    const HRESULT result = created->QueryInterface(iid, object);
-    created->Release();
-    return result;
-}
-
-HRESULT MakeNetworkListManager(REFIID iid, void** object)
-{
-    return Handed(sim::SimulatedNetworkList::Get().NewManager(), iid, object);
-}
-
-HRESULT MakeMbnInterfaceManager(REFIID iid, void** object)
-{
-    return Handed(sim::SimulatedModem::Get().NewManager(), iid, object);
-}
-
-HRESULT MakeWbemLocator(REFIID iid, void** object) { return sim::SimulatedFirmware::Get().CreateLocator(iid, object); }
+void ReadyNetworkList() { sim::SimulatedNetworkList::Get(); }
+void ReadyModem() { sim::SimulatedModem::Get(); }
+void ReadyFirmware() { sim::SimulatedFirmware::Get().ReadSettings(); }
 
 // A class factory of one class: static, so its references are not counted.
 class ClassFactory : public IClassFactory {
 public:
-    explicit constexpr ClassFactory(Maker maker) : m_maker(maker) {}
+    constexpr ClassFactory(const CLSID& clsid, Ready ready) : m_clsid(clsid), m_ready(ready) {}
 
     HRESULT STDMETHODCALLTYPE QueryInterface(REFIID iid, void** object) override
     {
@@ -70,7 +55,8 @@ public:
         if (outer != nullptr)
             return CLASS_E_NOAGGREGATION;
         try {
-            return m_maker(iid, object);
+            m_ready();
+            return os::api().CoCreateInstance(m_clsid, nullptr, CLSCTX_INPROC_SERVER, iid, object);
         } catch (...) {
             return E_UNEXPECTED;
         }
@@ -78,12 +64,13 @@ public:
     HRESULT STDMETHODCALLTYPE LockServer(BOOL) override { return S_OK; }
 
 private:
-    Maker m_maker;
+    const CLSID& m_clsid;
+    Ready m_ready;
 };
 
-ClassFactory s_networkListFactory(&MakeNetworkListManager);
-ClassFactory s_mbnFactory(&MakeMbnInterfaceManager);
-ClassFactory s_wbemFactory(&MakeWbemLocator);
+ClassFactory s_networkListFactory(CLSID_NetworkListManager, &ReadyNetworkList);
+ClassFactory s_mbnFactory(CLSID_MbnInterfaceManager, &ReadyModem);
+ClassFactory s_wbemFactory(CLSID_WbemLocator, &ReadyFirmware);
 
 } // namespace
 

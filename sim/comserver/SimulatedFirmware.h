@@ -5,16 +5,14 @@
 // "ROOT\qx\instrumentedbios" with the two switching settings of class
 // QXBIOS_BIOSEnumeration. Their values are read from the simulation state
 // ("FirmwareLanWlanSwitching", "FirmwareLanWwanSwitching"; "Enable" when
-// missing) each time a locator is made: the service reads the firmware only
-// when it starts.
+// missing) before each locator is made (ReadSettings): the service reads the
+// firmware only when it starts.
 //
 // Threads: any thread of the service may make a locator; the model
-// serialises the calls of its objects itself.
+// serialises the calls of its objects, and the settings' changes, itself.
 #pragma once
 
-#include "fakes/FirmwareWmi.h"
-
-#include <mutex>
+#include "models/FirmwareWmi.h"
 
 namespace sim {
 
@@ -29,8 +27,8 @@ public:
     // loader lock) and kept until the process ends.
     static SimulatedFirmware& Get();
 
-    // A locator of the model, the settings taken from the state now.
-    HRESULT CreateLocator(REFIID iid, void** object);
+    // The settings take their values from the state now.
+    void ReadSettings();
 
     SimulatedFirmware(const SimulatedFirmware&) = delete;
     SimulatedFirmware& operator=(const SimulatedFirmware&) = delete;
@@ -38,7 +36,6 @@ public:
 private:
     SimulatedFirmware() = default;
 
-    std::mutex m_lock;  // one locator made at a time
     fakes::FirmwareWmi m_wmi;
 };
 

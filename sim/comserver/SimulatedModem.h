@@ -1,7 +1,8 @@
 // SimulatedModem: the mobile-broadband modem of the simulated laptop inside
 // the simulation's COM server. One fakes::MobileBroadbandModel (one
 // interface and its radio; completions delivered to the advised sinks on
-// threads of their own) kept in step with the simulation state:
+// threads of their own), serving its class through this DLL's copy of the
+// platform seam, kept in step with the simulation state:
 //
 // - "ModemPresent" 0 leaves the manager without interfaces; 1 or a missing
 //   value gives the one interface. Followed while the process runs.
@@ -26,7 +27,7 @@
 // it, never the other way round.
 #pragma once
 
-#include "fakes/MobileBroadbandModel.h"
+#include "models/MobileBroadbandModel.h"
 #include "sim/SimulationState.h"
 
 #include <memory>
@@ -43,9 +44,6 @@ public:
     // The modem of the process, made on first use (never under the loader
     // lock) and kept until the process ends.
     static SimulatedModem& Get();
-
-    // A new manager over the model; the caller owns the reference.
-    IMbnInterfaceManager* NewManager() { return m_model.NewManager(); }
 
     SimulatedModem(const SimulatedModem&) = delete;
     SimulatedModem& operator=(const SimulatedModem&) = delete;

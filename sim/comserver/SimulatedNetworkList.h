@@ -1,6 +1,7 @@
 // SimulatedNetworkList: the network list manager of the simulated laptop
-// inside the simulation's COM server. One fakes::NetworkListModel whose
-// connections follow the Ethernet adapters (IfType 6) that IP Helper reports
+// inside the simulation's COM server. One fakes::NetworkListModel, serving
+// its class through this DLL's copy of the platform seam, whose connections
+// follow the Ethernet adapters (IfType 6) that IP Helper reports
 // (the real GetAdaptersAddresses, or the source a test sets): one connection
 // per adapter, its id derived from the adapter's GUID (ConnectionIdOf), the
 // adapter's own GUID (its AdapterName "{...}") as adapter id.
@@ -35,7 +36,7 @@
 // like the model, live until the process ends.
 #pragma once
 
-#include "fakes/NetworkListModel.h"
+#include "models/NetworkListModel.h"
 #include "sim/SimulationState.h"
 
 #include <winsock2.h>
@@ -97,8 +98,6 @@ public:
     // process ends.
     static SimulatedNetworkList& Get();
 
-    // A new manager over the model; the caller owns the reference.
-    INetworkListManager* NewManager() { return m_model.NewManager(); }
     // From the next pass on the adapters come from `source` (nullptr: the
     // real GetAdaptersAddresses).
     void SetAdapterSource(AdapterSource source);

@@ -28,7 +28,7 @@
 // inside it, never the other way round.
 #pragma once
 
-#include "fakes/FakeWlanClient.h"
+#include "models/FakeWlanClient.h"
 #include "sim/SimulationState.h"
 
 #include <memory>

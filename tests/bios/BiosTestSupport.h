@@ -6,10 +6,10 @@
 #include "bios/BiosSettings.h"
 #include "fakes/ExpectedLines.h"
 #include "fakes/FakeComRuntime.h"
-#include "fakes/FirmwareWmi.h"
-#include "fakes/Journal.h"
 #include "fakes/RecordingListener.h"
 #include "fakes/VirtualClock.h"
+#include "models/FirmwareWmi.h"
+#include "models/Journal.h"
 #include "state/SwitchingState.h"
 
 #include <gmock/gmock.h>

@@ -6,18 +6,18 @@
 #include "events/NLMEventHandler.h"
 
 #include "fakes/ExpectedLines.h"
-#include "fakes/FakeComTexts.h"
-#include "fakes/FakeIpHelper.h"
+#include "models/FakeComTexts.h"
+#include "models/FakeIpHelper.h"
 #include "fakes/FakeProcessHeap.h"
-#include "fakes/FakeWlanClient.h"
+#include "models/FakeWlanClient.h"
 #include "fakes/FreshSwitchingState.h"
 #include "fakes/JoinedVectors.h"
 #include "fakes/MachineState.h"
-#include "fakes/MobileBroadbandModel.h"
-#include "fakes/NetworkListModel.h"
+#include "models/MobileBroadbandModel.h"
+#include "models/NetworkListModel.h"
 #include "fakes/RecordingListener.h"
 #include "fakes/VirtualClock.h"
-#include "fakes/Adapters.h"
+#include "models/Adapters.h"
 #include "platform/Api.h"
 #include "platform/ComPtr.h"
 #include "radio/WlanRadio.h"
@@ -54,7 +54,7 @@ constexpr wchar_t kSecondConnectionText[] = L"{0D0D0D0D-1111-2222-0102-030405060
 const GUID kWirelessConnectionId = {0x0E0E0E0E, 0x1111, 0x2222, {1, 2, 3, 4, 5, 6, 7, 8}};
 constexpr wchar_t kWirelessConnectionText[] = L"{0E0E0E0E-1111-2222-0102-030405060708}";
 
-// The adapters behind them (the Ethernet and wireless names of fakes/Adapters.h).
+// The adapters behind them (the Ethernet and wireless names of models/Adapters.h).
 const GUID kEthernetAdapterId = {0x11111111, 0x2222, 0x3333, {0x44, 0x44, 0x55, 0x55, 0x55, 0x55, 0x55, 0x55}};
 const GUID kSecondAdapterId = {0x22222222, 0x2222, 0x3333, {0x44, 0x44, 0x55, 0x55, 0x55, 0x55, 0x55, 0x55}};
 constexpr char kSecondAdapterName[] = "{22222222-2222-3333-4444-555555555555}";

@@ -4,7 +4,7 @@
 // across objects. Heap objects; they delete themselves at the last Release.
 #pragma once
 
-#include "fakes/Journal.h"
+#include "models/Journal.h"
 #include "events/NLMEventHandler.h"
 #include "platform/MbnApi.h"
 

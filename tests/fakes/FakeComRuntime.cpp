@@ -1,6 +1,26 @@
 #include "fakes/FakeComRuntime.h"
 
+#include "platform/MbnApi.h"
+
+#include <netlistmgr.h>
+#include <wbemcli.h>
+
 namespace fakes {
+namespace {
+
+// The classes the service creates, as the journal names them.
+std::string ClassName(REFCLSID clsid)
+{
+    if (IsEqualCLSID(clsid, CLSID_NetworkListManager))
+        return "NetworkListManager";
+    if (IsEqualCLSID(clsid, CLSID_MbnInterfaceManager))
+        return "MbnInterfaceManager";
+    if (IsEqualCLSID(clsid, CLSID_WbemLocator))
+        return "WbemLocator";
+    return "other";
+}
+
+}  // namespace
 
 FakeComRuntime* FakeComRuntime::s_current = nullptr;
 
@@ -10,6 +30,7 @@ FakeComRuntime::FakeComRuntime(Journal* journal) : m_journal(journal)
     m_seam->CoInitializeEx = &FakeComRuntime::CoInitializeEx;
     m_seam->CoInitializeSecurity = &FakeComRuntime::CoInitializeSecurity;
     m_seam->CoUninitialize = &FakeComRuntime::CoUninitialize;
+    m_seam->CoCreateInstance = &FakeComRuntime::CoCreateInstance;
 }
 
 FakeComRuntime::~FakeComRuntime() { s_current = nullptr; }
@@ -56,6 +77,15 @@ void WINAPI FakeComRuntime::CoUninitialize()
 {
     ++s_current->uninitializations;
     Note(s_current->m_journal, "CoUninitialize");
+}
+
+HRESULT WINAPI FakeComRuntime::CoCreateInstance(REFCLSID clsid, LPUNKNOWN outer, DWORD context, REFIID iid,
+                                                LPVOID* object)
+{
+    s_current->classRequests.push_back({clsid, outer, context, iid});
+    Note(s_current->m_journal, "CoCreateInstance " + ClassName(clsid));
+    *object = nullptr;
+    return REGDB_E_CLASSNOTREG;
 }
 
 }  // namespace fakes

@@ -1,10 +1,15 @@
-// FakeComRuntime: COM initialisation and process security through the seam,
-// for the life of the object. Counts the calls, keeps what the security call
-// was given (the descriptor as a self-relative copy, since the caller's is
-// gone after the call), and fails where a test says.
+// FakeComRuntime: COM initialisation, process security and class creation
+// through the seam, for the life of the object. Counts the calls, keeps what
+// the security call was given (the descriptor as a self-relative copy, since
+// the caller's is gone after the call), and fails where a test says.
+//
+// No class is registered with it: every CoCreateInstance that reaches it is
+// kept and answered REGDB_E_CLASSNOTREG. The device models installed after
+// it (models/ComClass.h) serve their classes in front of it, so install it
+// first.
 #pragma once
 
-#include "fakes/Journal.h"
+#include "models/Journal.h"
 #include "platform/Api.h"
 
 #include <vector>
@@ -24,6 +29,14 @@ public:
         DWORD capabilities = 0;
     };
 
+    // A CoCreateInstance that no installed class served.
+    struct ClassRequest {
+        CLSID clsid;
+        IUnknown* outer;
+        DWORD context;
+        IID iid;
+    };
+
     explicit FakeComRuntime(Journal* journal = nullptr);
     ~FakeComRuntime();
     FakeComRuntime(const FakeComRuntime&) = delete;
@@ -36,6 +49,7 @@ public:
     DWORD concurrencyModel = ~0u;  // of the last initialisation
     int uninitializations = 0;
     std::vector<SecurityCall> securityCalls;
+    std::vector<ClassRequest> classRequests;
 
 private:
     static HRESULT WINAPI CoInitializeEx(LPVOID reserved, DWORD model);
@@ -44,6 +58,8 @@ private:
                                                DWORD authentication, DWORD impersonation, void* authenticationList,
                                                DWORD capabilities, void* reserved3);
     static void WINAPI CoUninitialize();
+    static HRESULT WINAPI CoCreateInstance(REFCLSID clsid, LPUNKNOWN outer, DWORD context, REFIID iid,
+                                           LPVOID* object);
 
     static FakeComRuntime* s_current;
     os::ScopedApiOverride m_seam;

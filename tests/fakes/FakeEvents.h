@@ -4,7 +4,7 @@
 // arguments and every signal is journalled.
 #pragma once
 
-#include "fakes/Journal.h"
+#include "models/Journal.h"
 #include "platform/Api.h"
 
 #include <string>

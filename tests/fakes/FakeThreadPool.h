@@ -5,8 +5,8 @@
 // queueing can be made to fail with a Win32 code.
 #pragma once
 
-#include "fakes/Journal.h"
-#include "fakes/OwnThreads.h"
+#include "models/Journal.h"
+#include "models/OwnThreads.h"
 #include "platform/Api.h"
 
 #include <utility>

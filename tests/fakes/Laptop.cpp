@@ -1,6 +1,6 @@
 #include "fakes/Laptop.h"
 
-#include "fakes/Adapters.h"
+#include "models/Adapters.h"
 #include "fakes/FreshSwitchingState.h"
 #include "state/RegistryPaths.h"
 #include "state/ServiceNames.h"
@@ -67,11 +67,8 @@ Laptop::Laptop(Options options)
         m_broadband.SetInterfaces({});
     m_broadband.SetRadioState(options.mobileBroadbandOn ? MBN_RADIO_ON : MBN_RADIO_OFF);
 
-    m_seam->CoCreateInstance = &Laptop::CoCreateInstance;
     m_seam->IsNetworkAlive = &Laptop::IsNetworkAlive;
     m_seam->RegNotifyChangeKeyValue = &Laptop::RegNotifyChangeKeyValue;
-    // After the laptop's own classes, so the locator goes on to them.
-    m_firmware = std::make_unique<FirmwareWmi>();
     SetFirmware(options.wifiSwitchingAllowed, options.mobileBroadbandSwitchingAllowed);
     m_pool.RunOnOwnThreads();
 
@@ -276,8 +273,8 @@ bool Laptop::SetAirplaneMode(bool on)
 
 void Laptop::SetFirmware(bool wifiSwitchingAllowed, bool mobileBroadbandSwitchingAllowed)
 {
-    m_firmware->SetValue(kFirmwareClass, kWifiSetting, FirmwareValue(wifiSwitchingAllowed));
-    m_firmware->SetValue(kFirmwareClass, kMobileBroadbandSetting, FirmwareValue(mobileBroadbandSwitchingAllowed));
+    m_firmware.SetValue(kFirmwareClass, kWifiSetting, FirmwareValue(wifiSwitchingAllowed));
+    m_firmware.SetValue(kFirmwareClass, kMobileBroadbandSetting, FirmwareValue(mobileBroadbandSwitchingAllowed));
 }
 
 // --- Settling -----------------------------------------------------------
@@ -348,7 +345,7 @@ void Laptop::ClearLog()
 
 int Laptop::LiveComObjects() const
 {
-    return m_networkList.LiveObjects() + m_broadband.LiveObjects() + m_firmware->LiveObjects();
+    return m_networkList.LiveObjects() + m_broadband.LiveObjects() + m_firmware.LiveObjects();
 }
 
 std::wstring Laptop::StoredWifi() { return ScopedPowerStatus::Stored(kWlanPowerStatusKey); }
@@ -360,20 +357,6 @@ void Laptop::StoreWifi(const wchar_t* text) { ScopedPowerStatus::Store(kWlanPowe
 void Laptop::StoreMobileBroadband(const wchar_t* text) { ScopedPowerStatus::Store(kWwanPowerStatusKey, text); }
 
 // --- The laptop's platform calls -----------------------------------------
-
-HRESULT WINAPI Laptop::CoCreateInstance(REFCLSID clsid, LPUNKNOWN, DWORD, REFIID iid, LPVOID* object)
-{
-    *object = nullptr;
-    if (IsEqualCLSID(clsid, CLSID_NetworkListManager) && IsEqualIID(iid, IID_INetworkListManager)) {
-        *object = s_current->m_networkList.NewManager();
-        return S_OK;
-    }
-    if (IsEqualCLSID(clsid, CLSID_MbnInterfaceManager) && IsEqualIID(iid, IID_IMbnInterfaceManager)) {
-        *object = s_current->m_broadband.NewManager();
-        return S_OK;
-    }
-    return REGDB_E_CLASSNOTREG;
-}
 
 BOOL WINAPI Laptop::IsNetworkAlive(LPDWORD flags)
 {

@@ -20,17 +20,17 @@
 #pragma once
 
 #include "fakes/FakeEventLog.h"
-#include "fakes/FakeIpHelper.h"
 #include "fakes/FakeScm.h"
 #include "fakes/FakeServiceDispatcher.h"
 #include "fakes/FakeThreadPool.h"
-#include "fakes/FakeWlanClient.h"
-#include "fakes/FirmwareWmi.h"
 #include "fakes/MachineState.h"
-#include "fakes/MobileBroadbandModel.h"
-#include "fakes/NetworkListModel.h"
 #include "fakes/RecordingListener.h"
 #include "fakes/VirtualClock.h"
+#include "models/FakeIpHelper.h"
+#include "models/FakeWlanClient.h"
+#include "models/FirmwareWmi.h"
+#include "models/MobileBroadbandModel.h"
+#include "models/NetworkListModel.h"
 #include "platform/Api.h"
 
 #include <atomic>
@@ -158,8 +158,6 @@ private:
     bool WaitForWatcherPass(int passesBefore);
     GUID ConnectionIdOf(const Wire& wire) const;
 
-    static HRESULT WINAPI CoCreateInstance(REFCLSID clsid, LPUNKNOWN outer, DWORD context, REFIID iid,
-                                           LPVOID* object);
     static BOOL WINAPI IsNetworkAlive(LPDWORD flags);
     static LSTATUS WINAPI RegNotifyChangeKeyValue(HKEY key, BOOL subtree, DWORD filter, HANDLE event,
                                                   BOOL asynchronous);
@@ -176,14 +174,13 @@ private:
     FakeEventLog m_eventLog;
     FakeIpHelper m_ipHelper;
     FakeWlanClient m_wlan;
+    // Each serves its COM class for its life.
     NetworkListModel m_networkList;
     MobileBroadbandModel m_broadband;
-    // The laptop's own platform calls. Seam overrides end in the reverse
-    // order of their making: the firmware's, made last (it goes on to the
-    // laptop's classes), ends first.
+    FirmwareWmi m_firmware;
+    // The laptop's own platform calls.
     os::ScopedApiOverride m_seam;
     FakeThreadPool m_pool;
-    std::unique_ptr<FirmwareWmi> m_firmware;
     std::unique_ptr<CMainService> m_service;
 
     std::mutex m_controlLock;   // the dispatcher's one thread

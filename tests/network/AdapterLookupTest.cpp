@@ -3,13 +3,13 @@
 // adapter id asked of the network list manager.
 #include "network/NLMUtils.h"
 
-#include "fakes/Adapters.h"
 #include "fakes/ExpectedLines.h"
-#include "fakes/FakeComTexts.h"
-#include "fakes/FakeIpHelper.h"
 #include "fakes/FakeProcessHeap.h"
-#include "fakes/NetworkListModel.h"
 #include "fakes/RecordingListener.h"
+#include "models/Adapters.h"
+#include "models/FakeComTexts.h"
+#include "models/FakeIpHelper.h"
+#include "models/NetworkListModel.h"
 #include "platform/Api.h"
 #include "platform/ComPtr.h"
 

@@ -2,10 +2,10 @@
 // answer is one that some whole adapter list gives, and nothing leaks.
 #include "network/EthernetCheck.h"
 
-#include "fakes/Adapters.h"
-#include "fakes/FakeIpHelper.h"
 #include "fakes/FakeProcessHeap.h"
 #include "fakes/RecordingListener.h"
+#include "models/Adapters.h"
+#include "models/FakeIpHelper.h"
 
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>

@@ -3,10 +3,10 @@
 #include "network/AdapterWalks.h"
 #include "network/EthernetCheck.h"
 
-#include "fakes/Adapters.h"
-#include "fakes/FakeIpHelper.h"
 #include "fakes/FakeProcessHeap.h"
 #include "fakes/RecordingListener.h"
+#include "models/Adapters.h"
+#include "models/FakeIpHelper.h"
 
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>

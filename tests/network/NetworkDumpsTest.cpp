@@ -3,14 +3,14 @@
 // of a safe array of mobile-broadband interfaces.
 #include "network/NLMUtils.h"
 
-#include "fakes/Adapters.h"
 #include "fakes/ExpectedLines.h"
-#include "fakes/FakeComTexts.h"
-#include "fakes/FakeIpHelper.h"
-#include "fakes/FakeMbnInterface.h"
 #include "fakes/FakeProcessHeap.h"
-#include "fakes/NetworkListModel.h"
 #include "fakes/RecordingListener.h"
+#include "models/Adapters.h"
+#include "models/FakeComTexts.h"
+#include "models/FakeIpHelper.h"
+#include "models/FakeMbnInterface.h"
+#include "models/NetworkListModel.h"
 #include "platform/ComPtr.h"
 
 #include <gmock/gmock.h>

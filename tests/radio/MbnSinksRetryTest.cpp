@@ -6,14 +6,14 @@
 
 #include "radio/WwanRadio.h"
 
-#include "fakes/Adapters.h"
-#include "fakes/FakeComTexts.h"
-#include "fakes/FakeIpHelper.h"
 #include "fakes/FreshSwitchingState.h"
 #include "fakes/MachineState.h"
-#include "fakes/MobileBroadbandModel.h"
 #include "fakes/RecordingListener.h"
 #include "fakes/VirtualClock.h"
+#include "models/Adapters.h"
+#include "models/FakeComTexts.h"
+#include "models/FakeIpHelper.h"
+#include "models/MobileBroadbandModel.h"
 #include "platform/ComPtr.h"
 #include "state/RegistryPaths.h"
 #include "state/SwitchingState.h"

@@ -4,10 +4,10 @@
 // reports 0xFFFFFFFF), in virtual time.
 #include "radio/WlanRadio.h"
 
-#include "fakes/FakeWlanClient.h"
 #include "fakes/MachineState.h"
 #include "fakes/RecordingListener.h"
 #include "fakes/VirtualClock.h"
+#include "models/FakeWlanClient.h"
 
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>

@@ -6,11 +6,11 @@
 #include "radio/WlanRadio.h"
 
 #include "fakes/ExpectedLines.h"
-#include "fakes/FakeWlanClient.h"
 #include "fakes/JoinedVectors.h"
 #include "fakes/MachineState.h"
 #include "fakes/RecordingListener.h"
 #include "fakes/VirtualClock.h"
+#include "models/FakeWlanClient.h"
 #include "platform/Api.h"
 #include "service/Registry.h"
 #include "state/RegistryPaths.h"

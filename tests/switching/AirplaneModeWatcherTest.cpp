@@ -8,13 +8,13 @@
 // bound fails the test, and is then ended by force so the run goes on.
 #include "switching/MainService.h"
 
-#include "fakes/Adapters.h"
+#include "models/Adapters.h"
 #include "fakes/ExpectedLines.h"
-#include "fakes/FakeIpHelper.h"
-#include "fakes/FakeWlanClient.h"
+#include "models/FakeIpHelper.h"
+#include "models/FakeWlanClient.h"
 #include "fakes/FreshSwitchingState.h"
 #include "fakes/MachineState.h"
-#include "fakes/MobileBroadbandModel.h"
+#include "models/MobileBroadbandModel.h"
 #include "fakes/RecordingListener.h"
 #include "fakes/VirtualClock.h"
 #include "platform/Api.h"

@@ -5,15 +5,14 @@
 #include "fakes/FakeComObjects.h"
 #include "fakes/FakeComRuntime.h"
 #include "fakes/FakeEvents.h"
-#include "fakes/FakeIpHelper.h"
+#include "models/FakeIpHelper.h"
 #include "fakes/FakeEventLog.h"
 #include "fakes/FakeScm.h"
 #include "fakes/FakeServiceDispatcher.h"
 #include "fakes/FakeThreadPool.h"
-#include "fakes/FakeWlanClient.h"
+#include "models/FakeWlanClient.h"
 #include "fakes/RecordingListener.h"
 #include "fakes/VirtualClock.h"
-#include "platform/Api.h"
 #include "state/SwitchingState.h"
 #include "switching/ResumeHandler.h"
 #include "ServiceUnderTest.h"
@@ -78,12 +77,6 @@ using Platform = switching_tests::JournalledPlatform;
 
 const HANDLE kClient = fakes::FakeWlanClient::kClientHandle;
 
-// No COM class is registered.
-HRESULT WINAPI NoComClass(REFCLSID, LPUNKNOWN, DWORD, REFIID, LPVOID* object)
-{
-    *object = nullptr;
-    return REGDB_E_CLASSNOTREG;
-}
 using WlanFailure = fakes::FakeWlanClient::Failure;
 
 class MainServiceTest : public testing::Test {
@@ -175,9 +168,8 @@ TEST_F(MainServiceTest, OnStartReportsTheVersionSetsRecoveryAndQueuesTheWorker)
     EXPECT_TRUE(service.ForTesting().running);
     EXPECT_THAT(m_platform.journal, ElementsAre("QueueUserWorkItem 128"));
 
-    // The queued item is the worker (here it finds no network list manager).
-    os::ScopedApiOverride seam;
-    seam->CoCreateInstance = &NoComClass;
+    // The queued item is the worker (here it finds no network list manager:
+    // the platform's COM has no class).
     m_platform.pool.RunQueued();
     EXPECT_THAT(m_log.LinesOf("CMainService::ServiceWorkerThread"),
                 ElementsAre(L"TraceIn|CMainService::ServiceWorkerThread|ServiceWorkerThread - Entry",

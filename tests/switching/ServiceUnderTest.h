@@ -7,7 +7,7 @@
 #include "fakes/FakeComRuntime.h"
 #include "fakes/FakeEvents.h"
 #include "fakes/FakeThreadPool.h"
-#include "fakes/FakeWlanClient.h"
+#include "models/FakeWlanClient.h"
 #include "switching/MainService.h"
 
 namespace switching_tests {

@@ -7,9 +7,9 @@
 #include "fakes/FakeComRuntime.h"
 #include "fakes/FakeEvents.h"
 #include "fakes/FakeThreadPool.h"
-#include "fakes/FakeWlanClient.h"
-#include "fakes/MobileBroadbandModel.h"
-#include "fakes/NetworkListModel.h"
+#include "models/FakeWlanClient.h"
+#include "models/MobileBroadbandModel.h"
+#include "models/NetworkListModel.h"
 #include "fakes/RecordingListener.h"
 #include "ServiceUnderTest.h"
 

@@ -3,14 +3,14 @@
 // adapter model, the adapter list and the real registry.
 #include "switching/MainService.h"
 
-#include "fakes/Adapters.h"
 #include "fakes/ExpectedLines.h"
-#include "fakes/FakeIpHelper.h"
-#include "fakes/FakeWlanClient.h"
 #include "fakes/FreshSwitchingState.h"
 #include "fakes/MachineState.h"
 #include "fakes/RecordingListener.h"
 #include "fakes/VirtualClock.h"
+#include "models/Adapters.h"
+#include "models/FakeIpHelper.h"
+#include "models/FakeWlanClient.h"
 #include "radio/WlanRadio.h"
 #include "state/RegistryPaths.h"
 #include "state/SwitchingState.h"

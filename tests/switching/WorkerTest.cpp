@@ -9,21 +9,21 @@
 // prefix (kept and put back by the fixture).
 #include "switching/MainService.h"
 
-#include "fakes/Adapters.h"
 #include "fakes/ExpectedLines.h"
 #include "fakes/FakeComRuntime.h"
 #include "fakes/FakeEvents.h"
-#include "fakes/FakeIpHelper.h"
 #include "fakes/FakeScm.h"
 #include "fakes/FakeThreadPool.h"
-#include "fakes/FakeWlanClient.h"
-#include "fakes/FirmwareWmi.h"
 #include "fakes/FreshSwitchingState.h"
 #include "fakes/MachineState.h"
-#include "fakes/MobileBroadbandModel.h"
-#include "fakes/NetworkListModel.h"
 #include "fakes/RecordingListener.h"
 #include "fakes/VirtualClock.h"
+#include "models/Adapters.h"
+#include "models/FakeIpHelper.h"
+#include "models/FakeWlanClient.h"
+#include "models/FirmwareWmi.h"
+#include "models/MobileBroadbandModel.h"
+#include "models/NetworkListModel.h"
 #include "platform/Api.h"
 #include "radio/WlanRadio.h"
 #include "radio/WwanRadio.h"
@@ -36,6 +36,7 @@
 #include <gtest/gtest.h>
 
 #include <cstring>
+#include <initializer_list>
 #include <stdexcept>
 #include <string>
 #include <vector>
@@ -83,49 +84,8 @@ constexpr wchar_t kFirstClass[] = L"QXBIOS_BIOSEnumeration";
 constexpr wchar_t kWlanSetting[] = L"LAN / WLAN Auto Switching";
 constexpr wchar_t kWwanSetting[] = L"LAN / WWAN Auto Switching";
 
-struct CreateCall {
-    CLSID clsid;
-    IUnknown* outer;
-    DWORD context;
-    IID iid;
-};
-
-std::vector<CreateCall> g_creates;
-HRESULT g_createResult = REGDB_E_CLASSNOTREG;
-// When set, the network list manager class gives one of its managers.
-fakes::NetworkListModel* g_networkList = nullptr;
-// When set, the mobile-broadband interface manager class exists and gives
-// one of its managers.
-fakes::MobileBroadbandModel* g_mobileBroadband = nullptr;
 // The calls below are journalled here beside those of the fakes.
 fakes::Journal* g_journal = nullptr;
-
-std::string ClassName(REFCLSID clsid)
-{
-    if (IsEqualCLSID(clsid, CLSID_NetworkListManager))
-        return "NetworkListManager";
-    if (IsEqualCLSID(clsid, CLSID_MbnInterfaceManager))
-        return "MbnInterfaceManager";
-    if (IsEqualCLSID(clsid, CLSID_WbemLocator))
-        return "WbemLocator";
-    return "other";
-}
-
-HRESULT WINAPI RecordingCoCreateInstance(REFCLSID clsid, LPUNKNOWN outer, DWORD context, REFIID iid, LPVOID* object)
-{
-    g_creates.push_back({clsid, outer, context, iid});
-    fakes::Note(g_journal, "CoCreateInstance " + ClassName(clsid));
-    if (g_networkList != nullptr && IsEqualCLSID(clsid, CLSID_NetworkListManager)) {
-        *object = g_networkList->NewManager();
-        return S_OK;
-    }
-    if (g_mobileBroadband != nullptr && IsEqualCLSID(clsid, CLSID_MbnInterfaceManager)) {
-        *object = g_mobileBroadband->NewManager();
-        return S_OK;
-    }
-    *object = nullptr;
-    return g_createResult;
-}
 
 BOOL WINAPI AliveOnTheLan(LPDWORD flags)
 {
@@ -151,28 +111,34 @@ protected:
     WorkerTest()
     {
         ResetSwitchingStateForTesting();
-        g_creates.clear();
-        g_createResult = REGDB_E_CLASSNOTREG;
-        g_networkList = nullptr;
-        g_mobileBroadband = nullptr;
         g_journal = &m_journal;
-        m_seam->CoCreateInstance = &RecordingCoCreateInstance;
         m_seam->IsNetworkAlive = &AliveOnTheLan;
     }
     ~WorkerTest() override
     {
-        g_networkList = nullptr;
-        g_mobileBroadband = nullptr;
         g_journal = nullptr;
         ResetSwitchingStateForTesting();
     }
 
     Lines WorkerLines() const { return m_log.LinesOf(kWorker); }
+    // The journalled calls that begin with one of `steps`, in order.
+    Calls CallsOf(std::initializer_list<const char*> steps) const
+    {
+        Calls calls;
+        for (const std::string& call : m_journal)
+            for (const char* step : steps)
+                if (call.compare(0, std::strlen(step), step) == 0)
+                    calls.push_back(call);
+        return calls;
+    }
+    // The requests of classes that no model served (COM has none).
+    const std::vector<fakes::FakeComRuntime::ClassRequest>& Unserved() const { return m_com.classRequests; }
 
     fakes::RecordingLog m_log;
     fakes::Journal m_journal;
     fakes::FakeEvents m_events{&m_journal};
     fakes::FakeThreadPool m_pool{&m_journal};
+    // First, so the models of the tests serve their classes in front of it.
     fakes::FakeComRuntime m_com{&m_journal};
     os::ScopedApiOverride m_seam;
 };
@@ -186,7 +152,7 @@ TEST_F(WorkerTest, AFailedCoInitializeEndsTheWorkerWithoutAnExitLine)
                 ElementsAre(L"TraceIn|CMainService::ServiceWorkerThread|ServiceWorkerThread - Entry",
                             L"Error|CMainService::ServiceWorkerThread|CoInitialize failed with error: 0x8007000E"));
     EXPECT_EQ(m_com.concurrencyModel, static_cast<DWORD>(COINIT_MULTITHREADED));
-    EXPECT_TRUE(g_creates.empty());
+    EXPECT_TRUE(Unserved().empty());
     EXPECT_EQ(m_com.uninitializations, 0);
     EXPECT_THAT(m_pool.flags, IsEmpty());
 }
@@ -199,11 +165,11 @@ TEST_F(WorkerTest, NoNetworkListManagerEndsTheWorkerWithoutUninitialisingCom)
                 ElementsAre(L"TraceIn|CMainService::ServiceWorkerThread|ServiceWorkerThread - Entry",
                             L"Error|CMainService::ServiceWorkerThread|CoCreateInstance(CLSID_NetworkListManager) "
                             L"failed with error: 0x80040154"));
-    ASSERT_EQ(g_creates.size(), 1u);
-    EXPECT_TRUE(IsEqualCLSID(g_creates[0].clsid, CLSID_NetworkListManager));
-    EXPECT_EQ(g_creates[0].outer, nullptr);
-    EXPECT_EQ(g_creates[0].context, static_cast<DWORD>(CLSCTX_ALL));
-    EXPECT_TRUE(IsEqualIID(g_creates[0].iid, IID_INetworkListManager));
+    ASSERT_EQ(Unserved().size(), 1u);
+    EXPECT_TRUE(IsEqualCLSID(Unserved()[0].clsid, CLSID_NetworkListManager));
+    EXPECT_EQ(Unserved()[0].outer, nullptr);
+    EXPECT_EQ(Unserved()[0].context, static_cast<DWORD>(CLSCTX_ALL));
+    EXPECT_TRUE(IsEqualIID(Unserved()[0].iid, IID_INetworkListManager));
     EXPECT_EQ(m_com.initializations, 1);
     EXPECT_EQ(m_com.uninitializations, 0);
     // The airplane watcher is queued only after the manager exists.
@@ -216,7 +182,7 @@ TEST_F(WorkerTest, ComInAnotherModeIsNoFailure)
     StartedService service;
     service.ServiceWorkerThread();
     // It went on to the network list manager.
-    ASSERT_EQ(g_creates.size(), 1u);
+    ASSERT_EQ(Unserved().size(), 1u);
     EXPECT_THAT(WorkerLines(),
                 ElementsAre(L"TraceIn|CMainService::ServiceWorkerThread|ServiceWorkerThread - Entry",
                             L"Error|CMainService::ServiceWorkerThread|CoCreateInstance(CLSID_NetworkListManager) "
@@ -235,7 +201,7 @@ TEST_F(WorkerTest, AWorkerThatFindsTheServiceStoppedMakesNothingAndLeavesCom)
                             L"Information|CMainService::ServiceWorkerThread|ServiceWorkerThread - The service is "
                             L"stopping: start-up ends here",
                             L"TraceOut|CMainService::ServiceWorkerThread|ServiceWorkerThread - Exit"));
-    EXPECT_TRUE(g_creates.empty());
+    EXPECT_TRUE(Unserved().empty());
     EXPECT_THAT(m_pool.flags, IsEmpty());
     EXPECT_EQ(m_com.initializations, 1);
     EXPECT_EQ(m_com.uninitializations, 1);
@@ -251,8 +217,7 @@ TEST_F(WorkerTest, WithoutTheMobileBroadbandClassTheWorkerEndsAfterTheWifiSide)
     fakes::FakeScm scm;
     scm.AddService(L"WlanSvc", SERVICE_RUNNING);
     fakes::FakeWlanClient wlan(&m_journal);
-    fakes::NetworkListModel networkList;
-    g_networkList = &networkList;
+    fakes::NetworkListModel networkList(&m_journal);
     {
         StartedService service;
         service.ServiceWorkerThread();
@@ -268,18 +233,20 @@ TEST_F(WorkerTest, WithoutTheMobileBroadbandClassTheWorkerEndsAfterTheWifiSide)
                         L"Restoring previous WLAN Status.",
                         L"Error|CMainService::ServiceWorkerThread|CoCreateInstance(CLSID_MbnInterfaceManager) failed "
                         L"with error: 0x80040154"));
-        ASSERT_GE(g_creates.size(), 2u);
-        EXPECT_TRUE(IsEqualCLSID(g_creates.front().clsid, CLSID_NetworkListManager));
-        EXPECT_TRUE(IsEqualCLSID(g_creates.back().clsid, CLSID_MbnInterfaceManager));
-        EXPECT_EQ(g_creates.back().context, static_cast<DWORD>(CLSCTX_ALL));
-        EXPECT_TRUE(IsEqualIID(g_creates.back().iid, IID_IMbnInterfaceManager));
+        const Calls creates = CallsOf({"CoCreateInstance"});
+        ASSERT_GE(creates.size(), 2u);
+        EXPECT_EQ(creates.front(), "CoCreateInstance NetworkListManager");
+        EXPECT_EQ(creates.back(), "CoCreateInstance MbnInterfaceManager");
+        ASSERT_FALSE(Unserved().empty());
+        EXPECT_TRUE(IsEqualCLSID(Unserved().back().clsid, CLSID_MbnInterfaceManager));
+        EXPECT_EQ(Unserved().back().context, static_cast<DWORD>(CLSCTX_ALL));
+        EXPECT_TRUE(IsEqualIID(Unserved().back().iid, IID_IMbnInterfaceManager));
         // The airplane watcher was queued once, to run once.
         EXPECT_THAT(m_pool.flags, ElementsAre(static_cast<ULONG>(WT_EXECUTEONLYONCE)));
         // The network events were subscribed.
         EXPECT_EQ(networkList.AdvisedCount(IID_INetworkConnectionEvents), 1u);
         EXPECT_EQ(m_com.uninitializations, 0);
         EXPECT_FALSE(m_log.LinesOf("CMainService::ListenForWlanEvents").empty());
-        g_networkList = nullptr;
     }
 }
 
@@ -299,13 +266,9 @@ protected:
         // The worker's own switching is what the tests look at: no
         // completion reaches the radio event sink on a thread of its own.
         m_broadband.SetDeliverCompletions(false);
-        g_networkList = &m_networkList;
-        g_mobileBroadband = &m_broadband;
     }
     ~WorkerOnTheLaptopTest() override
     {
-        g_networkList = nullptr;
-        g_mobileBroadband = nullptr;
         // The product keeps the worker's reference on the process-wide
         // manager for ever; the model ends here, so it goes back now.
         if (MbnInterfaceManager != nullptr) {
@@ -329,14 +292,8 @@ protected:
     // The calls of the platform that show the worker's steps, in order.
     Calls StepCalls() const
     {
-        static const char* const kSteps[] = {"CoInitializeEx", "CoUninitialize", "CoCreateInstance",
-                                             "QueueUserWorkItem", "IsNetworkAlive", "WlanRegisterNotification"};
-        Calls calls;
-        for (const std::string& call : m_journal)
-            for (const char* step : kSteps)
-                if (call.compare(0, std::strlen(step), step) == 0)
-                    calls.push_back(call);
-        return calls;
+        return CallsOf({"CoInitializeEx", "CoUninitialize", "CoCreateInstance", "QueueUserWorkItem", "IsNetworkAlive",
+                        "WlanRegisterNotification"});
     }
     // The entry lines of the operations reached, in order (those that the
     // steps call inside other steps too).
@@ -364,10 +321,9 @@ protected:
     fakes::FakeIpHelper m_ipHelper{{fakes::WirelessAdapter()}};
     fakes::ScopedAirplaneMode m_airplane;
     fakes::ScopedPowerStatus m_powerStatus;
-    fakes::NetworkListModel m_networkList;
-    fakes::MobileBroadbandModel m_broadband;
-    // Over the fixture's class factory: it serves the WMI locator and hands
-    // the other classes on to it.
+    // Each serves its class in front of the fixture's COM runtime.
+    fakes::NetworkListModel m_networkList{&m_journal};
+    fakes::MobileBroadbandModel m_broadband{&m_journal};
     fakes::FirmwareWmi m_firmware{{}, &m_journal};
 };
 
@@ -377,7 +333,8 @@ protected:
 TEST_F(WorkerOnTheLaptopTest, WlanAutoConfigNeverRunningIsTriedFifteenTimesAndTheRegistrationStillHappens)
 {
     m_scm.Find(L"WlanSvc")->state = SERVICE_STOPPED;
-    g_mobileBroadband = nullptr;  // ends the run after the Wi-Fi side
+    // No mobile-broadband class: the run ends after the Wi-Fi side.
+    m_broadband.Fail(fakes::MobileBroadbandModel::Failure::CreateManager, REGDB_E_CLASSNOTREG);
     RunWorker();
 
     EXPECT_THAT(WorkerLines(),

@@ -2,7 +2,7 @@
 // Ethernet card, and the simulated laptop's wired and wireless adapters.
 #pragma once
 
-#include "fakes/FakeIpHelper.h"
+#include "models/FakeIpHelper.h"
 
 #include <string>
 

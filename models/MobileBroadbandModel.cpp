@@ -1,7 +1,7 @@
-#include "fakes/MobileBroadbandModel.h"
+#include "models/MobileBroadbandModel.h"
 
-#include "fakes/FakeComTexts.h"
-#include "fakes/FakeMbnInterface.h"
+#include "models/FakeComTexts.h"
+#include "models/FakeMbnInterface.h"
 
 #include <oleauto.h>
 
@@ -141,7 +141,17 @@ private:
 
 } // namespace
 
-MobileBroadbandModel::MobileBroadbandModel() = default;
+MobileBroadbandModel::MobileBroadbandModel(Journal* journal)
+    : m_journal(journal),
+      m_class(CLSID_MbnInterfaceManager, [this](IUnknown** created) {
+          fakes::Note(m_journal, "CoCreateInstance MbnInterfaceManager");
+          if (const HRESULT failure = Failing(Failure::CreateManager))
+              return failure;
+          *created = NewManager();
+          return S_OK;
+      })
+{
+}
 
 MobileBroadbandModel::~MobileBroadbandModel()
 {

@@ -1,4 +1,4 @@
-#include "fakes/FakeIpHelper.h"
+#include "models/FakeIpHelper.h"
 
 #include <cstring>
 

@@ -1,4 +1,4 @@
-#include "fakes/FakeComTexts.h"
+#include "models/FakeComTexts.h"
 
 namespace fakes {
 

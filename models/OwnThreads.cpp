@@ -1,4 +1,4 @@
-#include "fakes/OwnThreads.h"
+#include "models/OwnThreads.h"
 
 namespace fakes {
 

@@ -1,6 +1,6 @@
-#include "fakes/NetworkListModel.h"
+#include "models/NetworkListModel.h"
 
-#include "fakes/FakeComTexts.h"
+#include "models/FakeComTexts.h"
 
 #include <algorithm>
 
@@ -290,6 +290,16 @@ std::vector<ULONG> NetworkListModel::NextRequests() const
 {
     std::lock_guard<std::mutex> lock(m_lock);
     return m_nextRequests;
+}
+
+NetworkListModel::NetworkListModel(Journal* journal)
+    : m_journal(journal),
+      m_class(CLSID_NetworkListManager, [this](IUnknown** created) {
+          fakes::Note(m_journal, "CoCreateInstance NetworkListManager");
+          *created = NewManager();
+          return S_OK;
+      })
+{
 }
 
 INetworkListManager* NetworkListModel::NewManager() { return new ModelManager(*this); }

@@ -22,8 +22,8 @@
 // guards the model, its counters and the journal.
 #pragma once
 
-#include "fakes/Journal.h"
-#include "fakes/OwnThreads.h"
+#include "models/Journal.h"
+#include "models/OwnThreads.h"
 #include "platform/Api.h"
 
 #include <map>

@@ -6,6 +6,10 @@
 // asked for. Every object counts in the model's ledger until released, and
 // each call can be made to fail.
 //
+// The model serves CLSID_NetworkListManager through CoCreateInstance of the
+// seam for its life (ComClass); each request is journalled ("CoCreateInstance
+// NetworkListManager") in the journal given, if any.
+//
 // The manager is also an IConnectionPointContainer (a separate counted
 // object, as the service only asks for it and releases it): its connection
 // points for the manager, connection and network events hold the sinks
@@ -16,9 +20,10 @@
 // and the n-th Advise can be made to fail.
 #pragma once
 
-#include "fakes/CountedCom.h"
-#include "fakes/Journal.h"
-#include "fakes/OwnThreads.h"
+#include "models/ComClass.h"
+#include "models/CountedCom.h"
+#include "models/Journal.h"
+#include "models/OwnThreads.h"
 
 #include <netlistmgr.h>
 #include <ocidl.h>
@@ -92,9 +97,9 @@ public:
     void DeliverConnectivityChanged(NLM_CONNECTIVITY connectivity);
     void DeliverConnectionConnectivityChanged(GUID connectionId, NLM_CONNECTIVITY connectivity);
     void DeliverNetworkDeleted(GUID networkId);
+    explicit NetworkListModel(Journal* journal = nullptr);
     // Releases the sinks still advised.
     ~NetworkListModel();
-    NetworkListModel() = default;
     NetworkListModel(const NetworkListModel&) = delete;
     NetworkListModel& operator=(const NetworkListModel&) = delete;
 
@@ -116,6 +121,7 @@ public:
 private:
     void Deliver(std::function<void()> delivery);
 
+    Journal* m_journal;
     mutable std::mutex m_lock;
     std::vector<ConnectionDescription> m_connections;
     Failure m_failure = Failure::None;
@@ -130,8 +136,10 @@ private:
     ComLedger m_ledger;
     bool m_ownThreads = false;
     std::atomic<int64_t> m_lastDeliveryTime{0};
-    // Last: deliveries end before the sinks are released.
+    // Deliveries end before the sinks are released.
     OwnThreads m_deliveries;
+    // Last: the class is served once the model is whole, and ends first.
+    ComClass m_class;
 };
 
 } // namespace fakes

@@ -1,4 +1,4 @@
-#include "fakes/FakeWlanClient.h"
+#include "models/FakeWlanClient.h"
 
 #include <cstdlib>
 #include <cstring>

@@ -5,7 +5,7 @@
 // IMbnInterfaceManager::GetInterfaces hands it out.
 #pragma once
 
-#include "fakes/CountedCom.h"
+#include "models/CountedCom.h"
 #include "platform/MbnApi.h"
 
 #include <string>

@@ -6,11 +6,17 @@
 // the sinks advised on the model, as the platform's callback pool does.
 // Every call can be made to fail k times; every object is counted until
 // released; every call is journalled. Safe for calls from several threads.
+//
+// The model serves CLSID_MbnInterfaceManager through CoCreateInstance of the
+// seam for its life (ComClass); each request is journalled ("CoCreateInstance
+// MbnInterfaceManager") in the journal given, if any, beside the model's own
+// journal of the objects' calls.
 #pragma once
 
-#include "fakes/CountedCom.h"
-#include "fakes/Journal.h"
-#include "fakes/OwnThreads.h"
+#include "models/ComClass.h"
+#include "models/CountedCom.h"
+#include "models/Journal.h"
+#include "models/OwnThreads.h"
 #include "platform/MbnApi.h"
 
 #include <olectl.h>
@@ -27,6 +33,7 @@ namespace fakes {
 class MobileBroadbandModel {
 public:
     enum class Failure {
+        CreateManager,  // CoCreateInstance of the class returns the result
         GetInterfaces,
         GetInterface,
         QueryRadio,
@@ -41,7 +48,7 @@ public:
         Unadvise
     };
 
-    MobileBroadbandModel();
+    explicit MobileBroadbandModel(Journal* journal = nullptr);
     // Waits for the completions still being delivered.
     ~MobileBroadbandModel();
     MobileBroadbandModel(const MobileBroadbandModel&) = delete;
@@ -102,6 +109,7 @@ private:
     // The delivery's thread number, or kNoDelivery when nobody listens.
     size_t Deliver(ULONG requestId, HRESULT status);
 
+    Journal* m_journal;
     mutable std::mutex m_lock;
     ComLedger m_ledger;
     Journal m_calls;
@@ -120,8 +128,10 @@ private:
     std::function<void(MBN_RADIO)> m_setObserver;
     std::map<DWORD, IMbnRadioEvents*> m_cookies;  // of the sinks advised through the point
     DWORD m_nextCookie = 1;
-    // Last: the deliveries end before the model's state goes.
+    // The deliveries end before the model's state goes.
     OwnThreads m_deliveries;
+    // Last: the class is served once the model is whole, and ends first.
+    ComClass m_class;
 };
 
 } // namespace fakes

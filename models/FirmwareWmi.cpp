@@ -1,4 +1,4 @@
-#include "fakes/FirmwareWmi.h"
+#include "models/FirmwareWmi.h"
 
 #include "platform/ComError.h"
 
@@ -391,10 +391,11 @@ private:
 FirmwareWmi* FirmwareWmi::s_current = nullptr;
 
 FirmwareWmi::FirmwareWmi(std::vector<FirmwareSetting> settings, Journal* journal)
-    : m_previousCreate(os::api().CoCreateInstance), m_journal(journal), m_settings(std::move(settings))
+    : m_journal(journal),
+      m_settings(std::move(settings)),
+      m_class(CLSID_WbemLocator, [this](IUnknown** created) { return MakeLocator(created); })
 {
     s_current = this;
-    m_seam->CoCreateInstance = &FirmwareWmi::CoCreateInstance;
     m_seam->CoSetProxyBlanket = &FirmwareWmi::CoSetProxyBlanket;
 }
 
@@ -504,24 +505,14 @@ std::optional<HRESULT> FirmwareWmi::HandOverError(const std::wstring& className)
     return handOver->second.error;
 }
 
-HRESULT WINAPI FirmwareWmi::CoCreateInstance(REFCLSID id, LPUNKNOWN outer, DWORD context, REFIID iid, LPVOID* object)
+HRESULT FirmwareWmi::MakeLocator(IUnknown** created)
 {
-    FirmwareWmi& self = *s_current;
-    if (id != CLSID_WbemLocator)
-        return self.m_previousCreate(id, outer, context, iid, object);
-    std::lock_guard<std::recursive_mutex> lock(self.m_lock);
-    self.Note("CoCreateInstance WbemLocator");
-    *object = nullptr;
-    if (const HRESULT failure = self.FailureOf(Failure::CreateLocator); FAILED(failure))
+    std::lock_guard<std::recursive_mutex> lock(m_lock);
+    Note("CoCreateInstance WbemLocator");
+    if (const HRESULT failure = FailureOf(Failure::CreateLocator); FAILED(failure))
         return failure;
-    if (outer != nullptr)
-        return CLASS_E_NOAGGREGATION;
-    if ((context & CLSCTX_INPROC_SERVER) == 0)
-        return REGDB_E_CLASSNOTREG;
-    if (iid != IID_IWbemLocator && iid != IID_IUnknown)
-        return E_NOINTERFACE;
-    ++self.m_locatorsCreated;
-    *object = static_cast<IWbemLocator*>(new Locator(self));
+    ++m_locatorsCreated;
+    *created = static_cast<IWbemLocator*>(new Locator(*this));
     return S_OK;
 }
 

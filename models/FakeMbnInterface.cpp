@@ -1,6 +1,6 @@
-#include "fakes/FakeMbnInterface.h"
+#include "models/FakeMbnInterface.h"
 
-#include "fakes/FakeComTexts.h"
+#include "models/FakeComTexts.h"
 
 namespace fakes {
 

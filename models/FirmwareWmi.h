@@ -1,6 +1,7 @@
 // FirmwareWmi: the firmware's WMI provider of the simulated laptop, installed
-// through the seam (CoCreateInstance of CLSID_WbemLocator, CoSetProxyBlanket)
-// for the life of the object; other classes go on to the previous seam.
+// through the seam for the life of the object: CLSID_WbemLocator served
+// through CoCreateInstance (ComClass; other classes go on to the
+// CoCreateInstance installed before), and CoSetProxyBlanket.
 //
 // The firmware is a table of settings, one line each: (class, name, value),
 // with optional odd "Name"/"Value" properties (any CIM type, any VARIANT
@@ -20,8 +21,9 @@
 // done. Objects must not outlive the model.
 #pragma once
 
-#include "fakes/CountedCom.h"
-#include "fakes/Journal.h"
+#include "models/ComClass.h"
+#include "models/CountedCom.h"
+#include "models/Journal.h"
 #include "platform/Api.h"
 
 #include <wbemcli.h>
@@ -173,7 +175,7 @@ public:
     std::optional<HRESULT> HandOverError(const std::wstring& className);
 
 private:
-    static HRESULT WINAPI CoCreateInstance(REFCLSID id, LPUNKNOWN outer, DWORD context, REFIID iid, LPVOID* object);
+    HRESULT MakeLocator(IUnknown** created);
     static HRESULT WINAPI CoSetProxyBlanket(IUnknown* proxy, DWORD authentication, DWORD authorization,
                                             OLECHAR* principal, DWORD level, DWORD impersonation,
                                             RPC_AUTH_IDENTITY_HANDLE identity, DWORD capabilities);
@@ -187,7 +189,6 @@ private:
     static FirmwareWmi* s_current;
     mutable std::recursive_mutex m_lock;
     os::ScopedApiOverride m_seam;
-    decltype(&::CoCreateInstance) m_previousCreate;
     Journal* m_journal;
     std::vector<FirmwareSetting> m_settings;
     Failure m_failure = Failure::None;
@@ -202,6 +203,9 @@ private:
     std::vector<std::pair<LONG, ULONG>> m_nextCalls;
     std::vector<IUnknown*> m_services;  // handed out, for recognising the proxy (never dereferenced)
     ComLedger m_ledger;
+    // Last: the class is served once the model is whole, and ends before
+    // m_seam puts back the table it saved.
+    ComClass m_class;
 };
 
 } // namespace fakes
