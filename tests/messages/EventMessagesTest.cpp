@@ -90,8 +90,8 @@ TEST_F(EventMessagesTest, TheListenersRecordsShowTheirLogLine)
     QX::Shared::CqxLogListenerEvent listener(QX::Shared::LevelTraceIn);
     const SYSTEMTIME time = {2026, 11, 1, 23, 17, 44, 5, 123};
     for (int32_t level = QX::Shared::LevelTraceIn; level <= QX::Shared::LevelError; ++level)
-        listener.Write(CqxLogListener::LogData("ServiceUtils::SwitchWlanStatus", L"WlanSetInterface failed 0x5",
-                                               level, time, 0x1A2B));
+        listener.Write(CqxLogListener::LogData("ServiceUtils::SwitchWlanStatus", L"WlanSetInterface failed 0x5", level,
+                                               time, 0x1A2B));
 
     ASSERT_EQ(eventLog.reports.size(), 6u);
     for (const FakeEventLog::Report& report : eventLog.reports)
@@ -108,4 +108,4 @@ TEST_F(EventMessagesTest, TheListenersRecordsShowTheirLogLine)
     EXPECT_EQ(Text(eventLog.reports[5]), head + L"Error      " + tail);
 }
 
-} // namespace
+}  // namespace

@@ -54,8 +54,9 @@ std::wstring Text(const std::wstring& key, const wchar_t* name)
 {
     wchar_t data[1024] = {};
     DWORD size = sizeof(data);
-    if (RegGetValueW(HKEY_LOCAL_MACHINE, key.c_str(), name, RRF_RT_REG_SZ | RRF_RT_REG_EXPAND_SZ | RRF_RT_REG_MULTI_SZ | RRF_NOEXPAND,
-                     nullptr, data, &size) != ERROR_SUCCESS)
+    if (RegGetValueW(HKEY_LOCAL_MACHINE, key.c_str(), name,
+                     RRF_RT_REG_SZ | RRF_RT_REG_EXPAND_SZ | RRF_RT_REG_MULTI_SZ | RRF_NOEXPAND, nullptr, data,
+                     &size) != ERROR_SUCCESS)
         return L"<missing>";
     std::wstring text(data, size / sizeof(wchar_t));
     while (!text.empty() && text.back() == L'\0')
@@ -93,7 +94,8 @@ std::wstring FileVersion(const std::wstring& path)
         !VerQueryValueW(block.data(), L"\\", reinterpret_cast<void**>(&info), &length) || info == nullptr)
         return L"";
     return std::to_wstring(HIWORD(info->dwFileVersionMS)) + L"." + std::to_wstring(LOWORD(info->dwFileVersionMS)) +
-           L"." + std::to_wstring(HIWORD(info->dwFileVersionLS)) + L"." + std::to_wstring(LOWORD(info->dwFileVersionLS));
+           L"." + std::to_wstring(HIWORD(info->dwFileVersionLS)) + L"." +
+           std::to_wstring(LOWORD(info->dwFileVersionLS));
 }
 
 std::vector<Product> RelatedProducts(const wchar_t* upgradeCode)
@@ -110,4 +112,4 @@ std::vector<Product> RelatedProducts(const wchar_t* upgradeCode)
     return products;
 }
 
-} // namespace msi
+}  // namespace msi

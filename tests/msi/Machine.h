@@ -51,4 +51,4 @@ struct Product {
 // The installed products of this upgrade code.
 std::vector<Product> RelatedProducts(const wchar_t* upgradeCode);
 
-} // namespace msi
+}  // namespace msi

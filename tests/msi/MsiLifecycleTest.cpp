@@ -34,7 +34,7 @@ constexpr wchar_t kDisplayName[] = L"QX Tessarine Service";
 constexpr wchar_t kServiceKey[] = L"SYSTEM\\CurrentControlSet\\Services\\Tessarine";
 constexpr wchar_t kEventSourceKey[] = L"SYSTEM\\CurrentControlSet\\Services\\EventLog\\Application\\Tessarine";
 constexpr wchar_t kPolicyKey[] = L"Software\\Policies\\QX\\Tessarine";
-constexpr int kServiceSeconds = 30;                // for the service to start, or to be gone
+constexpr int kServiceSeconds = 30;               // for the service to start, or to be gone
 constexpr DWORD kInstallerMilliseconds = 180000;  // for one msiexec run
 
 std::wstring WindowsPath(const char* path)
@@ -96,7 +96,8 @@ protected:
     static void RemoveEverything()
     {
         for (const msi::Product& product : msi::RelatedProducts(kUpgradeCode))
-            EXPECT_EQ(Uninstall(product.code), 0u) << "removing " << std::string(product.code.begin(), product.code.end());
+            EXPECT_EQ(Uninstall(product.code), 0u)
+                << "removing " << std::string(product.code.begin(), product.code.end());
         DeleteServiceNamed(kServiceName);  // one a test made itself
         // A deleted service stays, marked for deletion, until its process
         // has ended; the next install must not meet it.
@@ -287,4 +288,4 @@ TEST(MsiPackages, DeclareAPerMachineX64InstallOfTheirVersionForAdministrators)
     ExpectPackageDeclares(TESSARINE_NEXT_MSI_PATH, TESSARINE_NEXT_VERSION);
 }
 
-} // namespace
+}  // namespace
