@@ -5,7 +5,8 @@ set -euo pipefail
 
 packages=(
   g++-mingw-w64-x86-64-posix   # cross compiler (posix threads: std::thread, std::mutex)
-  binutils-mingw-w64-x86-64    # windres for the version resource
+  binutils-mingw-w64-x86-64    # windres for the version resource, windmc for the event messages
+  wixl msitools                # builds Tessarine.msi (wixl); msiinfo and msidump to inspect it
   wine wine64                  # runs the product and the tests
   cmake ninja-build            # build
   googletest                   # gtest/gmock sources, cross-compiled with the tests
