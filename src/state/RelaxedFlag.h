@@ -1,8 +1,8 @@
 // A one-byte flag that several threads write and read without a lock, on
 // purpose: each load and store is a relaxed atomic access, which compiles to
 // the plain byte move the service has always made, while C++ gives it a
-// defined meaning (a volatile bool would be a data race). It orders nothing:
-// a flag never publishes other data.
+// defined meaning (a plain bool written and read by two threads would be a
+// data race). It orders nothing: a flag never publishes other data.
 #pragma once
 
 #include <atomic>
