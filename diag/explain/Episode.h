@@ -46,6 +46,7 @@ struct Episode {
     // A connectivity callback.
     Direction direction = Direction::Unknown;
     bool ethernet = false;
+    bool ethernetKnown = false;  // the per-connection test's answer is in the log
     bool connected = false;
     bool asleep = false;
     bool stillUp = false;

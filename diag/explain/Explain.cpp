@@ -3,14 +3,12 @@
 #include "explain/HtmlWriter.h"
 #include "explain/JsonWriter.h"
 #include "explain/LogFiles.h"
-#include "explain/LogReader.h"
+#include "explain/LogInput.h"
 #include "explain/StoryBuilder.h"
 #include "explain/TextWriter.h"
 #include "explain/Texts.h"
 
 #include <windows.h>
-#include <fcntl.h>
-#include <io.h>
 
 #include <cstdio>
 #include <memory>
@@ -20,38 +18,13 @@ namespace diag {
 
 namespace {
 
-// Opened for reading with every sharing allowed: the service's file listener
-// renames its files when it rotates them, and a reader must never stop it.
-FILE* OpenForReading(const std::wstring& path, DWORD& error)
-{
-    const HANDLE handle =
-        CreateFileW(path.c_str(), GENERIC_READ, FILE_SHARE_READ | FILE_SHARE_WRITE | FILE_SHARE_DELETE, nullptr,
-                    OPEN_EXISTING, FILE_ATTRIBUTE_NORMAL | FILE_FLAG_SEQUENTIAL_SCAN, nullptr);
-    if (handle == INVALID_HANDLE_VALUE) {
-        error = GetLastError();
-        return nullptr;
-    }
-    const int descriptor = _open_osfhandle(reinterpret_cast<intptr_t>(handle), _O_RDONLY | _O_BINARY);
-    if (descriptor == -1) {
-        error = ERROR_INVALID_HANDLE;
-        CloseHandle(handle);
-        return nullptr;
-    }
-    FILE* file = _fdopen(descriptor, "rb");
-    if (file == nullptr) {
-        error = ERROR_INVALID_HANDLE;
-        _close(descriptor);
-    }
-    return file;
-}
-
 bool IsDirectory(const std::wstring& path)
 {
     const DWORD attributes = GetFileAttributesW(path.c_str());
     return attributes != INVALID_FILE_ATTRIBUTES && (attributes & FILE_ATTRIBUTE_DIRECTORY) != 0;
 }
 
-std::string SystemMessage(DWORD error)
+std::string SystemMessage(unsigned long error)
 {
     wchar_t* text = nullptr;
     const DWORD length =
@@ -102,34 +75,6 @@ private:
     std::vector<StoryWriter*> m_writers;
 };
 
-void ReadFile(const std::wstring& path, FileReport& report, StoryBuilder& builder)
-{
-    DWORD error = 0;
-    FILE* file = OpenForReading(path, error);
-    if (file == nullptr) {
-        report.opened = false;  // gone since it was checked (a rotation moved it)
-        return;
-    }
-    LogReader reader(file);
-    std::string_view line;
-    LogRecord record;
-    while (reader.Next(line)) {
-        if (ParseLogLine(line, record)) {
-            ++report.records;
-            builder.Add(record);
-        } else if (!line.empty()) {
-            // Empty lines come from messages that end in a line end of their own.
-            if (report.foreignLines++ == 0)
-                report.firstForeignLine = reader.LineNumber();
-        }
-    }
-    report.lines = reader.LineNumber() + (reader.Truncated() ? 1 : 0);
-    report.truncatedLastLine = reader.Truncated();
-    report.overlongLines = reader.OverlongLines();
-    report.readError = reader.ReadError();
-    std::fclose(file);
-}
-
 }  // namespace
 
 int RunExplain(const ExplainOptions& options, Output& out, Output& err)
@@ -148,7 +93,7 @@ int RunExplain(const ExplainOptions& options, Output& out, Output& err)
     for (const std::wstring& path : options.files) {
         if (IsDirectory(path))
             return Misuse(err, "cannot read " + Utf8(path) + ": it is a folder");
-        DWORD error = 0;
+        unsigned long error = 0;
         FILE* file = OpenForReading(path, error);
         if (file == nullptr)
             return Misuse(err, "cannot open " + Utf8(path) + ": " + SystemMessage(error));
@@ -177,8 +122,7 @@ int RunExplain(const ExplainOptions& options, Output& out, Output& err)
     }
     writers.Begin(input);
     StoryBuilder builder(writers);
-    for (size_t i = 0; i < files.size(); ++i)
-        ReadFile(files[i], input.files[i], builder);
+    ReadLogFiles(files, input, builder);
     builder.Finish();
     writers.Finish(builder.End(), input);
     out.Flush();

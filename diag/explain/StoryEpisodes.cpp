@@ -135,7 +135,7 @@ void StoryBuilder::FinalizeConnection(Episode& episode)
             }
         }
     };
-    if (episode.direction == Direction::Connect) {
+    if (episode.direction == Direction::Connect && (episode.ethernetKnown || episode.asleep)) {
         if (episode.asleep || !episode.ethernet) {
             event.kind = EventKind::ConnectionUp;
             event.text = "A connection came: " + connection;

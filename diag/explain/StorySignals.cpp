@@ -317,14 +317,19 @@ void StoryBuilder::HandleConnection(const LogRecord& record, const Recognised& r
         AddIgnored(episode, "sleep", record);
         break;
     case Signal::NlmTypeUnknown:
+        episode.ethernetKnown = true;
         AddFailed(episode, "The connection's type could not be told: nothing done", record);
         break;
     case Signal::NlmEthernetState:
+        episode.ethernetKnown = true;
         episode.ethernet = captures.numbers[0] != 0;
         if (!episode.ethernet)
             AddIgnored(episode, "not-ethernet", record);
         break;
-    case Signal::NlmAddingToSet: episode.ethernet = true; break;
+    case Signal::NlmAddingToSet:
+        episode.ethernetKnown = true;
+        episode.ethernet = true;
+        break;
     case Signal::AddressTry: episode.addressTries = static_cast<int>(captures.numbers[0]) + 1; break;
     case Signal::EthernetConnected:
         episode.connected = true;

@@ -28,8 +28,10 @@ void Timeline::Change(Lane lane, Millis at, State state)
     if (!segments.empty() && segments.back().shade == shade)
         return;
     if (!segments.empty() && segments.back().from == at) {
-        segments.back().shade = shade;  // two changes at one millisecond: the last counts
-        return;
+        // Two changes at one millisecond: the last counts.
+        segments.pop_back();
+        if (!segments.empty() && segments.back().shade == shade)
+            return;
     }
     segments.push_back({at, shade});
     if (segments.size() <= m_maxSegments)
