@@ -38,14 +38,16 @@ void StoryBuilder::Add(const LogRecord& record)
         CloseIdle(record.time);
         m_lastIdleCheck = record.time;
     }
+    Recognised recognised;
+    if (Recognise(record, recognised))
+        Handle(record, recognised);
+    // After the handling: a line that opens an episode is not the last line
+    // of the one it ends.
     if (!m_open.empty()) {
         const auto open = m_open.find(record.thread);
         if (open != m_open.end())
             open->second.lastLine = record.time;
     }
-    Recognised recognised;
-    if (Recognise(record, recognised))
-        Handle(record, recognised);
     if (m_closed)
         Flush();
 }
@@ -106,6 +108,13 @@ void StoryBuilder::Close(uint32_t thread)
     episode.event.end = episode.lastLine;
     Finalize(episode);
     m_closed = true;
+}
+
+void StoryBuilder::End(const LogRecord& record)
+{
+    if (Episode* episode = Current(record.thread))
+        episode->lastLine = record.time;
+    Close(record.thread);
 }
 
 void StoryBuilder::CloseAll()

@@ -65,6 +65,7 @@ private:
     Episode& Ensure(EpisodeKind kind, const LogRecord& record, bool explicitEnd);
     Episode& EnsureAny(const LogRecord& record);
     void Close(uint32_t thread);
+    void End(const LogRecord& record);  // the episode of the record's thread ends with this line
     void CloseAll();
     void CloseIdle(Millis now);
     void Tell(StoryEvent event);

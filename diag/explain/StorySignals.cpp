@@ -185,7 +185,7 @@ void StoryBuilder::HandleStartUp(const LogRecord& record, const Recognised& reco
     const auto& captures = recognised.captures;
     switch (recognised.signal) {
     case Signal::WorkerExit:
-    case Signal::WorkerStopping: Close(record.thread); break;
+    case Signal::WorkerStopping: End(record); break;
     case Signal::FirmwareDisplayStart: episode.displaySeen = true; break;
     case Signal::FirmwareSetting:
         if (episode.settings.size() < 8)
@@ -223,21 +223,21 @@ void StoryBuilder::HandleStartUp(const LogRecord& record, const Recognised& reco
         break;
     case Signal::NoWwanDevice:
         AddKept(episode, Radio::Wwan, State::Unknown, "no-device", record);
-        Close(record.thread);
+        End(record);
         break;
     case Signal::WorkerEndedEarly:
         AddFailed(episode,
                   "Start-up ended early (" + std::string(record.message) +
                       "): the service decided nothing for the radios and handles no event",
                   record);
-        Close(record.thread);
+        End(record);
         break;
     case Signal::WorkerNoMbnManager:
         AddFailed(episode,
                   "Mobile broadband cannot be managed (" + std::string(record.message) +
                       "): the service manages Wi-Fi only",
                   record, true, Radio::Wwan);
-        Close(record.thread);
+        End(record);
         break;
     case Signal::PrintedConnectionId: episode.printedConnection = Text(recognised, 0); break;
     case Signal::PrintedEthernet:
@@ -360,10 +360,10 @@ void StoryBuilder::HandleConnection(const LogRecord& record, const Recognised& r
         break;
     case Signal::NlmStartWlan: Step(episode, Radio::Wifi); break;
     case Signal::NlmStartWwan: Step(episode, Radio::Wwan); break;
-    case Signal::NlmEnd: Close(record.thread); break;
+    case Signal::NlmEnd: End(record); break;
     case Signal::NlmFailure:
         AddFailed(episode, "The handling failed (" + std::string(record.message) + "): nothing more done", record);
-        Close(record.thread);
+        End(record);
         break;
     default: break;
     }
@@ -569,7 +569,7 @@ void StoryBuilder::HandleNotification(const LogRecord& record, const Recognised&
             episode.resumeFlag = static_cast<int>(recognised.captures.numbers[1]);
             AddIgnored(episode, episode.resumeFlag != 0 ? "sleep" : "handling-connection-change", record);
         }
-        Close(record.thread);
+        End(record);
         break;
     case Signal::HandlerWlanStatus: Observe(Radio::Wifi, OnOff(recognised.captures.numbers[0]), record); break;
     case Signal::HandlerStoring: episode.storeReason[0] = "user-choice"; break;
@@ -579,7 +579,7 @@ void StoryBuilder::HandleNotification(const LogRecord& record, const Recognised&
     case Signal::HandlerSwitchFailed:
         AddFailed(episode, "Wi-Fi could not be switched off again", record, true, Radio::Wifi);
         break;
-    case Signal::HandlerEnd: Close(record.thread); break;
+    case Signal::HandlerEnd: End(record); break;
     default: break;
     }
 }
@@ -624,7 +624,7 @@ void StoryBuilder::HandleAirplane(const LogRecord& record, const Recognised& rec
         episode.basis[0] = StoredChoiceBasis(m_end.stored[0]);
         break;
     case Signal::WatcherRestoring: Step(episode, Radio::Wifi); break;
-    case Signal::WatcherStop: Close(record.thread); break;
+    case Signal::WatcherStop: End(record); break;
     case Signal::WatcherError:
         AddFailed(episode, "The airplane-mode watcher failed: " + std::string(record.message), record);
         break;
@@ -648,7 +648,7 @@ void StoryBuilder::HandleCompletion(const LogRecord& record, const Recognised& r
             AddIgnored(episode, "sleep", record);
         else
             AddFailed(episode, "The Ethernet test failed: the change was not processed", record);
-        Close(record.thread);
+        End(record);
         break;
     case Signal::MbnEthernet: ObserveWire(OnOff(captures.numbers[0]), record.time); break;
     case Signal::MbnNotProcessing:
@@ -668,7 +668,7 @@ void StoryBuilder::HandleCompletion(const LogRecord& record, const Recognised& r
                 AddIgnored(episode, "airplane-mode", record);
             }
         }
-        Close(record.thread);
+        End(record);
         break;
     case Signal::MbnWwanStatus: Observe(Radio::Wwan, OnOff(captures.numbers[0]), record); break;
     case Signal::MbnSwitchOff:
@@ -678,10 +678,10 @@ void StoryBuilder::HandleCompletion(const LogRecord& record, const Recognised& r
     case Signal::MbnStoring: episode.storeReason[1] = "user-choice"; break;
     case Signal::MbnFailure:
         AddFailed(episode, "Mobile broadband: " + std::string(record.message), record, true, Radio::Wwan);
-        Close(record.thread);
+        End(record);
         break;
     case Signal::MbnReceived:
-    case Signal::MbnEnd: Close(record.thread); break;
+    case Signal::MbnEnd: End(record); break;
     default: break;
     }
 }
@@ -726,7 +726,7 @@ void StoryBuilder::HandleSleep(const LogRecord& record, const Recognised& recogn
     case Signal::ResumeDone:
         SetLane(Lane::Sleep, State::Off, record.time);
         m_sleepSince = -1;
-        Close(record.thread);
+        End(record);
         break;
     default: break;
     }

@@ -61,6 +61,7 @@ TEST(StoryAirplane, AirplaneModeOnSwitchesTheRadiosBySystem)
     const diag::StoryEvent& on = told.events[0];
     EXPECT_EQ(on.kind, EventKind::AirplaneOn);
     EXPECT_EQ(on.text, "Airplane mode went on");
+    EXPECT_EQ(on.end, At("09:10:00.005"));  // its last line, not the next pass's first
     const diag::Effect wifi = SwitchOf(on, Radio::Wifi);
     EXPECT_FALSE(wifi.byService);
     EXPECT_EQ(wifi.to, State::Off);
