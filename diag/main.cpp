@@ -19,7 +19,8 @@ constexpr wchar_t kUsage[] = L"Usage: TessarineDiag status [--json]\n"
                              L"         service's own log and its rotated files, oldest first)\n"
                              L"\n"
                              L"Exit codes: 0 the verb ran; 1 the service is not installed or not running;\n"
-                             L"            2 misuse (an unknown verb or option, or a missing argument).\n";
+                             L"            2 misuse (an unknown verb or option, a missing argument, a LOGFILE that\n"
+                             L"              cannot be opened, an HTML file that cannot be written).\n";
 
 int Misuse(const std::wstring& message)
 {

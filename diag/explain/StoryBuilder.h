@@ -50,7 +50,8 @@ private:
         bool ended = false;
         uint32_t lastThread = 0;
         State lastTarget = State::Unknown;
-        bool failureTold = false;  // this service run
+        bool latchTold = false;        // the Wi-Fi query time-out, once a service run
+        bool noInterfaceTold = false;  // no Wi-Fi adapter, once a service run
     };
     struct Later {
         bool operator()(const StoryEvent& a, const StoryEvent& b) const

@@ -396,8 +396,8 @@ void StoryBuilder::HandleWlan(const LogRecord& record, const Recognised& recogni
     Episode& episode = EnsureAny(record);
     switch (recognised.signal) {
     case Signal::WlanQueryTimeout:
-        if (!track.failureTold) {
-            track.failureTold = true;
+        if (!track.latchTold) {
+            track.latchTold = true;
             AddFailed(episode,
                       "Wi-Fi cannot be read: an earlier switch needed every one of its passes, and the service "
                       "reads and switches Wi-Fi no more until it restarts",
@@ -405,8 +405,8 @@ void StoryBuilder::HandleWlan(const LogRecord& record, const Recognised& recogni
         }
         break;
     case Signal::WlanNoInterface:
-        if (!track.failureTold) {
-            track.failureTold = true;
+        if (!track.noInterfaceTold) {
+            track.noInterfaceTold = true;
             AddFailed(episode, "No Wi-Fi adapter: Wi-Fi cannot be read or switched", record, true, wifi);
         }
         break;
