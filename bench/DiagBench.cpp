@@ -8,8 +8,9 @@
 // and prints the median time of each way and the peak working set of the
 // process (GetProcessMemoryInfo) beside the targets: at most 5 s over the
 // 100 MB log, and memory that does not grow with the log (the 100 MB log's
-// peak against the 20 MB log's). The story goes to NUL, the page (--html)
-// to a file that is deleted with the logs.
+// peak against the 20 MB log's). The story goes to a file, as a script that
+// keeps it would have it, and so does the page (--html); both are deleted
+// with the logs. (Not to NUL: Wine writes to it far slower than to a file.)
 #include "BenchClock.h"
 #include "BenchTable.h"
 
@@ -125,6 +126,7 @@ void RemoveLog(const std::wstring& folder, const std::vector<std::wstring>& file
     for (const std::wstring& file : files)
         DeleteFileW(file.c_str());
     DeleteFileW((folder + L"\\story.html").c_str());
+    DeleteFileW((folder + L"\\story.txt").c_str());
     RemoveDirectoryW(folder.c_str());
 }
 
@@ -134,19 +136,20 @@ struct Run {
     bool ok = false;
 };
 
-Run Explain(const std::wstring& exe, const std::wstring& options, const std::vector<std::wstring>& files)
+Run Explain(const std::wstring& exe, const std::wstring& options, const std::vector<std::wstring>& files,
+            const std::wstring& storyPath)
 {
     std::wstring commandLine = L"\"" + exe + L"\" explain " + options;
     for (const std::wstring& file : files)
         commandLine += L" \"" + file + L"\"";
     SECURITY_ATTRIBUTES inherit{sizeof(inherit), nullptr, TRUE};
-    const os::UniqueHandle nul(
-        CreateFileW(L"NUL", GENERIC_WRITE, FILE_SHARE_READ | FILE_SHARE_WRITE, &inherit, OPEN_EXISTING, 0, nullptr));
+    const os::UniqueHandle story(CreateFileW(storyPath.c_str(), GENERIC_WRITE, FILE_SHARE_READ, &inherit, CREATE_ALWAYS,
+                                             FILE_ATTRIBUTE_NORMAL, nullptr));
     STARTUPINFOW startup{};
     startup.cb = sizeof(startup);
     startup.dwFlags = STARTF_USESTDHANDLES;
     startup.hStdInput = nullptr;
-    startup.hStdOutput = nul.get();
+    startup.hStdOutput = story.get();
     startup.hStdError = GetStdHandle(STD_ERROR_HANDLE);
     PROCESS_INFORMATION process{};
     Run run;
@@ -201,8 +204,9 @@ Measured Measure(const std::wstring& exe, const std::wstring& name, const std::w
         measured.time.goal = bench::Figure::Goal::AtMost;
         measured.time.target = 5.0;
     }
+    const std::wstring storyPath = files.back().substr(0, files.back().rfind(L'\\')) + L"\\story.txt";
     for (int i = 0; i < kRuns; ++i) {
-        const Run run = Explain(exe, options, files);
+        const Run run = Explain(exe, options, files, storyPath);
         measured.ok = measured.ok && run.ok;
         measured.time.samples.push_back(run.seconds);
         measured.peaks.push_back(run.peakMegabytes);
