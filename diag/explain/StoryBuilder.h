@@ -100,13 +100,15 @@ private:
     void Handle(const LogRecord& record, const Recognised& recognised);
     void HandleService(const LogRecord& record, const Recognised& recognised);
     void HandleStartUp(const LogRecord& record, const Recognised& recognised);
+    void HandleSleep(const LogRecord& record, const Recognised& recognised);
+    // StoryEventSignals.cpp
     void HandleConnection(const LogRecord& record, const Recognised& recognised);
-    void HandleWlan(const LogRecord& record, const Recognised& recognised);
-    void HandleWwan(const LogRecord& record, const Recognised& recognised);
     void HandleNotification(const LogRecord& record, const Recognised& recognised);
     void HandleAirplane(const LogRecord& record, const Recognised& recognised);
     void HandleCompletion(const LogRecord& record, const Recognised& recognised);
-    void HandleSleep(const LogRecord& record, const Recognised& recognised);
+    // StoryRadioSignals.cpp
+    void HandleWlan(const LogRecord& record, const Recognised& recognised);
+    void HandleWwan(const LogRecord& record, const Recognised& recognised);
 
     StoryWriter& m_writer;
     std::unordered_map<uint32_t, Episode> m_open;
