@@ -1,12 +1,13 @@
 #!/usr/bin/env bash
 # Fails on a C or C++ file of ours that .clang-format would change, naming
 # each one; `--fix` rewrites them instead. Our files are the ones git tracks
-# under src/, models/, sim/, bench/ and tests/.
+# under src/, models/, sim/, bench/, tests/ and diag/.
 set -euo pipefail
 cd "$(dirname "$0")/.."
 
 mapfile -t files < <(git ls-files -- 'src/*.cpp' 'src/*.h' 'models/*.cpp' 'models/*.h' 'sim/*.cpp' 'sim/*.h' \
-                                   'bench/*.cpp' 'bench/*.h' 'tests/*.cpp' 'tests/*.h')
+                                   'bench/*.cpp' 'bench/*.h' 'tests/*.cpp' 'tests/*.h' \
+                                   'diag/*.cpp' 'diag/*.h')
 if [[ ${1:-} == --fix ]]; then
   clang-format -i "${files[@]}"
   echo "check-format: ${#files[@]} files formatted"

@@ -7,7 +7,9 @@
 #   airplane mode on and off; down.
 # It prints a timeline (each step, each radio after it, how long the service
 # took to react), then the lines of the service's log that explain each
-# change. Where the service switched the Wi-Fi radio for a plug or a pull, the
+# change, and ends with the story TessarineDiag explain tells from that log
+# (run in the laptop's Wine session as an administrator would, finding the
+# service's log itself; bounded). Where the service switched the Wi-Fi radio for a plug or a pull, the
 # reaction is timed from the service's log to the millisecond
 # (scripts/reaction.awk): from the wire ready with its address, or pulled, to
 # the network event reaching the service, then to the radio set, split into
@@ -24,7 +26,8 @@
 # The laptop has a home of its own (TESSARINE_LAPTOP_HOME, default
 # build/laptop-demo), never the one a person's laptop.sh uses; down runs
 # whatever happens (EXIT trap), so nothing is left behind. Needs root.
-# Exit status: 0 when every step reached what it should, 1 otherwise.
+# Exit status: 0 when every step reached what it should and explain told its
+# story, 1 otherwise.
 set -euo pipefail
 
 # shellcheck source=scripts/laptop/client.sh
@@ -163,11 +166,18 @@ for i in "${!labels[@]}"; do
 done
 
 echo
+echo "== TessarineDiag explain: the story of the service's log"
+if ! laptop explain 2>&1 | sed 's/^/   /'; then
+  echo "   TessarineDiag explain did not run to its end"
+  failures=$((failures + 1))
+fi
+
+echo
 echo "== down"
 laptop down | sed 's/^/   /'
 trap - EXIT
 if ((failures)); then
-  echo "demo: $failures step(s) did not reach what they should"
+  echo "demo: $failures step(s) did not reach what they should (or explain did not run)"
   exit 1
 fi
 echo "demo: every step reached what it should"

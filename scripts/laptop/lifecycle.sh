@@ -42,13 +42,13 @@ up_possible() {
   fi
 }
 
-# The program and the simulated devices' targets, when the tree has them
-# (the Wi-Fi's target is sim_wlanapi; "wlanapi" would be the system
-# library's name).
+# The program and the simulated devices' targets, and the administrators'
+# TessarineDiag (explain), when the tree has them (the Wi-Fi's target is
+# sim_wlanapi; "wlanapi" would be the system library's name).
 build_laptop() {
   local targets=(Tessarine) target
   (cd "$root" && cmake --preset default >/dev/null) || die "cmake --preset default failed"
-  for target in wlanapi sim_wlanapi sim_comserver sim_control; do
+  for target in wlanapi sim_wlanapi sim_comserver sim_control TessarineDiag; do
     if grep -q "^build $target: phony" "$build/build.ninja" 2>/dev/null; then targets+=("$target"); fi
   done
   (cd "$root" && cmake --build "$build" --target "${targets[@]}" >/dev/null) ||

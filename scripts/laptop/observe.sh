@@ -1,7 +1,8 @@
 # shellcheck shell=bash
 # Looking at the laptop while it runs: wait (until radios and power status
 # read given values), idle (until the service handles no network event),
-# wakeups (the service process's context switches) and log.
+# wakeups (the service process's context switches), log, and explain (the
+# story of the service's log, told by TessarineDiag).
 
 # wait WHAT VALUE [WHAT VALUE...] [SECONDS]: polls until each WHAT reads its
 # VALUE, and prints how long it took: the time from the verb's start to the
@@ -186,4 +187,14 @@ verb_log() {
   file=$(log_file)
   [ -n "$file" ] || die "log: the service has written no log yet"
   tail -n "$lines" "$file" | tr -d '\r'
+}
+
+# explain [ARGS...]: TessarineDiag explain in the laptop's Wine session, as an
+# administrator would run it on the laptop: without a FILE it finds the
+# service's log itself (ARGS are the verb's options; FILEs as Windows paths).
+verb_explain() {
+  require_up
+  local program=$build/diag/TessarineDiag.exe
+  [ -f "$program" ] || die "explain: no $program (build the target TessarineDiag)"
+  wine_do 60 "$program" explain "$@"
 }
