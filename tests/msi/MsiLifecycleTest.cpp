@@ -148,6 +148,7 @@ protected:
         EXPECT_EQ(products[0].version, productVersion);
         EXPECT_EQ(msi::FileVersion(InstallFolder() + L"\\Tessarine.exe"), fileVersion);
         EXPECT_TRUE(msi::FileExists(InstallFolder() + L"\\TessarineMessages.dll"));
+        EXPECT_TRUE(msi::FileExists(InstallFolder() + L"\\TessarineDiag.exe"));
     }
 };
 
