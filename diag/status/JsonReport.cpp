@@ -35,7 +35,7 @@ void Service(JsonWriter& json, const ServiceReading& service)
         state = L"not-installed";
     json.Key(L"state").String(state);
     json.Key(L"startType");
-    if (service.configRead)
+    if (service.registered && service.configRead)
         json.String(StartTypeName(service.startType));
     else
         json.Null();
@@ -288,4 +288,3 @@ std::wstring StatusJson(const StatusReport& report, const Reasoning& reasoning)
 }
 
 }  // namespace diag
-

@@ -78,9 +78,8 @@ std::vector<LoggingFinding> CheckLoggingPolicy(const std::wstring& moduleName)
     if (ReadPolicyBytes(keys, kLoggingTypeValue, type, kLoggingTypeBytes) && type[0] != L'\0' &&
         TypesFromLoggingTypeText(type) == 0) {
         wchar_t unused[kLoggingTypeBytes / sizeof(wchar_t) + 1] = {};
-        findings.push_back({kLoggingTypeValue, where(ReadPolicyBytes(moduleOnly, kLoggingTypeValue, unused,
-                                                                     kLoggingTypeBytes)),
-                            type,
+        findings.push_back({kLoggingTypeValue,
+                            where(ReadPolicyBytes(moduleOnly, kLoggingTypeValue, unused, kLoggingTypeBytes)), type,
                             L"holds none of the keywords " + KeywordList() +
                                 L": the default stands, a log file written through the background writer"});
     }

@@ -113,8 +113,8 @@ std::wstring WhyItIs(const Radio& radio, const StatusReport& report, Cause& caus
     }
     cause = Cause::NoWire;
     if (!radio.choice.on)
-        return name + L" is on because " + NoWirePhrase(report.ethernet) + L"; the service records the user's choice (" +
-               stored + L") " + radio.recordsWhen + L".";
+        return name + L" is on because " + NoWirePhrase(report.ethernet) +
+               L"; the service records the user's choice (" + stored + L") " + radio.recordsWhen + L".";
     return name + L" is on because " + NoWirePhrase(report.ethernet) + L" and " + stored + L".";
 }
 
@@ -122,8 +122,8 @@ std::wstring WhyItIs(const Radio& radio, const StatusReport& report, Cause& caus
 std::wstring WhatNext(const Radio& radio, const StatusReport& report, Cause cause)
 {
     if (!report.service.Running())
-        return L"The service is " + ServiceStatePhrase(report.service) + L", so nothing switches " +
-               radio.noun + L" until it runs.";
+        return L"The service is " + ServiceStatePhrase(report.service) + L", so nothing switches " + radio.noun +
+               L" until it runs.";
     const bool allowed = radio.decision.Allowed();
     const bool wired = report.ethernet.up;
     const std::wstring firmware = FirmwarePhrase(radio.decision, report.firmware, radio.switching);
@@ -140,8 +140,7 @@ std::wstring WhatNext(const Radio& radio, const StatusReport& report, Cause caus
     case Cause::WiredLink:
         return radio.choice.on ? L"It comes back on when the wire goes, since " + stored + L"."
                                : L"It stays off when the wire goes, since " + stored + L".";
-    case Cause::UserChoice:
-        return L"It stays off when a wire comes or goes; only the user's switch brings it back.";
+    case Cause::UserChoice: return L"It stays off when a wire comes or goes; only the user's switch brings it back.";
     case Cause::NotTheService:
         if (radio.state == RadioState::On)
             return L"The service switches it off " + std::wstring(radio.recheckWhen) + L".";

@@ -53,7 +53,7 @@ struct Conflict {
     std::wstring source;  // where it was read (a registry key)
     std::wstring name;    // the value or setting
     std::wstring value;
-    std::wstring text;    // one plain sentence
+    std::wstring text;  // one plain sentence
 };
 
 struct Reasoning {

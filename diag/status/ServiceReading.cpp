@@ -52,8 +52,8 @@ void ReadConfig(SC_HANDLE service, ServiceReading& reading, const FunctionLog& l
     Utils::GetVersionValue(version, reading.programPath);
     reading.versionFound = version.found;
     if (version.found)
-        reading.version = os::FormatString(L"%u.%u.%u.%u", version.parts[0], version.parts[1], version.parts[2],
-                                           version.parts[3]);
+        reading.version =
+            os::FormatString(L"%u.%u.%u.%u", version.parts[0], version.parts[1], version.parts[2], version.parts[3]);
 }
 
 }  // namespace

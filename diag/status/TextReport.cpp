@@ -11,15 +11,20 @@ namespace diag {
 namespace {
 
 // Labels in a column of their own, so the readings line up.
-std::wstring Line(const wchar_t* label, const std::wstring& text) { return os::FormatString(L"%-18s%s\n", label, text.c_str()); }
+std::wstring Line(const wchar_t* label, const std::wstring& text)
+{
+    return os::FormatString(L"%-18s%s\n", label, text.c_str());
+}
 
 std::wstring Service(const ServiceReading& service)
 {
-    std::wstring text = Line(L"Service", service.name + L": " + ServiceStatePhrase(service) +
-                                             (service.configRead ? std::wstring(L", ") + StartTypeName(service.startType) +
-                                                                       L" start"
-                                                                 : std::wstring()));
-    if (service.configRead)
+    // What the registration says, once it is there.
+    const bool configured = service.registered && service.configRead;
+    std::wstring state = service.name + L": " + ServiceStatePhrase(service);
+    if (configured)
+        state += std::wstring(L", ") + StartTypeName(service.startType) + L" start";
+    std::wstring text = Line(L"Service", state);
+    if (configured)
         text += Line(L"", service.programPath + L", version " +
                               (service.versionFound ? service.version : std::wstring(L"unreadable")));
     return text;
@@ -36,17 +41,16 @@ std::wstring Firmware(const FirmwareReading& firmware)
     const NLMUtils::AutoSwitchingRead& read = firmware.read;
     std::wstring source;
     if (read.settings.empty())
-        source = os::FormatString(L"nothing read (0x%08X%s)", static_cast<unsigned>(read.firstResult),
-                                  read.fallbackRead
-                                      ? os::FormatString(L", fallback 0x%08X", static_cast<unsigned>(read.fallbackResult))
-                                            .c_str()
-                                      : L"");
+        source = os::FormatString(
+            L"nothing read (0x%08X%s)", static_cast<unsigned>(read.firstResult),
+            read.fallbackRead
+                ? os::FormatString(L", fallback 0x%08X", static_cast<unsigned>(read.fallbackResult)).c_str()
+                : L"");
     else
         source = std::wstring(L"read from ") + (read.fallbackRead ? L"QX_BIOSSetting" : L"QXBIOS_BIOSEnumeration");
-    std::wstring text =
-        Line(L"Firmware", source + os::FormatString(L" in %u ms (its own retry pauses: %u ms)",
-                                                    static_cast<unsigned>(firmware.elapsedMilliseconds),
-                                                    static_cast<unsigned>(read.pausedMilliseconds)));
+    std::wstring text = Line(L"Firmware", source + os::FormatString(L" in %u ms (its own retry pauses: %u ms)",
+                                                                    static_cast<unsigned>(firmware.elapsedMilliseconds),
+                                                                    static_cast<unsigned>(read.pausedMilliseconds)));
     for (const auto& [name, value] : read.settings)
         text += Line(L"", name + L" = \"" + value + L"\"");
     text += Line(L"", Switching(L"Wi-Fi switching", firmware.decision.wlan) + L"; " +
@@ -66,13 +70,13 @@ std::wstring Adapters(const EthernetReading& ethernet)
                                                   L"test fails too",
                                                   ethernet.error));
     const AdapterReading* deciding = ethernet.Deciding();
-    std::wstring text = Line(L"Adapters", deciding != nullptr
-                                              ? L"Ethernet is up: " + Widen(deciding->description) + L" decides"
+    std::wstring text =
+        Line(L"Adapters", deciding != nullptr ? L"Ethernet is up: " + Widen(deciding->description) + L" decides"
                                               : std::wstring(L"no adapter counts as Ethernet"));
     for (const AdapterReading& adapter : ethernet.adapters)
-        text += os::FormatString(L"  %-16s%-16s%s%s\n", Widen(adapter.description).c_str(),
-                                 Widen(adapter.address).c_str(), AdapterReason(adapter).c_str(),
-                                 adapter.decides ? L" (decides)" : L"");
+        text +=
+            os::FormatString(L"  %-16s%-16s%s%s\n", Widen(adapter.description).c_str(), Widen(adapter.address).c_str(),
+                             AdapterReason(adapter).c_str(), adapter.decides ? L" (decides)" : L"");
     return text;
 }
 
@@ -109,7 +113,8 @@ std::wstring Conflicts(const StatusReport& report, const Reasoning& reasoning)
 {
     std::wstring text = L"\nConflicts\n";
     for (const Conflict& conflict : reasoning.conflicts)
-        text += L"  " + conflict.text + L" [" + conflict.source + L": " + conflict.name + L" = " + conflict.value + L"]\n";
+        text +=
+            L"  " + conflict.text + L" [" + conflict.source + L": " + conflict.name + L" = " + conflict.value + L"]\n";
     if (reasoning.conflicts.empty())
         text += L"  none seen\n";
     // What was looked at, conflict or not.
@@ -123,11 +128,11 @@ std::wstring Conflicts(const StatusReport& report, const Reasoning& reasoning)
     if (report.connectionPolicy.keyFound && report.connectionPolicy.values.empty())
         policy += L"no values";
     text += policy + L"\n";
-    text += os::FormatString(L"  Wi-Fi driver settings on wired links: %u found, %u active\n",
-                             static_cast<unsigned>(report.driverSettings.size()),
-                             static_cast<unsigned>(std::count_if(report.driverSettings.begin(),
-                                                                 report.driverSettings.end(),
-                                                                 [](const DriverSetting& s) { return s.active; })));
+    text +=
+        os::FormatString(L"  Wi-Fi driver settings on wired links: %u found, %u active\n",
+                         static_cast<unsigned>(report.driverSettings.size()),
+                         static_cast<unsigned>(std::count_if(report.driverSettings.begin(), report.driverSettings.end(),
+                                                             [](const DriverSetting& s) { return s.active; })));
     return text;
 }
 
@@ -138,8 +143,8 @@ std::wstring StatusText(const StatusReport& report, const Reasoning& reasoning)
     std::wstring text = L"TessarineDiag status\n\n";
     text += Service(report.service);
     text += Firmware(report.firmware);
-    text += Line(L"Stored choices", L"Wi-Fi " + Choice(report.wlanChoice) + L", mobile broadband " +
-                                        Choice(report.wwanChoice));
+    text += Line(L"Stored choices",
+                 L"Wi-Fi " + Choice(report.wlanChoice) + L", mobile broadband " + Choice(report.wwanChoice));
     text += Line(L"Airplane mode", report.airplaneMode ? L"on" : L"off");
     text += Adapters(report.ethernet);
     text += Wlan(report.wlan);

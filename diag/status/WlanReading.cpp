@@ -53,8 +53,8 @@ WlanReading ReadWlanRadio()
                                          &size, reinterpret_cast<void**>(radio.put()), nullptr);
     if (error != ERROR_SUCCESS || !radio)
         return fail(L"WlanQueryInterface", error);
-    const DWORD phys = radio.get()->dwNumberOfPhys < WLAN_MAX_PHY_INDEX ? radio.get()->dwNumberOfPhys
-                                                                        : WLAN_MAX_PHY_INDEX;
+    const DWORD phys =
+        radio.get()->dwNumberOfPhys < WLAN_MAX_PHY_INDEX ? radio.get()->dwNumberOfPhys : WLAN_MAX_PHY_INDEX;
     for (DWORD index = 0; index < phys; ++index) {
         const WLAN_PHY_RADIO_STATE& phy = radio.get()->PhyRadioState[index];
         reading.phys.push_back({phy.dwPhyIndex, static_cast<DWORD>(phy.dot11SoftwareRadioState),
