@@ -1,7 +1,8 @@
 # shellcheck shell=bash
 # Looking at the laptop while it runs: wait (until radios and power status
 # read given values), idle (until the service handles no network event),
-# wakeups (the service process's context switches) and log.
+# wakeups (the service process's context switches), log, and diag
+# (TessarineDiag.exe in the laptop's session).
 
 # wait WHAT VALUE [WHAT VALUE...] [SECONDS]: polls until each WHAT reads its
 # VALUE, and prints how long it took: the time from the verb's start to the
@@ -178,4 +179,15 @@ verb_log() {
   file=$(log_file)
   [ -n "$file" ] || die "log: the service has written no log yet"
   tail -n "$lines" "$file" | tr -d '\r'
+}
+
+# diag ARGS...: TessarineDiag.exe, beside the program, in the laptop's
+# session (so it reads the simulated devices as the service does); its
+# output, and its exit code as the verb's.
+verb_diag() {
+  require_up
+  [ -f "$program_dir/$diag_exe" ] || die "diag: $diag_exe is not on the laptop (build the target TessarineDiag, then up)"
+  local rc=0
+  wine_do 60 "$program_dir_win\\$diag_exe" "$@" || rc=$?
+  return "$rc"
 }
