@@ -85,7 +85,6 @@ TEST_F(ReadAutoSwitchingSettingsTest, AnEmptyFirstClassSendsTheReadToTheFallback
     EXPECT_THAT(m_clock.Pauses(), ElementsAre(3000u));
 }
 
-
 TEST_F(ReadAutoSwitchingSettingsTest, TheRetryPausesOfBothReadsAddUp)
 {
     // Six time-outs (six 1 s pauses and the failed pass's 3 s) in each class.

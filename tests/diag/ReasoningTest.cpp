@@ -244,7 +244,8 @@ TEST(Reasoning, ARadioOnBesideAWireThatShouldSwitchIt)
     StopService(report);
     reasoning = Reason(report);
     EXPECT_EQ(reasoning.wifi.nextAction, Action::None);
-    EXPECT_EQ(reasoning.wifi.sentences[1], L"The service is stopped, so nothing switches the Wi-Fi radio until it runs.");
+    EXPECT_EQ(reasoning.wifi.sentences[1],
+              L"The service is stopped, so nothing switches the Wi-Fi radio until it runs.");
 }
 
 TEST(Reasoning, ARadioOffThatTheServiceWouldHaveOn)

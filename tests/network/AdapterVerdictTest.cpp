@@ -62,10 +62,9 @@ TEST(VpnWordIn, GivesTheFirstWordOfTheListFound)
 
 TEST(WalkAdapterInfo, LogsEachVerdictAsItAlwaysHas)
 {
-    IP_ADAPTER_INFO chain[4] = {Adapter(IF_TYPE_IEEE80211, "Wi-Fi", "10.0.0.3"),
-                                Adapter(MIB_IF_TYPE_ETHERNET, "eth1", "0.0.0.0"),
-                                Adapter(MIB_IF_TYPE_ETHERNET, "TAP-Win1", "10.0.0.4"),
-                                Adapter(MIB_IF_TYPE_ETHERNET, "eth0", "10.0.0.5")};
+    IP_ADAPTER_INFO chain[4] = {
+        Adapter(IF_TYPE_IEEE80211, "Wi-Fi", "10.0.0.3"), Adapter(MIB_IF_TYPE_ETHERNET, "eth1", "0.0.0.0"),
+        Adapter(MIB_IF_TYPE_ETHERNET, "TAP-Win1", "10.0.0.4"), Adapter(MIB_IF_TYPE_ETHERNET, "eth0", "10.0.0.5")};
     for (int i = 0; i < 3; ++i)
         chain[i].Next = &chain[i + 1];
     fakes::RecordingLog log;
