@@ -7,7 +7,7 @@
 #   airplane mode on and off; down.
 # It prints a timeline (each step, each radio after it, how long the service
 # took to react), then the lines of the service's log that explain each
-# change. Where the service switched the Wi-Fi radio for a plug or a pull, the
+# change, then what TessarineDiag status reads on the laptop at the end. Where the service switched the Wi-Fi radio for a plug or a pull, the
 # reaction is timed from the service's log to the millisecond
 # (scripts/reaction.awk): from the wire ready with its address, or pulled, to
 # the network event reaching the service, then to the radio set, split into
@@ -161,6 +161,15 @@ for i in "${!labels[@]}"; do
   awk -v from="$from" -v to="$to" '{ stamp = substr($0, 1, 23) } stamp >= from && stamp < to' <<<"$relevant" |
     cut -d'|' -f1,3- | sed 's/^/   /'
 done
+
+echo
+echo "== TessarineDiag status: the laptop as the administrators' companion reads it now"
+if ! laptop diag status | sed 's/^/   /'; then
+  echo "   (status says the service is not running, or it could not run)"
+fi
+
+# ---- TessarineDiag explain: the story of what the demo just did, from the
+# service's log, goes here (after status, before down).
 
 echo
 echo "== down"

@@ -129,6 +129,7 @@ void Ethernet(JsonWriter& json, const EthernetReading& ethernet)
         json.Key(L"type").Number(adapter.type);
         json.Key(L"typeName").String(adapter.typeName);
         json.Key(L"address").String(Widen(adapter.address));
+        json.Key(L"link").String(LinkName(adapter.link));
         json.Key(L"verdict").String(VerdictName(adapter.verdict));
         json.Key(L"counts").Bool(adapter.verdict == NLMUtils::AdapterVerdict::Ethernet);
         json.Key(L"decides").Bool(adapter.decides);

@@ -14,6 +14,26 @@ std::wstring WirePhrase(const EthernetReading& ethernet)
            L" has an address";
 }
 
+std::wstring NoAddressPhrase(const AdapterReading& adapter)
+{
+    switch (adapter.link) {
+    case AdapterReading::Link::Up: return L" has its link up but no address yet";
+    case AdapterReading::Link::Down: return L" has no address and its link is down";
+    case AdapterReading::Link::Unknown: break;
+    }
+    return L" has no address";
+}
+
+const wchar_t* LinkName(AdapterReading::Link link)
+{
+    switch (link) {
+    case AdapterReading::Link::Up: return L"up";
+    case AdapterReading::Link::Down: return L"down";
+    case AdapterReading::Link::Unknown: break;
+    }
+    return L"unknown";
+}
+
 std::wstring NoWirePhrase(const EthernetReading& ethernet)
 {
     std::wstring phrase = L"no wired adapter counts as Ethernet";
@@ -23,7 +43,7 @@ std::wstring NoWirePhrase(const EthernetReading& ethernet)
     for (const AdapterReading& adapter : ethernet.adapters) {
         std::wstring detail;
         if (adapter.verdict == NLMUtils::AdapterVerdict::NoAddress)
-            detail = Widen(adapter.description) + L" has no address yet";
+            detail = Widen(adapter.description) + NoAddressPhrase(adapter);
         else if (adapter.verdict == NLMUtils::AdapterVerdict::VpnDescription)
             detail = Widen(adapter.description) + L" is described as a VPN or virtual adapter";
         else
@@ -78,7 +98,7 @@ std::wstring AdapterReason(const AdapterReading& adapter)
     case NLMUtils::AdapterVerdict::NotEthernetType:
         return os::FormatString(L"does not count: not an Ethernet type (type %u, %s)", adapter.type,
                                 adapter.typeName.c_str());
-    case NLMUtils::AdapterVerdict::NoAddress: return L"does not count: no address yet (0.0.0.0)";
+    case NLMUtils::AdapterVerdict::NoAddress: return L"does not count: no address (0.0.0.0)";
     case NLMUtils::AdapterVerdict::VpnDescription:
         return L"does not count: its description holds \"" + Widen(adapter.vpnWord) +
                L"\", so it is taken for a VPN or virtual adapter";

@@ -10,9 +10,14 @@ namespace diag {
 
 // "the wired adapter eth0 has an address" (the adapter that decides).
 std::wstring WirePhrase(const EthernetReading& ethernet);
-// "no wired adapter counts as Ethernet (eth0 has no address yet; TAP-Win1
-// is described as a VPN or virtual adapter)".
+// "no wired adapter counts as Ethernet (eth0 has its link up but no address
+// yet; TAP-Win1 is described as a VPN or virtual adapter)".
 std::wstring NoWirePhrase(const EthernetReading& ethernet);
+// " has its link up but no address yet", " has no address and its link is
+// down", or " has no address" when the link is not known.
+std::wstring NoAddressPhrase(const AdapterReading& adapter);
+// "up", "down", "unknown".
+const wchar_t* LinkName(AdapterReading::Link link);
 // "the firmware allows LAN/WLAN switching", "the firmware forbids ... (...)",
 // and what the service makes of a missing, empty or unread setting.
 std::wstring FirmwarePhrase(const NLMUtils::SwitchingDecision& decision, const FirmwareReading& firmware,

@@ -25,7 +25,7 @@ const AdapterReading* EthernetReading::Deciding() const
 const AdapterReading* EthernetReading::Pending() const
 {
     for (const AdapterReading& adapter : adapters)
-        if (adapter.verdict == NLMUtils::AdapterVerdict::NoAddress)
+        if (adapter.verdict == NLMUtils::AdapterVerdict::NoAddress && adapter.link != AdapterReading::Link::Down)
             return &adapter;
     return nullptr;
 }

@@ -57,6 +57,9 @@ struct AdapterReading {
     NLMUtils::AdapterVerdict verdict = NLMUtils::AdapterVerdict::NotEthernetType;
     std::string vpnWord;   // for VpnDescription: the word of the description that made it so
     bool decides = false;  // the adapter that ends the service's walk
+    // The link as the address list has it (not part of the rule): a wire
+    // without an address whose link is up may still be waiting for DHCP.
+    enum class Link { Unknown, Up, Down } link = Link::Unknown;
 };
 
 struct EthernetReading {
@@ -67,7 +70,8 @@ struct EthernetReading {
     bool addressPending = false;  // an Ethernet adapter without an address was seen
 
     const AdapterReading* Deciding() const;
-    // The first Ethernet-type adapter still waiting for its address.
+    // The first Ethernet-type adapter without an address whose link is not
+    // known to be down: one that may still get its address.
     const AdapterReading* Pending() const;
 };
 

@@ -74,9 +74,9 @@ std::wstring Adapters(const EthernetReading& ethernet)
         Line(L"Adapters", deciding != nullptr ? L"Ethernet is up: " + Widen(deciding->description) + L" decides"
                                               : std::wstring(L"no adapter counts as Ethernet"));
     for (const AdapterReading& adapter : ethernet.adapters)
-        text +=
-            os::FormatString(L"  %-16s%-16s%s%s\n", Widen(adapter.description).c_str(), Widen(adapter.address).c_str(),
-                             AdapterReason(adapter).c_str(), adapter.decides ? L" (decides)" : L"");
+        text += os::FormatString(L"  %-16s%-16slink %-8s%s%s\n", Widen(adapter.description).c_str(),
+                                 Widen(adapter.address).c_str(), LinkName(adapter.link), AdapterReason(adapter).c_str(),
+                                 adapter.decides ? L" (decides)" : L"");
     return text;
 }
 

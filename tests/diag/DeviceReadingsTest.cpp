@@ -140,6 +140,27 @@ TEST(ReadAdapters, EachAdapterWithTheRulesVerdictAndTheOneThatDecides)
     EXPECT_EQ(reading.Pending()->description, "eth1");
 }
 
+TEST(ReadAdapters, EachAdaptersLinkFromTheAddressList)
+{
+    fakes::RecordingLog log;
+    auto pulled = fakes::Ethernet("eth0", "0.0.0.0", "{00000001-0000-0000-0000-4E6574446576}");
+    pulled.linkUp = false;
+    const auto waiting = fakes::Ethernet("eth1", "0.0.0.0", "{00000002-0000-0000-0000-4E6574446576}");
+    fakes::FakeIpHelper ipHelper({pulled, waiting});
+    diag::EthernetReading reading = diag::ReadAdapters();
+    ASSERT_EQ(reading.adapters.size(), 2u);
+    EXPECT_EQ(reading.adapters[0].link, diag::AdapterReading::Link::Down);
+    EXPECT_EQ(reading.adapters[1].link, diag::AdapterReading::Link::Up);
+    // The wire that may still get its address is the one whose link is up.
+    EXPECT_EQ(reading.Pending()->description, "eth1");
+
+    ipHelper.Fail(fakes::FakeIpHelper::Failure::AdaptersAddresses, ERROR_NOT_ENOUGH_MEMORY);
+    reading = diag::ReadAdapters();
+    ASSERT_EQ(reading.adapters.size(), 2u);
+    EXPECT_EQ(reading.adapters[0].link, diag::AdapterReading::Link::Unknown);
+    EXPECT_EQ(reading.Pending()->description, "eth0");
+}
+
 TEST(ReadAdapters, NoAdapterCountsWithoutAnAddressOrBehindAVpnName)
 {
     fakes::RecordingLog log;

@@ -148,6 +148,7 @@ TEST(StatusJson, EveryAdapterWithItsVerdictAndTheOneThatDecides)
                                 L"        \"type\": 6,\n"
                                 L"        \"typeName\": \"Ethernet\",\n"
                                 L"        \"address\": \"192.168.78.2\",\n"
+                                L"        \"link\": \"up\",\n"
                                 L"        \"verdict\": \"vpn-description\",\n"
                                 L"        \"counts\": false,\n"
                                 L"        \"decides\": false,\n"
@@ -157,11 +158,21 @@ TEST(StatusJson, EveryAdapterWithItsVerdictAndTheOneThatDecides)
     EXPECT_THAT(json, HasSubstr(L"        \"verdict\": \"no-address\",\n"
                                 L"        \"counts\": false,\n"
                                 L"        \"decides\": false,\n"
-                                L"        \"reason\": \"does not count: no address yet (0.0.0.0)\"\n"));
+                                L"        \"reason\": \"does not count: no address (0.0.0.0)\"\n"));
     EXPECT_THAT(json, HasSubstr(L"        \"verdict\": \"ethernet\",\n"
                                 L"        \"counts\": true,\n"
                                 L"        \"decides\": true,\n"
                                 L"        \"reason\": \"counts as Ethernet\"\n"));
+}
+
+TEST(StatusJson, APulledWireIsListedWithItsLinkDown)
+{
+    auto report = Laptop();
+    Plug(report);
+    Pull(report);
+    EXPECT_THAT(Json(report), HasSubstr(L"        \"address\": \"0.0.0.0\",\n"
+                                        L"        \"link\": \"down\",\n"
+                                        L"        \"verdict\": \"no-address\",\n"));
 }
 
 TEST(StatusJson, NotAnEthernetTypeSaysItsType)

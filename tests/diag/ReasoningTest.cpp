@@ -65,6 +65,13 @@ TEST(Reasoning, APullBringsBackTheStartingPoint)
     Pull(report);
     const auto reasoning = Reason(report);
     EXPECT_EQ(reasoning.wifi.cause, Cause::NoWire);
+    EXPECT_EQ(reasoning.wifi.nextAction, Action::SwitchOff);
+    // A pulled wire is no wire waiting for its address.
+    EXPECT_THAT(reasoning.wifi.sentences,
+                ElementsAre(L"Wi-Fi is on because no wired adapter counts as Ethernet (eth0 has no address and its "
+                            L"link is down) and the stored choice is True.",
+                            L"It goes off when a wired adapter gets an address, and comes back on when that wire "
+                            L"goes."));
     EXPECT_EQ(reasoning.mobileBroadband.cause, Cause::NoWire);
 }
 
@@ -213,9 +220,21 @@ TEST(Reasoning, AWireWaitingForItsAddress)
     PlugWithoutAddress(report);
     const auto reasoning = Reason(report);
     EXPECT_THAT(reasoning.wifi.sentences,
-                ElementsAre(L"Wi-Fi is on because no wired adapter counts as Ethernet (eth0 has no address yet) and "
-                            L"the stored choice is True.",
+                ElementsAre(L"Wi-Fi is on because no wired adapter counts as Ethernet (eth0 has its link up but no "
+                            L"address yet) and the stored choice is True.",
                             L"It goes off once eth0 gets its address, and comes back on when that wire goes."));
+}
+
+TEST(Reasoning, AnAdapterWithoutAnAddressWhoseLinkIsNotKnown)
+{
+    auto report = Laptop();
+    PlugWithoutAddress(report);
+    report.ethernet.adapters[0].link = diag::AdapterReading::Link::Unknown;
+    const auto reasoning = Reason(report);
+    EXPECT_EQ(reasoning.wifi.sentences[0], L"Wi-Fi is on because no wired adapter counts as Ethernet (eth0 has no "
+                                           L"address) and the stored choice is True.");
+    EXPECT_EQ(reasoning.wifi.sentences[1], L"It goes off once eth0 gets its address, and comes back on when that wire "
+                                           L"goes.");
 }
 
 TEST(Reasoning, AnUnreadAdapterList)

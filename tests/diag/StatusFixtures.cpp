@@ -30,6 +30,7 @@ AdapterReading Adapter(const std::string& name, const std::string& address)
     adapter.type = MIB_IF_TYPE_ETHERNET;
     adapter.typeName = L"Ethernet";
     adapter.address = address;
+    adapter.link = AdapterReading::Link::Up;
     return adapter;
 }
 
@@ -110,7 +111,14 @@ void PlugWithoutAddress(diag::StatusReport& report, const std::string& name)
 
 void Pull(diag::StatusReport& report)
 {
-    report.ethernet.adapters.clear();
+    // As IP Helper lists a pulled wire: still there, without an address,
+    // its link down.
+    for (AdapterReading& adapter : report.ethernet.adapters) {
+        adapter.address = "0.0.0.0";
+        adapter.verdict = AdapterVerdict::NoAddress;
+        adapter.vpnWord.clear();
+        adapter.link = AdapterReading::Link::Down;
+    }
     Rejudge(report.ethernet);
 }
 

@@ -14,8 +14,9 @@ namespace diagtest {
 diag::StatusReport Laptop();
 
 // A wire: an Ethernet adapter with an address (it counts), without one
-// (DHCP still working), or described as a VPN; the rule's result is made
-// again over the adapters.
+// (DHCP still working), or described as a VPN; pulled, every wire stays
+// listed without an address and with its link down. The rule's result is
+// made again over the adapters.
 void Plug(diag::StatusReport& report, const std::string& name = "eth0", const std::string& address = "192.168.77.2");
 void PlugWithoutAddress(diag::StatusReport& report, const std::string& name = "eth0");
 void Pull(diag::StatusReport& report);

@@ -119,8 +119,9 @@ expect "pull: both radios on" wifi on wwan on
 status "pull"
 is "pull" ethernet.up false radios.wifi.state on explanations.wifi.cause no-wire \
   explanations.mobileBroadband.cause no-wire
-[ "$(adapter eth0 verdict)" = no-address ] && ok "pull: eth0 has no address" ||
-  bad "pull: eth0's verdict is '$(adapter eth0 verdict)'"
+[ "$(adapter eth0 verdict)/$(adapter eth0 link)" = no-address/down ] && ok "pull: eth0 has no address, link down" ||
+  bad "pull: eth0's verdict is '$(adapter eth0 verdict)', its link '$(adapter eth0 link)'"
+says "pull" wifi "eth0 has no address and its link is down" "It goes off when a wired adapter gets an address"
 
 # ---- the user's Wi-Fi switch ------------------------------------------------
 step "the user switches Wi-Fi off" wifi off
