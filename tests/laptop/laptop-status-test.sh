@@ -16,7 +16,7 @@ set -euo pipefail
 # shellcheck source=tests/laptop/sim-lib.sh
 source "$(dirname "$0")/sim-lib.sh"
 
-json_get=$(dirname "$0")/status-json.awk
+json_get=$root/scripts/laptop/status-json.awk
 # The last report, in the test's own home (removed before down).
 report=$home/status-report.json
 
@@ -34,7 +34,7 @@ status() {
   fi
 }
 
-# get PATH: the report's value(s) at PATH (tests/laptop/status-json.awk).
+# get PATH: the report's value(s) at PATH (scripts/laptop/status-json.awk).
 get() { awk -v want="$1" -f "$json_get" "$report"; }
 
 # is LABEL PATH VALUE...: each PATH has its VALUE.

@@ -1,4 +1,5 @@
-# The values at one path of TessarineDiag's JSON report, one a line:
+# The values at one path of TessarineDiag's JSON report, one a line (for the
+# laptop's status test and scripts/bench-status.sh):
 #   awk -v want=explanations.wifi.cause -f status-json.awk REPORT
 # The path is the members' names joined by dots, with [N] for the N-th
 # element of an array (from 0): ethernet.adapters.[1].verdict. A string is
