@@ -149,6 +149,10 @@ std::wstring WhatNext(const Radio& radio, const StatusReport& report, Cause caus
     case Cause::FirmwareForbids:
         return L"Wires coming and going do not change it; the service only records the user's choice.";
     case Cause::OnInAirplaneMode:
+        // The radio's next notification finds the wire.
+        if (wired && allowed)
+            return L"The service switches it off " + std::wstring(radio.recheckWhen) + L".";
+        [[fallthrough]];
     case Cause::NoWire:
         if (!allowed)
             return L"A wire does not change it: " + firmware + L".";

@@ -133,8 +133,17 @@ TEST(Reasoning, WiFiSwitchedOnInAirplaneMode)
     report.airplaneMode = true;
     const auto reasoning = Reason(report);
     EXPECT_EQ(reasoning.wifi.cause, Cause::OnInAirplaneMode);
-    EXPECT_EQ(reasoning.wifi.sentences[0],
-              L"Wi-Fi is on while airplane mode is on: the user switched it on in airplane mode.");
+    EXPECT_THAT(reasoning.wifi.sentences,
+                ElementsAre(L"Wi-Fi is on while airplane mode is on: the user switched it on in airplane mode.",
+                            L"It goes off when a wired adapter gets an address, and comes back on when that wire "
+                            L"goes."));
+
+    Plug(report);
+    EXPECT_EQ(Reason(report).wifi.sentences[1],
+              L"The service switches it off at its next Wi-Fi notification, wire change or start.");
+    SetFirmware(report, kWlanSetting, L"*Disable");
+    EXPECT_EQ(Reason(report).wifi.sentences[1], L"A wire does not change it: the firmware forbids LAN/WLAN switching "
+                                                L"(\"LAN / WLAN Auto Switching\" is \"*Disable\").");
 }
 
 TEST(Reasoning, TheFirmwareForbiddingWiFiSwitchingLeavesItOnBesideTheWire)
