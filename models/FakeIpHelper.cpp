@@ -171,7 +171,7 @@ ULONG WINAPI FakeIpHelper::GetAdaptersAddresses(ULONG, ULONG, PVOID, PIP_ADAPTER
         record.IfIndex = static_cast<DWORD>(i + 1);
         record.Next = i + 1 < self.m_adapters.size() ? &buffer[i + 1] : nullptr;
         record.IfType = adapter.type;
-        record.OperStatus = IfOperStatusUp;
+        record.OperStatus = adapter.linkUp ? IfOperStatusUp : IfOperStatusDown;
 
         char* name = Take(free, adapter.name.size() + 1);
         std::memcpy(name, adapter.name.c_str(), adapter.name.size() + 1);

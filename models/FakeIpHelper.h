@@ -23,6 +23,7 @@ struct AdapterDescription {
     std::wstring friendlyName;
     UINT type = MIB_IF_TYPE_ETHERNET;  // the legacy Type and the IfType
     std::string address = "0.0.0.0";   // the first IPv4 address; "0.0.0.0" while none is assigned
+    bool linkUp = true;                // the OperStatus of the address list: up, or down (a pulled cable)
     // DHCP in virtual time: before this moment of the clock the adapter has
     // no address yet ("0.0.0.0"); needs the helper's clock.
     uint64_t addressFromMilliseconds = 0;

@@ -7,9 +7,9 @@
 #   airplane mode on and off; down.
 # It prints a timeline (each step, each radio after it, how long the service
 # took to react), then the lines of the service's log that explain each
-# change, and ends with the story TessarineDiag explain tells from that log
-# (run in the laptop's Wine session as an administrator would, finding the
-# service's log itself; bounded). Where the service switched the Wi-Fi radio for a plug or a pull, the
+# change, then what TessarineDiag status reads on the laptop at the end and
+# the story TessarineDiag explain tells from that log (both run in the
+# laptop's Wine session as an administrator would; bounded). Where the service switched the Wi-Fi radio for a plug or a pull, the
 # reaction is timed from the service's log to the millisecond
 # (scripts/reaction.awk): from the wire ready with its address, or pulled, to
 # the network event reaching the service, then to the radio set, split into
@@ -166,8 +166,13 @@ for i in "${!labels[@]}"; do
 done
 
 echo
+echo "== TessarineDiag status: the laptop as the administrators' companion reads it now"
+if ! laptop diag status | sed 's/^/   /'; then
+  echo "   (status says the service is not running, or it could not run)"
+fi
+
 echo "== TessarineDiag explain: the story of the service's log"
-if ! laptop explain 2>&1 | sed 's/^/   /'; then
+if ! laptop diag explain 2>&1 | sed 's/^/   /'; then
   echo "   TessarineDiag explain did not run to its end"
   failures=$((failures + 1))
 fi

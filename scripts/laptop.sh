@@ -31,8 +31,8 @@
 #   laptop.sh wakeups [SECONDS]          count the service process's context switches over
 #                                        SECONDS (default 10): its wake-ups per second
 #   laptop.sh log [N]                    the last N (20) lines of the service's log
-#   laptop.sh explain [ARGS...]          TessarineDiag explain in the laptop's session: the story
-#                                        of the service's log (ARGS: --json, --html FILE, FILE...)
+#   laptop.sh diag ARGS...               TessarineDiag.exe ARGS in the laptop's session (status, explain);
+#                                        its output and exit code
 #   laptop.sh down                       stop and remove the service, remove the laptop
 #
 # Where: TESSARINE_BUILD_DIR (default build, the default preset's tree) holds
@@ -50,7 +50,7 @@
 # The verbs live in scripts/laptop/, a file for each kind: lifecycle.sh (up,
 # restart, down), wire.sh (plug, pull), switches.sh (wifi, wwan, airplane,
 # firmware, modem), state.sh (state), observe.sh (wait, idle, wakeups, log,
-# explain).
+# diag).
 # What they share: lib.sh (the laptop's names and looks, shared with the
 # tests), registry.sh, service.sh, classes.sh (the COM classes) and
 # control.sh (the simulation's control program).
@@ -107,15 +107,15 @@ case $verb in
     [ -n "$verb" ] || exit 2
     exit 0
     ;;
-  up | plug | pull | wifi | wwan | airplane | firmware | modem | restart | state | wait | idle | wakeups | log | explain | down) ;;
-  *) die "unknown verb '$verb' (up, plug, pull, wifi, wwan, airplane, firmware, modem, restart, state, wait, idle, wakeups, log, explain, down)" ;;
+  up | plug | pull | wifi | wwan | airplane | firmware | modem | restart | state | wait | idle | wakeups | log | diag | down) ;;
+  *) die "unknown verb '$verb' (up, plug, pull, wifi, wwan, airplane, firmware, modem, restart, state, wait, idle, wakeups, log, diag, down)" ;;
 esac
 [ "$(id -u)" -eq 0 ] || die "needs root (ip netns); run as root"
 need_tools ip flock wine wineserver timeout setsid
-# wait and wakeups only read, and must look while another verb runs (a plug
-# in its DHCP delay): they take no lock. idle talks to the control program,
-# one verb at a time.
-[ "$verb" = wait ] || [ "$verb" = wakeups ] || take_lock
+# wait, wakeups and diag only read, and must look while another verb runs
+# (a plug in its DHCP delay): they take no lock. idle talks to the control
+# program, one verb at a time.
+[ "$verb" = wait ] || [ "$verb" = wakeups ] || [ "$verb" = diag ] || take_lock
 case $verb in
   up) verb_up "$@" ;;
   plug) verb_plug "$@" ;;
@@ -130,6 +130,6 @@ case $verb in
   idle) verb_idle "$@" ;;
   wakeups) verb_wakeups "$@" ;;
   log) verb_log "$@" ;;
-  explain) verb_explain "$@" ;;
+  diag) verb_diag "$@" ;;
   down) verb_down "$@" ;;
 esac

@@ -1,14 +1,24 @@
-// Placeholder until the status verb lands: says so and reports misuse.
+// TessarineDiag status: reads, reasons, prints (text or JSON), and says by
+// its exit code whether the service runs.
 #include "Verbs.h"
 
-#include <cstdio>
+#include "platform/Console.h"
+#include "status/JsonReport.h"
+#include "status/Readings.h"
+#include "status/Reasoning.h"
+#include "status/StatusPrinting.h"
+#include "status/TextReport.h"
 
 namespace diag {
 
-int RunStatus(const StatusOptions&)
+int PrintStatus(const StatusReport& report, bool json)
 {
-    std::fputws(L"TessarineDiag: status is not in this build\n", stderr);
-    return kExitMisuse;
+    const Reasoning reasoning = Reason(report);
+    const std::wstring text = json ? StatusJson(report, reasoning) : StatusText(report, reasoning);
+    os::Print(L"%s", text.c_str());
+    return report.service.Running() ? kExitRan : kExitServiceNotRunning;
 }
+
+int RunStatus(const StatusOptions& options) { return PrintStatus(ReadStatus(), options.json); }
 
 }  // namespace diag

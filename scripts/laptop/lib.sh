@@ -31,6 +31,8 @@ service=Tessarine
 # The simulation's copy of the program, in the prefix's drive C.
 program_dir=$prefix/drive_c/TessarineLaptop
 program_dir_win='C:\TessarineLaptop'
+# The administrators' companion, beside the program when built.
+diag_exe=TessarineDiag.exe
 sim_com_dll=TessarineSimDevices.dll
 sim_control_exe=TessarineSimControl.exe
 # The classes the simulated COM server serves (CLSID_NetworkListManager,

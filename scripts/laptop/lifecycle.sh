@@ -42,13 +42,13 @@ up_possible() {
   fi
 }
 
-# The program and the simulated devices' targets, and the administrators'
-# TessarineDiag (explain), when the tree has them (the Wi-Fi's target is
-# sim_wlanapi; "wlanapi" would be the system library's name).
+# The program, the administrators' companion and the simulated devices'
+# targets, when the tree has them (the Wi-Fi's target is sim_wlanapi;
+# "wlanapi" would be the system library's name).
 build_laptop() {
   local targets=(Tessarine) target
   (cd "$root" && cmake --preset default >/dev/null) || die "cmake --preset default failed"
-  for target in wlanapi sim_wlanapi sim_comserver sim_control TessarineDiag; do
+  for target in TessarineDiag wlanapi sim_wlanapi sim_comserver sim_control; do
     if grep -q "^build $target: phony" "$build/build.ninja" 2>/dev/null; then targets+=("$target"); fi
   done
   (cd "$root" && cmake --build "$build" --target "${targets[@]}" >/dev/null) ||
@@ -82,15 +82,17 @@ boot_laptop() {
 # sim_built NAME: the simulation's built file NAME, or nothing.
 sim_built() { find "$build/sim" -name "$1" -not -path '*/CMakeFiles/*' | head -n 1; }
 
-# place_program WITH_SIM: the program, and beside it the simulated devices
-# when they are built and WITH_SIM is 1 (Wine loads a wlanapi.dll from the
-# program's folder instead of its own); the control program started with
-# the COM server.
+# place_program WITH_SIM: the program, TessarineDiag.exe when built (beside
+# the program, so that it reads the same simulated devices), and the
+# simulated devices when they are built and WITH_SIM is 1 (Wine loads a
+# wlanapi.dll from the program's folder instead of its own); the control
+# program started with the COM server.
 place_program() {
   local name file
   mkdir -p "$program_dir"
   cp "$build/Tessarine.exe" "$program_dir/"
-  rm -f "$program_dir"/*.dll "$program_dir/$sim_control_exe"
+  rm -f "$program_dir"/*.dll "$program_dir/$sim_control_exe" "$program_dir/$diag_exe"
+  if [ -f "$build/diag/$diag_exe" ]; then cp "$build/diag/$diag_exe" "$program_dir/"; fi
   if (($1 == 0)) || [ ! -d "$build/sim" ]; then return 0; fi
   for name in wlanapi.dll "$sim_com_dll"; do
     file=$(sim_built "$name")

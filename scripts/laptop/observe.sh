@@ -1,8 +1,8 @@
 # shellcheck shell=bash
 # Looking at the laptop while it runs: wait (until radios and power status
 # read given values), idle (until the service handles no network event),
-# wakeups (the service process's context switches), log, and explain (the
-# story of the service's log, told by TessarineDiag).
+# wakeups (the service process's context switches), log, and diag
+# (TessarineDiag.exe in the laptop's session).
 
 # wait WHAT VALUE [WHAT VALUE...] [SECONDS]: polls until each WHAT reads its
 # VALUE, and prints how long it took: the time from the verb's start to the
@@ -189,12 +189,13 @@ verb_log() {
   tail -n "$lines" "$file" | tr -d '\r'
 }
 
-# explain [ARGS...]: TessarineDiag explain in the laptop's Wine session, as an
-# administrator would run it on the laptop: without a FILE it finds the
-# service's log itself (ARGS are the verb's options; FILEs as Windows paths).
-verb_explain() {
+# diag ARGS...: TessarineDiag.exe, beside the program, in the laptop's
+# session (so it reads the simulated devices as the service does); its
+# output, and its exit code as the verb's.
+verb_diag() {
   require_up
-  local program=$build/diag/TessarineDiag.exe
-  [ -f "$program" ] || die "explain: no $program (build the target TessarineDiag)"
-  wine_do 60 "$program" explain "$@"
+  [ -f "$program_dir/$diag_exe" ] || die "diag: $diag_exe is not on the laptop (build the target TessarineDiag, then up)"
+  local rc=0
+  wine_do 60 "$program_dir_win\\$diag_exe" "$@" || rc=$?
+  return "$rc"
 }

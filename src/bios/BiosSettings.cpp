@@ -7,6 +7,7 @@
 #include "state/SwitchingState.h"
 
 #include <cstdint>
+#include <initializer_list>
 
 using namespace QX::Shared;
 
@@ -32,10 +33,6 @@ constexpr DWORD kFailedPassPauseMs = 3000;
 // The low 32 bits of a pointer, for the "0x%x" entry records.
 unsigned PointerBits(const void* pointer) { return static_cast<unsigned>(reinterpret_cast<uintptr_t>(pointer)); }
 
-// The whole rule, on the raw text: any first character but '*' enables.
-// No keyword is compared, on purpose: the firmware's own words vary.
-bool Enables(const std::wstring& value) { return !value.empty() && value[0] != L'*'; }
-
 std::wstring BuildQuery(const std::wstring& className)
 {
     return std::wstring(L"SELECT * FROM ") + className + L" WHERE " + L"Name='" + kWlanSetting + L"'" + L" OR " +
@@ -58,7 +55,7 @@ bool GetStringProperty(IWbemClassObject* object, const wchar_t* property, const 
 // The passes of one read over `enumerator`: time-outs are retried within a
 // pass, and a pass is repeated only after a COM error.
 HRESULT ReadWithRetries(const os::ComPtr<IEnumWbemClassObject>& enumerator, SettingMap& settings,
-                        const FunctionLog& log)
+                        DWORD& pausedMilliseconds, const FunctionLog& log)
 {
     HRESULT result = S_OK;
     int exceptionCount = 0;
@@ -75,6 +72,7 @@ HRESULT ReadWithRetries(const os::ComPtr<IEnumWbemClassObject>& enumerator, Sett
                     log.Log(LevelWarning, L"WMI Read Timeout. [hr:0x%08X]", result);
                     ++timeoutCount;
                     os::api().Sleep(kTimeoutPauseMs);
+                    pausedMilliseconds += kTimeoutPauseMs;
                 }
                 log.Log(LevelVerbose, L"Retry Count for Timeout =  %d", timeoutCount);
             } while (result == WBEM_S_TIMEDOUT && timeoutCount <= kMaxTimeoutRetries);
@@ -87,6 +85,7 @@ HRESULT ReadWithRetries(const os::ComPtr<IEnumWbemClassObject>& enumerator, Sett
             break;
         // Also after the last pass: the pause is the provider's time to settle.
         os::api().Sleep(kFailedPassPauseMs);
+        pausedMilliseconds += kFailedPassPauseMs;
         ++exceptionCount;
         log.Log(LevelVerbose, L"Retry Count for Exception =  %d", exceptionCount);
     } while (exceptionCount <= kMaxExceptionRetries && exceptionSeen);
@@ -98,33 +97,22 @@ HRESULT ReadWithRetries(const os::ComPtr<IEnumWbemClassObject>& enumerator, Sett
 void GetAutoSwitchingStatus()
 {
     OperationLog op("NLMUtils::GetAutoSwitchingStatus");
-    SettingMap settings;
     LanWlanSwitchingEnabled = false;
     LanWwanSwitchingEnabled = false;
     try {
-        // The result codes are not examined: only what reached the map counts.
-        ReadNetworkSwitchingStatus(kFirstClass, settings);
-        if (settings.empty())
-            ReadNetworkSwitchingStatus(kFallbackClass, settings);
+        AutoSwitchingRead read;
+        ReadAutoSwitchingSettings(read);
 
         op.Log(LevelVerbose, L"Displaying the WMI Read Data - Start");
-        for (const auto& [name, value] : settings)
+        for (const auto& [name, value] : read.settings)
             op.Log(LevelVerbose, L"Setting = %s  ==>  Value = %s", name.c_str(), value.c_str());
         op.Log(LevelVerbose, L"Displaying the WMI Read Data - End");
 
-        if (!settings.empty()) {
-            // The preferred name decides whenever it is present, even with an
-            // empty value; the older name only stands in for a missing one.
-            auto wlan = settings.find(kWlanSetting);
-            if (wlan == settings.end())
-                wlan = settings.find(kWlanOlderSetting);
-            if (wlan != settings.end() && Enables(wlan->second))
-                LanWlanSwitchingEnabled = true;
-
-            const auto wwan = settings.find(kWwanSetting);
-            if (wwan != settings.end() && Enables(wwan->second))
-                LanWwanSwitchingEnabled = true;
-        }
+        const AutoSwitchingDecision decision = DecideAutoSwitching(read.settings);
+        if (decision.wlan.Allowed())
+            LanWlanSwitchingEnabled = true;
+        if (decision.wwan.Allowed())
+            LanWwanSwitchingEnabled = true;
     } catch (...) {
         op.Log(LevelError, L"Exception in GetAutoSwitchingStatus()");
     }
@@ -132,7 +120,42 @@ void GetAutoSwitchingStatus()
             static_cast<int>(LanWlanSwitchingEnabled), static_cast<int>(LanWwanSwitchingEnabled));
 }
 
-HRESULT ReadNetworkSwitchingStatus(const std::wstring& className, SettingMap& settings)
+SettingVerdict JudgeSettingValue(const std::wstring& value)
+{
+    // The whole rule, on the raw text: no keyword is compared, on purpose:
+    // the firmware's own words vary.
+    if (value.empty())
+        return SettingVerdict::Empty;
+    return value[0] == L'*' ? SettingVerdict::Starred : SettingVerdict::Allows;
+}
+
+AutoSwitchingDecision DecideAutoSwitching(const SettingMap& settings)
+{
+    const auto decide = [&settings](std::initializer_list<const wchar_t*> names) {
+        SwitchingDecision decision;
+        // The first name present decides, whatever its value.
+        for (const wchar_t* name : names) {
+            const auto found = settings.find(name);
+            if (found != settings.end()) {
+                decision.setting = name;
+                decision.verdict = JudgeSettingValue(found->second);
+                break;
+            }
+        }
+        return decision;
+    };
+    return {decide({kWlanSetting, kWlanOlderSetting}), decide({kWwanSetting})};
+}
+
+void ReadAutoSwitchingSettings(AutoSwitchingRead& read)
+{
+    read.firstResult = ReadNetworkSwitchingStatus(kFirstClass, read.settings, &read.pausedMilliseconds);
+    read.fallbackRead = read.settings.empty();
+    if (read.fallbackRead)
+        read.fallbackResult = ReadNetworkSwitchingStatus(kFallbackClass, read.settings, &read.pausedMilliseconds);
+}
+
+HRESULT ReadNetworkSwitchingStatus(const std::wstring& className, SettingMap& settings, DWORD* pausedMilliseconds)
 {
     OperationLog op("NLMUtils::ReadNetworkSwitchingStatus", L"Fetch Location = %s", className.c_str());
     settings.clear();
@@ -149,6 +172,7 @@ HRESULT ReadNetworkSwitchingStatus(const std::wstring& className, SettingMap& se
 
     os::ComPtr<IEnumWbemClassObject> enumerator;
     os::UniqueBstr query;
+    DWORD paused = 0;
     if (services) {
         const std::wstring text = BuildQuery(className);
         op.Log(LevelVerbose, L"WMI Query =  %s", text.c_str());
@@ -164,7 +188,7 @@ HRESULT ReadNetworkSwitchingStatus(const std::wstring& className, SettingMap& se
                 op.Log(LevelError, L"Query for %ws from  %ws failed. [hr:0x%08X]", text.c_str(), className.c_str(),
                        result);
             else
-                result = ReadWithRetries(enumerator, settings, op);
+                result = ReadWithRetries(enumerator, settings, paused, op);
         }
     }
 
@@ -173,6 +197,8 @@ HRESULT ReadNetworkSwitchingStatus(const std::wstring& className, SettingMap& se
     services.Reset();
     locator.Reset();
     os::api().CoUninitialize();
+    if (pausedMilliseconds != nullptr)
+        *pausedMilliseconds += paused;
     op.Exit(L"Return WMI Read Count = %d,Return Value = 0x%x", static_cast<int>(settings.size()), result);
     return result;
 }

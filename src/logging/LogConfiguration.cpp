@@ -12,26 +12,29 @@ namespace QX::Shared {
 
 namespace {
 
-// Level values are REG_SZ of at most 127 characters.
-constexpr size_t kLevelNameLimit = 127;
-
 int32_t TypesFromLoggingType(const PolicyKeys& keys)
 {
     wchar_t text[kLoggingTypeBytes / sizeof(wchar_t) + 1] = {};
     if (!ReadPolicyBytes(keys, kLoggingTypeValue, text, kLoggingTypeBytes))
         return 0;
-    for (wchar_t* c = text; *c != L'\0'; ++c)
-        *c = static_cast<wchar_t>(towupper(*c));
+    return TypesFromLoggingTypeText(text);
+}
+
+}  // namespace
+
+int32_t TypesFromLoggingTypeText(const std::wstring& text)
+{
+    std::wstring upper = text;
+    for (wchar_t& c : upper)
+        c = static_cast<wchar_t>(towupper(c));
 
     int32_t types = 0;
     for (const LoggingTypeKeyword& keyword : kLoggingTypeKeywords) {
-        if (wcsstr(text, keyword.keyword) != nullptr)
+        if (upper.find(keyword.keyword) != std::wstring::npos)
             types |= keyword.type;
     }
     return types;
 }
-
-}  // namespace
 
 int32_t LevelFromName(const wchar_t* name)
 {

@@ -13,8 +13,12 @@
 #include <cstddef>
 #include <cstdint>
 #include <memory>
+#include <string>
 
 namespace QX::Shared {
+
+// Level values are REG_SZ of at most 127 characters.
+inline constexpr size_t kLevelNameLimit = 127;
 
 // "LoggingType" is read into 128 bytes: 63 characters and a terminator.
 inline constexpr uint32_t kLoggingTypeBytes = 128;
@@ -32,6 +36,10 @@ inline constexpr LoggingTypeKeyword kLoggingTypeKeywords[] = {
     {L"CONSOLE", CqxLogListener::TypeConsole},
     {L"DEBUG", CqxLogListener::TypeDebug},
 };
+
+// The listener bits of a "LoggingType" text: every keyword it holds, in any
+// letter case; 0 when it holds none (the defaults then stand).
+int32_t TypesFromLoggingTypeText(const std::wstring& text);
 
 // The level of a name, ignoring letter case; null, empty or unknown: Never.
 int32_t LevelFromName(const wchar_t* name);

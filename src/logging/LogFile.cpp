@@ -29,6 +29,11 @@ uint64_t WriteTime(const WIN32_FIND_DATAW& found)
 
 }  // namespace
 
+uint32_t RotationLimitBytes(int32_t maxSizeKilobytes)
+{
+    return maxSizeKilobytes <= 0 ? 0 : static_cast<uint32_t>(Times(maxSizeKilobytes, 1024));
+}
+
 void CqxLogFile::SetMaxSize(int32_t kilobytes)
 {
     m_maxSize = kilobytes;
@@ -97,7 +102,7 @@ bool CqxLogFile::Rotate(bool force)
     if (!force) {
         if (m_maxSize <= 0)
             return false;
-        if (attributes.nFileSizeHigh == 0 && attributes.nFileSizeLow <= static_cast<DWORD>(Times(m_maxSize, 1024)))
+        if (attributes.nFileSizeHigh == 0 && attributes.nFileSizeLow <= RotationLimitBytes(m_maxSize))
             return false;
     }
 

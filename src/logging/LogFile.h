@@ -21,6 +21,15 @@
 
 namespace QX::Shared {
 
+// The size check of the rotation: the file is moved away once it is larger
+// than its limit in kilobytes x 1024, computed in 32 bits as the limit is
+// kept. A limit of 0 or below rotates nothing by size (RotationLimitBytes
+// is then 0 and not used).
+uint32_t RotationLimitBytes(int32_t maxSizeKilobytes);
+// The largest limit whose bytes fit the 32-bit check; above it the product
+// wraps (4194304 KB gives 0 bytes: every non-empty file is rotated).
+inline constexpr uint32_t kLargestMaxLogSize = UINT32_MAX / 1024;
+
 class CqxLogFile {
 public:
     CqxLogFile() = default;

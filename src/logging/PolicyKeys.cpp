@@ -86,6 +86,11 @@ bool ReadNumber(HKEY key, const wchar_t* name, DWORD& number)
 
 void OpenPolicyKeys(const wchar_t* productName, PolicyKeys& keys)
 {
+    OpenPolicyKeysFor(productName, ExecutableBaseName(), keys);
+}
+
+void OpenPolicyKeysFor(const wchar_t* productName, const std::wstring& moduleName, PolicyKeys& keys)
+{
     keys.module.reset();
     keys.product.reset();
 
@@ -96,8 +101,7 @@ void OpenPolicyKeys(const wchar_t* productName, PolicyKeys& keys)
         keys.product.release();
         return;
     }
-    if (RegOpenKeyExW(keys.product.get(), ExecutableBaseName().c_str(), 0, KEY_READ, keys.module.put()) !=
-        ERROR_SUCCESS)
+    if (RegOpenKeyExW(keys.product.get(), moduleName.c_str(), 0, KEY_READ, keys.module.put()) != ERROR_SUCCESS)
         keys.module.release();
 }
 

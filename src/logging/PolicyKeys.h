@@ -35,6 +35,9 @@ struct PolicyKeys {
 // is opened only when the product key opened. A key that does not open stays
 // closed.
 void OpenPolicyKeys(const wchar_t* productName, PolicyKeys& keys);
+// The same for the module key of another executable of the product (named
+// `moduleName`, its file name without extension), as that program reads it.
+void OpenPolicyKeysFor(const wchar_t* productName, const std::wstring& moduleName, PolicyKeys& keys);
 
 // The product key's path below HKLM ("Software\Policies\QX\<product>") for
 // `productName`, or for the product of this executable's version resource

@@ -42,13 +42,15 @@ std::wstring Widen(const char* text)
 
 }  // namespace
 
-bool HasVpnWord(const char* description)
+const char* VpnWordIn(const char* description)
 {
     for (const char* word : kVpnWords)
         if (std::strstr(description, word) != nullptr)
-            return true;
-    return false;
+            return word;
+    return nullptr;
 }
+
+bool HasVpnWord(const char* description) { return VpnWordIn(description) != nullptr; }
 
 bool HasVpnWord(const wchar_t* description)
 {
@@ -60,31 +62,44 @@ bool HasVpnWord(const wchar_t* description)
     return false;
 }
 
+AdapterVerdict ClassifyAdapterInfo(const IP_ADAPTER_INFO& adapter)
+{
+    if (adapter.Type != MIB_IF_TYPE_ETHERNET)
+        return AdapterVerdict::NotEthernetType;
+    // The whole text: an address that only begins with these seven
+    // characters is an assigned one.
+    if (std::strcmp(adapter.IpAddressList.IpAddress.String, "0.0.0.0") == 0)
+        return AdapterVerdict::NoAddress;
+    if (HasVpnWord(adapter.Description))
+        return AdapterVerdict::VpnDescription;
+    return AdapterVerdict::Ethernet;
+}
+
 void WalkAdapterInfo(const IP_ADAPTER_INFO* head, int* ethernetStatus, int* ipNotAssigned, const FunctionLog& log)
 {
     for (const IP_ADAPTER_INFO* adapter = head; adapter != nullptr; adapter = adapter->Next) {
-        if (adapter->Type != MIB_IF_TYPE_ETHERNET) {
+        switch (ClassifyAdapterInfo(*adapter)) {
+        case AdapterVerdict::NotEthernetType:
             if (const wchar_t* message = TypeMessage(adapter->Type))
                 log.Log(LevelInformation, message);
             else
                 log.Log(LevelInformation, L"Unknown type %d", adapter->Type);
             continue;
-        }
-        // The whole text: an address that only begins with these seven
-        // characters is an assigned one.
-        if (std::strcmp(adapter->IpAddressList.IpAddress.String, "0.0.0.0") == 0) {
+        case AdapterVerdict::NoAddress:
+            // Nothing is logged for it.
             if (ipNotAssigned != nullptr)
                 *ipNotAssigned = 1;
             continue;
-        }
-        log.Log(LevelInformation, L"An Ethernet network interface.");
-        if (HasVpnWord(adapter->Description)) {
+        case AdapterVerdict::VpnDescription:
+            log.Log(LevelInformation, L"An Ethernet network interface.");
             log.Log(LevelInformation, L"Ethernet is VPN and IP is valid");
             continue;
+        case AdapterVerdict::Ethernet:
+            log.Log(LevelInformation, L"An Ethernet network interface.");
+            log.Log(LevelInformation, L"Ethernet is not VPN and IP is valid");
+            *ethernetStatus = 1;
+            return;
         }
-        log.Log(LevelInformation, L"Ethernet is not VPN and IP is valid");
-        *ethernetStatus = 1;
-        return;
     }
     *ethernetStatus = 0;
 }

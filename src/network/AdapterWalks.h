@@ -12,11 +12,21 @@
 
 namespace NLMUtils {
 
+// What the machine-wide Ethernet rule makes of one adapter of the legacy
+// list, in the order it asks: its type, then its address, then its
+// description.
+enum class AdapterVerdict {
+    NotEthernetType,  // the legacy Type is not 6 (Ethernet)
+    NoAddress,        // Ethernet, but the first address is exactly "0.0.0.0"
+    VpnDescription,   // Ethernet with an address, but the description holds "VPN", "Virtual" or "TAP-Win"
+    Ethernet,         // counts: a wired, non-VPN Ethernet adapter with an address
+};
+AdapterVerdict ClassifyAdapterInfo(const IP_ADAPTER_INFO& adapter);
+
 // The machine-wide Ethernet rule over an IP_ADAPTER_INFO chain: the first
-// adapter of type 6 with an assigned address whose description holds none of
-// "VPN", "Virtual", "TAP-Win" sets ethernetStatus to 1 and ends the walk;
-// without one, ethernetStatus is 0. An Ethernet adapter whose first address
-// is exactly "0.0.0.0" sets ipNotAssigned (when not null) to 1.
+// adapter whose verdict is Ethernet sets ethernetStatus to 1 and ends the
+// walk; without one, ethernetStatus is 0. An adapter whose verdict is
+// NoAddress sets ipNotAssigned (when not null) to 1.
 void WalkAdapterInfo(const IP_ADAPTER_INFO* head, int* ethernetStatus, int* ipNotAssigned,
                      const QX::Shared::FunctionLog& log);
 
@@ -30,5 +40,7 @@ bool WalkAdapterAddresses(const IP_ADAPTER_ADDRESSES* head, const std::wstring& 
 // True when the text holds "VPN", "Virtual" or "TAP-Win" (case-sensitive).
 bool HasVpnWord(const char* description);
 bool HasVpnWord(const wchar_t* description);
+// The first of those words the text holds, or null.
+const char* VpnWordIn(const char* description);
 
 }  // namespace NLMUtils

@@ -252,6 +252,7 @@ BOOL WINAPI FakeScm::QueryServiceConfigW(SC_HANDLE handle, LPQUERY_SERVICE_CONFI
     auto* path = reinterpret_cast<wchar_t*>(config + 1);
     wcscpy(path, service->binaryPath.c_str());
     config->lpBinaryPathName = path;
+    config->dwStartType = service->startType;
     return TRUE;
 }
 

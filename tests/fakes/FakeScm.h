@@ -31,6 +31,7 @@ public:
         DWORD failureActionsError = 0;
         DWORD failureActionsFlagError = 0;
         std::wstring binaryPath = L"\"C:\\Program Files\\QX\\Tessarine.exe\"";
+        DWORD startType = SERVICE_AUTO_START;  // as QueryServiceConfigW reports it
         // Written by ChangeServiceConfig2W.
         std::wstring description;
         bool hasFailureActions = false;
