@@ -11,6 +11,7 @@
 
 #include "fakes/LogFiles.h"
 #include "fakes/RegistryKeys.h"
+#include "fakes/ServiceState.h"
 #include "state/RegistryPaths.h"
 #include "service/Registry.h"
 
@@ -34,7 +35,7 @@ constexpr wchar_t kServiceKey[] = L"SYSTEM\\CurrentControlSet\\Services\\Tessari
 constexpr wchar_t kProductKey[] = L"SOFTWARE\\QX\\QX Brisa UWP";
 constexpr wchar_t kUsage[] = L"Parameters:\n -install  to install the service.\n -remove   to remove the service.\n";
 constexpr wchar_t kRunFailure[] = L"Service failed to run w/err 0x00000427\n";
-constexpr DWORD kNotInstalled = 0;  // State() of a service the SCM does not know
+constexpr DWORD kNotInstalled = fakes::kServiceNotInstalled;  // State() of a service the SCM does not know
 
 std::string Narrow(const std::wstring& text) { return std::string(text.begin(), text.end()); }
 
@@ -56,19 +57,7 @@ protected:
     }
 
     // The service's current state, or kNotInstalled.
-    static DWORD State()
-    {
-        SC_HANDLE scm = OpenSCManagerW(nullptr, nullptr, SC_MANAGER_CONNECT);
-        if (!scm)
-            return kNotInstalled;
-        SC_HANDLE service = OpenServiceW(scm, kServiceName, SERVICE_QUERY_STATUS);
-        SERVICE_STATUS status = {};
-        const DWORD state = service && QueryServiceStatus(service, &status) ? status.dwCurrentState : kNotInstalled;
-        if (service)
-            CloseServiceHandle(service);
-        CloseServiceHandle(scm);
-        return state;
-    }
+    static DWORD State() { return fakes::ServiceState(kServiceName); }
     // Polls every 100 ms for up to 10 s.
     static bool WaitForState(DWORD state)
     {

@@ -5,20 +5,6 @@
 
 namespace msi {
 
-DWORD ServiceState(const wchar_t* name)
-{
-    SC_HANDLE scm = OpenSCManagerW(nullptr, nullptr, SC_MANAGER_CONNECT);
-    if (!scm)
-        return kNotInstalled;
-    SC_HANDLE service = OpenServiceW(scm, name, SERVICE_QUERY_STATUS);
-    SERVICE_STATUS status = {};
-    const DWORD state = service && QueryServiceStatus(service, &status) ? status.dwCurrentState : kNotInstalled;
-    if (service)
-        CloseServiceHandle(service);
-    CloseServiceHandle(scm);
-    return state;
-}
-
 std::vector<std::wstring> ServicesNamed(const wchar_t* displayName)
 {
     std::vector<std::wstring> names;

@@ -1,7 +1,7 @@
 // What the installer tests read of the machine (the Wine prefix): the
-// service's state and registration, registry values, files and the
-// products Windows Installer knows. Reads only; a missing thing reads as
-// empty, "<missing>" or kNotInstalled, never as an error.
+// service's registration, registry values, files and the products Windows
+// Installer knows (its state: fakes/ServiceState.h). Reads only; a missing
+// thing reads as empty or "<missing>", never as an error.
 #pragma once
 
 #include <windows.h>
@@ -11,10 +11,6 @@
 
 namespace msi {
 
-constexpr DWORD kNotInstalled = 0;  // ServiceState() of a service the SCM does not know
-
-// The service's current state, or kNotInstalled.
-DWORD ServiceState(const wchar_t* name);
 // Polls `condition` every 100 ms for up to `seconds`; whether it came true.
 template <typename Condition>
 bool WaitUntil(Condition condition, int seconds)

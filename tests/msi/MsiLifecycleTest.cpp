@@ -10,6 +10,7 @@
 #include "ProcessRunner.h"
 
 #include "fakes/LogFiles.h"
+#include "fakes/ServiceState.h"
 #include "state/RegistryPaths.h"
 
 #include <gmock/gmock.h>
@@ -71,8 +72,8 @@ void DeleteServiceNamed(const wchar_t* name)
     CloseServiceHandle(scm);
 }
 
-bool ServiceRunning() { return msi::ServiceState(kServiceName) == SERVICE_RUNNING; }
-bool ServiceGone() { return msi::ServiceState(kServiceName) == msi::kNotInstalled; }
+bool ServiceRunning() { return fakes::ServiceState(kServiceName) == SERVICE_RUNNING; }
+bool ServiceGone() { return fakes::ServiceState(kServiceName) == fakes::kServiceNotInstalled; }
 
 // Whether a line of the service's log ends with `tail`.
 bool LogHas(const std::wstring& tail)
@@ -155,7 +156,7 @@ protected:
 TEST_F(MsiLifecycleTest, InstallsSilentlyAndStartsTheServiceRegisteredAsInstallRegistersIt)
 {
     ASSERT_EQ(Install(TESSARINE_MSI_PATH), 0u);
-    EXPECT_TRUE(WaitUntil(ServiceRunning, kServiceSeconds)) << "state " << msi::ServiceState(kServiceName);
+    EXPECT_TRUE(WaitUntil(ServiceRunning, kServiceSeconds)) << "state " << fakes::ServiceState(kServiceName);
     ExpectInstalled(TESSARINE_VERSION, TESSARINE_FILE_VERSION);
     ExpectRegisteredAsInstallMakesIt();
     ExpectEventSourceRegistered();
@@ -169,7 +170,7 @@ TEST_F(MsiLifecycleTest, ANewerPackageReplacesTheInstalledOneInPlace)
     ASSERT_TRUE(WaitUntil(ServiceRunning, kServiceSeconds));
 
     ASSERT_EQ(Install(TESSARINE_NEXT_MSI_PATH), 0u);
-    EXPECT_TRUE(WaitUntil(ServiceRunning, kServiceSeconds)) << "state " << msi::ServiceState(kServiceName);
+    EXPECT_TRUE(WaitUntil(ServiceRunning, kServiceSeconds)) << "state " << fakes::ServiceState(kServiceName);
     ExpectInstalled(TESSARINE_NEXT_VERSION, TESSARINE_NEXT_FILE_VERSION);
     ExpectRegisteredAsInstallMakesIt();
     ExpectEventSourceRegistered();
@@ -204,7 +205,7 @@ TEST_F(MsiLifecycleTest, UninstallLeavesTheMachineAsRemoveDoesAndKeepsThePolicy)
     ASSERT_EQ(products.size(), 1u);
     ASSERT_EQ(Uninstall(products[0].code), 0u);
 
-    EXPECT_TRUE(WaitUntil(ServiceGone, kServiceSeconds)) << "state " << msi::ServiceState(kServiceName);
+    EXPECT_TRUE(WaitUntil(ServiceGone, kServiceSeconds)) << "state " << fakes::ServiceState(kServiceName);
     EXPECT_FALSE(msi::KeyExists(kServiceKey));
     EXPECT_FALSE(msi::KeyExists(kWlanPowerStatusKey));
     EXPECT_FALSE(msi::KeyExists(kWwanPowerStatusKey));
