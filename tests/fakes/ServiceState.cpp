@@ -9,8 +9,7 @@ DWORD ServiceState(const wchar_t* name)
         return kServiceNotInstalled;
     SC_HANDLE service = OpenServiceW(scm, name, SERVICE_QUERY_STATUS);
     SERVICE_STATUS status = {};
-    const DWORD state =
-        service && QueryServiceStatus(service, &status) ? status.dwCurrentState : kServiceNotInstalled;
+    const DWORD state = service && QueryServiceStatus(service, &status) ? status.dwCurrentState : kServiceNotInstalled;
     if (service)
         CloseServiceHandle(service);
     CloseServiceHandle(scm);
