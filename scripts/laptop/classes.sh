@@ -44,9 +44,23 @@ query_classes() {
   rm -rf "$dir"
   mkdir -p "$dir"
   for i in "${!sim_classes[@]}"; do
-    { wine_do 30 reg query "$classes_key\\${sim_classes[$i]}" /s >"$dir/$i" || echo $? >"$dir/$i.rc"; } &
+    query_class "$dir" "$i" &
   done
   wait
+  # Wine's reg, on a busy machine, now and then fails a query without a
+  # word; such a query is asked again, twice at most.
+  for _ in 1 2; do
+    for i in "${!sim_classes[@]}"; do
+      [ -f "$dir/$i.rc" ] && [ ! -s "$dir/$i" ] && query_class "$dir" "$i"
+    done
+  done
+  return 0
+}
+
+# query_class DIR N: one class's query, as query_classes keeps it.
+query_class() {
+  rm -f "$1/$2.rc"
+  wine_do 30 reg query "$classes_key\\${sim_classes[$2]}" /s >"$1/$2" || echo $? >"$1/$2.rc"
 }
 
 # class_restore_lines KEY ANSWER: the .reg lines that put class KEY back as
